@@ -1,0 +1,23 @@
+// The port table that the processes of the switch share, libportshm. It holds physical ports (kind 1, numbers 1 to 10)
+// and logical ports (kind 2, numbers 101 to 164); `common/port_kind.h` tells them apart. It is told after the bridge
+// library has taken a change, and nobody looks at its results.
+#pragma once
+
+#include <cstdint>
+
+extern "C" {
+
+// `ether` is the physical interface of a physical port, 0 for a logical one.
+int32_t portshm_create_port(int32_t port, int32_t kind, int32_t ether);
+int32_t portshm_delete_port(int32_t port, int32_t kind);
+int32_t portshm_enable_port(int32_t port, int32_t kind);
+int32_t portshm_disable_port(int32_t port, int32_t kind);
+
+int32_t portshm_add_port_vlan(int32_t port, int32_t kind, uint32_t vid);
+int32_t portshm_rm_port_vlan(int32_t port, int32_t kind, uint32_t vid);
+
+// For logical ports only, with the numbers of `brgfdb_set_link_mode` and `brgfdb_set_link_depend`.
+int32_t portshm_set_port_linkmode(int32_t port, int32_t mode);
+int32_t portshm_set_port_linkdepend(int32_t port, int32_t type, uint32_t port_mask);
+
+} // extern "C"

@@ -1,0 +1,14 @@
+// libtrapevent, recorded.
+#include "recorder.h"
+
+#include "platform/trapevent.h"
+
+int32_t libev_BridgePort_Status(int32_t zero, int32_t port, int32_t type, int32_t event) {
+    return recorder::tell(__func__, zero, port, type, event);
+}
+int32_t libev_PortVlan_Status(int32_t zero, int32_t port, const char* vlan, int32_t event) {
+    return recorder::tell(__func__, zero, port, vlan, event);
+}
+int32_t libev_Queue_Status(int32_t zero, int32_t port, int32_t stream, int32_t traffic_class, int32_t event) {
+    return recorder::tell(__func__, zero, port, stream, traffic_class, event);
+}
