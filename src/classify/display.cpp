@@ -1,0 +1,24 @@
+// Showing classification lists: show clslist {<listno>|all}
+#include "classify/classify.h"
+
+#include "common/operands.h"
+#include "platform/brgfdb.h"
+
+#include <cstdio>
+
+void show_clslist(int32_t count, char** words) {
+    constexpr int32_t all_lists = 0;
+    if (count < 3) show_usage();
+    const int32_t list = is_word(words[2], "all") ? all_lists : read_number_or_usage(words[2]);
+    if (count > 3) no_more_argument();
+
+    int32_t status = 0;
+    if (brgfdb_disp_classify(list, &status) == 0) end_process(); // the display is the library's, and all there is
+    fflush(stdout);                                              // what the library has printed comes first
+    switch (status) {
+    case status::no_profile: refuse_missing(status, list);
+    case status::no_action: refuse(status, "no action in profile classify %d.", list);
+    case status::no_profile_at_all: refuse(status, "classify profile does not exist.");
+    default: refuse(status, "cannot show classify profile.");
+    }
+}

@@ -1,0 +1,106 @@
+// Classification lists, and their binding to a port within a VLAN.
+#include "classify/classify.h"
+
+#include "classify/extraction.h"
+#include "common/operands.h"
+#include "platform/brgfdb.h"
+
+namespace {
+
+// create clslist <listno>, delete clslist <listno>
+int32_t read_sole_list(int32_t count, char** words) {
+    if (count < 3) show_usage();
+    const int32_t list = read_number_or_usage(words[2]);
+    if (count > 3) no_more_argument();
+    return list;
+}
+
+// ... port <port> vlan <name> of the binding sentences.
+struct Pair {
+    int32_t port;
+    const char* vlan;
+};
+
+Pair read_pair(char** words) {
+    require_word(words[4], "port");
+    require_word(words[6], "vlan");
+    return {read_number_or_usage(words[5]), words[7]};
+}
+
+// The refusals that binding and unbinding have in common; returns for others.
+void refuse_pair(int32_t status, const Pair& pair) {
+    switch (status) {
+    case status::no_port: refuse_missing(status, pair.port);
+    case status::no_vlan: refuse_missing(status, pair.vlan);
+    case status::port_not_in_vlan: refuse(status, "port %d does not belong to VLAN \"%s\".", pair.port, pair.vlan);
+    default: return;
+    }
+}
+
+} // namespace
+
+// create clslist <listno>
+void create_clslist(int32_t count, char** words) {
+    const int32_t list = read_sole_list(count, words);
+
+    int32_t status = 0;
+    if (brgfdb_create_classify_profile(list, &status) == 0) accept();
+    switch (status) {
+    case status::profile_exists: refuse(status, "classify profile %d already exists.", list);
+    case status::too_many_profiles: refuse(status, "maximum number of classify profile.");
+    default: refuse(status, "cannot create classify profile %d.", list);
+    }
+}
+
+// delete clslist <listno>
+void delete_clslist(int32_t count, char** words) {
+    const int32_t list = read_sole_list(count, words);
+
+    int32_t status = 0;
+    if (brgfdb_delete_classify_profile(list, &status) == 0) accept();
+    switch (status) {
+    case status::no_profile: refuse_missing(status, list);
+    case status::profile_has_action: refuse(status, "some action belongs to classify profile %d yet.", list);
+    case status::profile_in_use: refuse(status, "some port use classify profile %d yet.", list);
+    default: refuse(status, "cannot delete profile classify %d.", list);
+    }
+}
+
+// add clslist <listno> to port <port> vlan <name> [<ext>]
+//
+// The extraction points count only as the last word: with more words behind the VLAN all of them are ignored.
+void add_clslist(int32_t count, char** words) {
+    if (count < 8) show_usage();
+    require_word(words[3], "to");
+    const int32_t list = read_number_or_usage(words[2]);
+    const Pair pair = read_pair(words);
+    const uint32_t vid = resolve_vlan(pair.vlan);
+    ExtractionPoint points[extraction_point_count] = {};
+    if (count == 9) parse_extraction_points(words[8], points);
+
+    int32_t status = 0;
+    if (brgfdb_add_classify_profile_to_pv(list, pair.port, vid, points, &status) == 0) accept();
+    refuse_pair(status, pair);
+    switch (status) {
+    case status::no_profile_to_bind: refuse_missing(status::no_profile, list);
+    case status::pair_has_other_profile:
+        refuse(status, "port %d VLAN \"%s\" already bind another classify profile", pair.port, pair.vlan);
+    default: refuse(status, "cannot add classify profile %d.", list);
+    }
+}
+
+// remove clslist <listno> from port <port> vlan <name>; a pair has one list at most, so the number is not read.
+void remove_clslist(int32_t count, char** words) {
+    if (count < 8) show_usage();
+    require_word(words[3], "from");
+    const Pair pair = read_pair(words);
+    const uint32_t vid = resolve_vlan(pair.vlan);
+    if (count > 8) no_more_argument();
+
+    int32_t status = 0;
+    if (brgfdb_rem_classify_profile_from_pv(pair.port, vid, &status) == 0) accept();
+    refuse_pair(status, pair);
+    if (status == status::pair_has_no_profile)
+        refuse(status, "port %d VLAN \"%s\" does not bind classify profile.", pair.port, pair.vlan);
+    refuse(status, "cannot remove classify profile.");
+}

@@ -1,0 +1,75 @@
+// Reading and checking addresses in the QoS tree.
+#include "common/qos_address.h"
+
+#include "common/arithmetic.h"
+#include "common/operands.h"
+#include "common/scan.h"
+
+namespace {
+
+bool scan_two(const char*& at, int32_t& first, int32_t& second) {
+    return read_decimal(at, first) && read_literal(at, '/') && read_decimal(at, second);
+}
+
+bool scan_queue(const char*& at, QueueAddress& queue) {
+    return scan_two(at, queue.port, queue.stream) && read_literal(at, '/') && read_decimal(at, queue.traffic_class);
+}
+
+void require_queue_in_range(const QueueAddress& queue) {
+    require_port_and_stream(queue.port, queue.stream);
+    require_class(queue.traffic_class);
+}
+
+} // namespace
+
+bool is_stream(int32_t stream) {
+    return is_within(stream, 1, stream_count);
+}
+
+bool is_class(int32_t traffic_class) {
+    return is_within(traffic_class, 0, class_count - 1);
+}
+
+void require_port_and_stream(int32_t port, int32_t stream) {
+    if (!is_within(port, 1, 4)) refuse_out_of_range(range_error::port, port);
+    if (!is_stream(stream)) refuse_out_of_range(range_error::stream, stream);
+}
+
+void require_class(int32_t traffic_class) {
+    if (!is_class(traffic_class)) refuse_out_of_range(range_error::traffic_class, traffic_class);
+}
+
+int32_t read_color_or_usage(std::string_view word) {
+    constexpr WordValue colors[] = {{"green", 0}, {"yellow", 1}, {"red", 2}};
+    return find_word_or_usage(colors, word);
+}
+
+StreamAddress read_stream_address(const char* word) {
+    StreamAddress address{};
+    if (!scan_two(word, address.port, address.stream)) show_usage();
+    return address;
+}
+
+QueueAddress read_queue_address(const char* word) {
+    QueueAddress queue{};
+    if (!scan_queue(word, queue)) show_usage();
+    require_queue_in_range(queue);
+    return queue;
+}
+
+ColorAddress read_color_address(const char* word) {
+    QueueAddress queue{};
+    std::string_view color;
+    if (!scan_queue(word, queue) || !read_literal(word, '/') || !read_text(word, color)) show_usage();
+    require_queue_in_range(queue);
+    return {queue, read_color_or_usage(color)};
+}
+
+FlowAddress read_flow_address(const char* word) {
+    FlowAddress flow{};
+    std::string_view color;
+    if (!scan_two(word, flow.stream, flow.traffic_class) || !read_literal(word, '/') || !read_text(word, color))
+        show_usage();
+    flow.color = read_color_or_usage(color);
+    return flow;
+}

@@ -1,0 +1,30 @@
+// Rates, bursts and the recomputation that a change of them asks for.
+#include "common/shaping.h"
+
+#include "common/operands.h"
+#include "platform/brgfdb.h"
+
+int32_t burst_unit(int32_t count, char** words, int32_t at) {
+    constexpr WordValue units[] = {{"kbyte", 1000}, {"byte", 1}};
+    if (count <= at) return 1000;
+    return find_word_or_usage(units, words[at]);
+}
+
+RateAndBurst read_rate_and_burst(int32_t count, char** words, int32_t at) {
+    require_word(words[at], "rate");
+    const int32_t rate = times_1000(read_number_or_usage(words[at + 1]));
+    if (!is_rate(rate)) refuse_out_of_range(range_error::rate, rate);
+
+    if (count <= at + 3) return {rate, default_burst};
+    require_word(words[at + 2], "burst");
+    const int32_t typed = read_number_or_usage(words[at + 3]);
+    const int32_t burst = wrapping_multiply(typed, burst_unit(count, words, at + 4));
+    if (!is_burst(burst)) refuse_out_of_range(range_error::burst, burst);
+    return {rate, burst};
+}
+
+void update_stream_shaping(int32_t port) {
+    int32_t status = 0;
+    if (brgfdb_stream_shaping_rate_update(port, &status) != 0)
+        refuse(status, "stream in port %d cannot update shaping rate.", port);
+}

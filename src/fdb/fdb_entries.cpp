@@ -1,0 +1,168 @@
+// Static, local and dynamic entries of the forwarding database.
+#include "fdb/fdb.h"
+
+#include "common/operands.h"
+#include "common/scan.h"
+#include "platform/brgfdb.h"
+
+namespace {
+
+constexpr uint8_t discard = 4;
+constexpr int32_t of_user = 0;
+
+// Where frames to a static entry's address go.
+struct StaticAction {
+    int32_t port;
+    uint8_t action;
+};
+
+// {discard|port <port> [flag <flag>]}, from words[6] on. Seven words are enough to look at the keyword; a count that no
+// form has is told as surplus words.
+StaticAction read_static_action(int32_t count, char** words) {
+    if (count == 6) show_usage();
+    if (is_word(words[6], "discard")) {
+        if (count != 7) no_more_argument();
+        return {0, discard};
+    }
+    require_word(words[6], "port");
+    if (count == 7) show_usage();
+    StaticAction action{read_number_or_usage(words[7]), 0};
+    if (count == 10) {
+        uint32_t flag = 0;
+        require_word(words[8], "flag");
+        if (!read_hex_number(words[9], flag)) show_usage();
+        action.action = static_cast<uint8_t>(flag);
+    } else if (count != 8) {
+        no_more_argument();
+    }
+    return action;
+}
+
+// The words of the sentence that its refusals show. `port` is 0 where the sentence has none.
+struct StaticEntry {
+    const char* verb;
+    const char* mac;
+    const char* vlan;
+    int32_t port;
+};
+
+[[noreturn]] void refuse_static(int32_t status, const StaticEntry& entry) {
+    switch (status) {
+    case status::fdb_entry_exists: refuse(status, "fdbentry %s already exists.", entry.mac);
+    case status::fdb_full: refuse(status, "cannot create fdbentry %s, fdb is full.", entry.mac);
+    case status::fdb_entry_of_system: refuse(status, "fdbentry %s is created by system.", entry.mac);
+    case status::fdb_entry_of_other_type: refuse(status, "fdbentry %s is differnt type.", entry.mac);
+    case status::no_fdb_entry: refuse(status, "fdbentry %s does not exist.", entry.mac);
+    case status::no_vlan: refuse_missing(status, entry.vlan);
+    case status::no_port: refuse_missing(status, entry.port);
+    default: refuse(status, "cannot %s fdbentry %s.", entry.verb, entry.mac);
+    }
+}
+
+[[noreturn]] void refuse_local_creation(int32_t status, const char* mac, int32_t port) {
+    switch (status) {
+    case status::fdb_entry_exists: refuse(status, "fdbentry %s already exists.", mac);
+    case status::fdb_full: refuse(status, "fdb is full.");
+    case status::no_port: refuse_missing(status, port);
+    default: refuse(status, "cannot create fdbentry %s.", mac);
+    }
+}
+
+[[noreturn]] void refuse_local_deletion(int32_t status, const char* mac, int32_t port) {
+    switch (status) {
+    case status::no_fdb_entry: refuse(status, "fdbentry %s does not exist.", mac);
+    case status::fdb_entry_of_system: refuse(status, "fdbentry %s is created by system.", mac);
+    case status::no_port: refuse_missing(status, port);
+    default: refuse(status, "cannot delete fdbentry %s.", mac);
+    }
+}
+
+// 01:80:C2:00:00:00 to 0F, which the switch filters on every port by itself.
+constexpr bool is_reserved(const uint8_t* mac) {
+    return mac[0] == 0x01 && mac[1] == 0x80 && mac[2] == 0xc2 && mac[3] == 0 && mac[4] == 0 && mac[5] <= 0x0f;
+}
+
+[[noreturn]] void create_local(int32_t count, char** words, const uint8_t* mac, int32_t port) {
+    constexpr WordValue types[] = {{"local", 1}, {"both", 2}, {"local_learning", 3}, {"discard", 4}};
+    if (count < 7) show_usage();
+    const int32_t type = find_word_or_usage(types, words[6]);
+    if (count > 7) no_more_argument();
+
+    int32_t status = 0;
+    if (brgfdb_create_lfil(port, mac, type, of_user, &status) < 0) refuse_local_creation(status, words[2], port);
+    accept();
+}
+
+[[noreturn]] void delete_local(int32_t count, char** words, const uint8_t* mac, int32_t port) {
+    if (count > 6) no_more_argument();
+
+    int32_t status = 0;
+    if (brgfdb_delete_lfil(port, mac, of_user, &status) != 0) refuse_local_deletion(status, words[2], port);
+    accept();
+}
+
+void flush_vlan(int32_t count, char** words) {
+    if (count <= 5) show_usage();
+    if (count > 6) no_more_argument();
+    const uint32_t vid = resolve_vlan(words[5]);
+    if (brgfdb_clear_fdb_vlan(vid) < 0) refuse_missing(status::no_vlan, words[5]);
+}
+
+} // namespace
+
+// delete dfdbentry all in {all|vlan <name>}
+void delete_dfdbentry(int32_t count, char** words) {
+    if (count <= 4) show_usage();
+    require_word(words[2], "all");
+    require_word(words[3], "in");
+    if (is_word(words[4], "all")) {
+        if (count > 5) no_more_argument();
+        brgfdb_clear_fdb();
+    } else {
+        require_word(words[4], "vlan");
+        flush_vlan(count, words);
+    }
+    act_puts();
+}
+
+// create sfdbentry <mac> in vlan <name> {discard|port <port> [flag <flag>]}
+// delete sfdbentry <mac> in vlan <name>
+void change_sfdbentry(int32_t count, char** words) {
+    if (count <= 5) show_usage();
+    require_word(words[3], "in");
+    require_word(words[4], "vlan");
+    uint8_t mac[mac_length] = {};
+    read_mac_address(words[2], mac);
+    const uint32_t vid = resolve_vlan(words[5]);
+
+    int32_t status = 0;
+    StaticEntry entry{words[0], words[2], words[5], 0};
+    if (is_word(words[0], "create")) {
+        const StaticAction action = read_static_action(count, words);
+        entry.port = action.port;
+        if (brgfdb_create_sfil(vid, mac, action.port, action.action, of_user, &status) != 0)
+            refuse_static(status, entry);
+    } else {
+        if (count != 6) no_more_argument();
+        if (brgfdb_delete_sfil(vid, mac, of_user, &status) != 0) refuse_static(status, entry);
+    }
+    accept();
+}
+
+// create lfdbentry <mac> in port <port> {local|both|local_learning|discard}
+// delete lfdbentry <mac> in port <port>
+//
+// "portlist" in place of "port" is turned down only after the address has been judged, deliberately.
+void change_lfdbentry(int32_t count, char** words) {
+    if (count <= 5) show_usage();
+    require_word(words[3], "in");
+    if (!is_word(words[4], "port") && !is_word(words[4], "portlist")) show_usage();
+    uint8_t mac[mac_length] = {};
+    read_mac_address(words[2], mac);
+    if (is_reserved(mac)) refuse_invalid(invalid::reserved_mac_address, words[2]);
+    require_word(words[4], "port");
+    const int32_t port = read_number_or_usage(words[5]);
+
+    if (is_word(words[0], "create")) create_local(count, words, mac, port);
+    delete_local(count, words, mac, port);
+}

@@ -1,0 +1,71 @@
+// Scheduling and length of a class queue.
+#include "qos/qos.h"
+
+#include "common/arithmetic.h"
+#include "common/operands.h"
+#include "common/qos_address.h"
+#include "platform/brgfdb.h"
+
+namespace {
+
+constexpr int32_t shortest_length = 1536; // bytes: one long frame
+constexpr int32_t longest_length = 4194304;
+constexpr int32_t length_unit = 64;
+
+// Short lengths become the shortest, others whole units; the last unit below 2 GiB wraps around.
+int32_t normalise_length(int32_t length) {
+    if (length < shortest_length) return shortest_length;
+    if (length % length_unit == 0) return length;
+    return wrapping_add(length / length_unit * length_unit, length_unit);
+}
+
+// Long queues use larger blocks, so that no queue has more than 16384.
+int32_t block_size(int32_t length) {
+    if (length > 1048576) return 256;
+    if (length > 262144) return 128;
+    return 64;
+}
+
+} // namespace
+
+// set queue <port/stream/class> pri <pri> [ratio <ratio>]
+void set_queue_pri(int32_t count, char** words) {
+    if (count <= 4) show_usage();
+    const QueueAddress queue = read_queue_address(words[2]);
+    const int32_t priority = read_number_or_usage(words[4]);
+    int32_t ratio = 1;
+    if (count >= 7) {
+        require_word(words[5], "ratio");
+        ratio = read_number_or_usage(words[6]);
+    }
+    if (count != 5 && count != 7) no_more_argument();
+
+    int32_t status = 0;
+    if (brgfdb_set_queue_qos(queue.index(), queue.stream_index(), priority, ratio, &status) == 0) accept();
+    switch (status) {
+    case status::no_stream: refuse_missing(status, queue.stream);
+    case status::no_queue: refuse_missing(status, queue.traffic_class);
+    default: refuse(status, "queue %d/%d cannot set QoS.", queue.stream, queue.traffic_class);
+    }
+}
+
+// set queue <port/stream/class> queue_length <length>
+void set_queue_length(int32_t count, char** words) {
+    if (count <= 4) show_usage();
+    const QueueAddress queue = read_queue_address(words[2]);
+    const int32_t typed = read_number_or_usage(words[4]);
+    if (count > 5) no_more_argument();
+    const int32_t length = normalise_length(typed);
+    if (length > longest_length) refuse_out_of_range(range_error::queue_size, length);
+
+    int32_t status = 0;
+    if (brgfdb_set_queue_size(queue.index(), queue.stream_index(), queue.traffic_class, length / block_size(length),
+                              length, &status) == 0)
+        accept();
+    switch (status) {
+    case status::no_queue: refuse_missing(status, queue.traffic_class);
+    case status::no_stream: refuse_missing(status, queue.stream);
+    case status::no_frame_buffers: refuse(status, "not enough frame buffers to change queue size.");
+    default: refuse(status, "queue %d/%d cannot set size.", queue.stream, queue.traffic_class);
+    }
+}

@@ -1,0 +1,149 @@
+// Creating and deleting class queues, one or all eight of a stream.
+#include "qos/qos.h"
+
+#include "common/operands.h"
+#include "common/qos_address.h"
+#include "common/scan.h"
+#include "common/text.h"
+#include "platform/brgfdb.h"
+#include "platform/qual.h"
+#include "platform/trapevent.h"
+
+namespace {
+
+// What every new queue gets; `set queue ... queue_length` changes it.
+constexpr int32_t initial_blocks = 256;
+constexpr int32_t initial_length = 16384;
+
+constexpr int32_t type_wfq = 1;
+
+// The classes that a sentence names: one, or all eight for "-". What is already as wanted is passed over in silence
+// when all are named.
+struct ClassList {
+    int32_t port;
+    int32_t stream;
+    int32_t first;
+    int32_t last;
+    bool is_all;
+
+    QueueAddress queue(int32_t traffic_class) const { return {port, stream, traffic_class}; }
+};
+
+// <port/stream/class>, where the class may be "-".
+ClassList read_class_list(const char* word) {
+    const char* at = word;
+    ClassList list{};
+    std::string_view class_word;
+    if (!read_decimal(at, list.port) || !read_literal(at, '/') || !read_decimal(at, list.stream) ||
+        !read_literal(at, '/') || !read_text(at, class_word))
+        show_usage();
+    require_port_and_stream(list.port, list.stream);
+
+    list.is_all = is_word(class_word, "-");
+    if (list.is_all) {
+        list.last = class_count - 1;
+        return list;
+    }
+    list.first = read_number_or_usage(class_word.data());
+    require_class(list.first);
+    list.last = list.first;
+    return list;
+}
+
+ShortText qualifier_name(const QueueAddress& queue) {
+    return format_text("%d/%d/%d", queue.port, queue.stream, queue.traffic_class);
+}
+
+[[noreturn]] void refuse_creation(int32_t status, const QueueAddress& queue) {
+    switch (status) {
+    case status::queue_exists:
+        refuse(status, "queue %d/%d/%d already exists.", queue.port, queue.stream, queue.traffic_class);
+    case status::too_many_queues: refuse(status, "maximum number of queues.");
+    case status::no_frame_buffers: refuse(status, "not enough frame buffers to create queue.");
+    default: refuse(status, "cannot create queue. %d/%d/%d.", queue.port, queue.stream, queue.traffic_class);
+    }
+}
+
+// `position` is the place of the class in the list, which is 0 for a single class: the messages show it in place of the
+// class, deliberately.
+[[noreturn]] void refuse_attachment(int32_t status, int32_t stream, int32_t position) {
+    switch (status) {
+    case status::no_stream: refuse_missing(status, stream);
+    case status::no_queue: refuse_missing(status, position);
+    case status::queue_already_in_stream: refuse(status, "queue %d already belongs to stream.", position);
+    default: refuse(status, "cannot add queue %d.", position);
+    }
+}
+
+[[noreturn]] void refuse_detachment(int32_t status, const QueueAddress& queue) {
+    switch (status) {
+    case status::no_stream: refuse_missing(status, queue.stream);
+    case status::no_queue: refuse_missing(status, queue.traffic_class);
+    case status::queue_not_in_stream:
+        refuse(status, "queue %d/%d/%d does not belong to stream.", queue.port, queue.stream, queue.traffic_class);
+    default: refuse(status, "cannot remove queue %d/%d/%d.", queue.port, queue.stream, queue.traffic_class);
+    }
+}
+
+[[noreturn]] void refuse_deletion(int32_t status, const QueueAddress& queue) {
+    if (status == status::no_queue) refuse_missing(status, 0); // the place in a list of one
+    refuse(status, "cannot delete queue. %d/%d/%d.", queue.port, queue.stream, queue.traffic_class);
+}
+
+constexpr bool is_already_gone(int32_t status) {
+    return status == status::no_stream || status == status::no_queue || status == status::queue_not_in_stream;
+}
+
+} // namespace
+
+// create queue <port/stream/class>
+void create_queue(int32_t count, char** words) {
+    if (count <= 2) show_usage();
+    const ClassList list = read_class_list(words[2]);
+    if (count > 3) no_more_argument();
+
+    int32_t status = 0;
+    StreamInfo stream{};
+    const int32_t stream_index = list.queue(0).stream_index();
+    if (brgfdb_get_stream_info(stream_index, &stream, &status) != 0) {
+        if (status == status::no_stream) refuse_missing(status, list.stream);
+        refuse(status, "cannot get stream %d/%d info.", list.port, list.stream);
+    }
+
+    for (int32_t traffic_class = list.first; traffic_class <= list.last; ++traffic_class) {
+        const QueueAddress queue = list.queue(traffic_class);
+        if (brgfdb_create_queue(queue.index(), initial_blocks, initial_length, &status) != 0) {
+            if (list.is_all && status == status::queue_exists) continue;
+            refuse_creation(status, queue);
+        }
+        if (brgfdb_add_queue_to_stream(queue.index(), stream_index, traffic_class, stream.type, traffic_class,
+                                       stream.type == type_wfq ? 1 : 0, &status) != 0)
+            refuse_attachment(status, list.stream, traffic_class - list.first);
+        libev_Queue_Status(0, list.port, list.stream, traffic_class, trap_event::added);
+        qual_register("queue", qualifier_name(queue).text, -1);
+    }
+    accept();
+}
+
+// delete queue <port/stream/class>
+void delete_queue(int32_t count, char** words) {
+    if (count <= 2) show_usage();
+    const ClassList list = read_class_list(words[2]);
+    if (count > 3) no_more_argument();
+
+    int32_t status = 0;
+    for (int32_t traffic_class = list.first; traffic_class <= list.last; ++traffic_class) {
+        const QueueAddress queue = list.queue(traffic_class);
+        if (brgfdb_rem_queue_from_stream(queue.index(), queue.stream_index(), traffic_class, &status) != 0) {
+            if (list.is_all && is_already_gone(status)) continue;
+            refuse_detachment(status, queue);
+        }
+        if (brgfdb_delete_queue(queue.index(), &status) != 0) {
+            if (list.is_all && status == status::no_queue) continue;
+            refuse_deletion(status, queue);
+        }
+        libev_Queue_Status(0, list.port, list.stream, traffic_class, trap_event::gone);
+        qual_unregister("queue", qualifier_name(queue).text);
+    }
+    accept();
+}

@@ -1,0 +1,87 @@
+// Protocol groups: numbered sets of Ethernet types.
+#include "vlan/vlan.h"
+
+#include "common/arithmetic.h"
+#include "common/operands.h"
+#include "common/scan.h"
+#include "platform/brgfdb.h"
+#include "vlan/protgroup.h"
+
+namespace {
+
+[[noreturn]] void refuse_protgroup(int32_t status, uint16_t protgroup, uint16_t ether_type) {
+    report_protgroup_error(status, protgroup, ether_type);
+    end_process();
+}
+
+// create protgroup <gid>, delete protgroup <gid>
+template <auto change> void change_protgroup(int32_t count, char** words) {
+    if (count < 3) show_usage();
+    const uint16_t protgroup = read_protgroup(words[2], words[2]);
+
+    int32_t status = 0;
+    if (change(protgroup, &status) != 0) refuse_protgroup(status, protgroup, 0);
+    act_puts();
+}
+
+// add protocol <protocol> to protgroup <gid>, remove protocol <protocol> from protgroup <gid>
+//
+// An operand that is no number is shown as the word "protocol", not as typed: callers know it so.
+template <auto change> void change_protocol(int32_t count, char** words, const char* preposition) {
+    if (count <= 5) show_usage();
+    require_word(words[3], preposition);
+    require_word(words[4], "protgroup");
+
+    const char* const shown = words[1];
+    uint32_t ether_type = 0;
+    if (!read_hex_number(words[2], ether_type)) refuse_invalid(invalid::ether_type, shown);
+    if (ether_type > 0xffff) refuse_out_of_range(range_error::ether_type, static_cast<int32_t>(ether_type));
+    const uint16_t protgroup = read_protgroup(words[5], shown);
+
+    int32_t status = 0;
+    if (change(static_cast<uint16_t>(ether_type), protgroup, &status) != 0)
+        refuse_protgroup(status, protgroup, static_cast<uint16_t>(ether_type));
+    act_puts();
+}
+
+} // namespace
+
+uint16_t read_protgroup(const char* word, const char* shown) {
+    int32_t protgroup = 0;
+    if (!read_number(word, protgroup)) refuse_invalid(invalid::protgroup, shown);
+    if (!is_within(protgroup, 0, 0xffff)) refuse_out_of_range(range_error::protgroup, protgroup);
+    return static_cast<uint16_t>(protgroup);
+}
+
+void report_protgroup_error(int32_t status, uint16_t protgroup, uint16_t ether_type) {
+    switch (status) {
+    case status::too_many_protgroups: return act_printf(status, "maximum number of protocol groups.");
+    case status::protgroup_exists: return act_printf(status, "protocol group %d already exists.", protgroup);
+    case status::no_protgroup: return act_printf(status, "protocol group %d does not exist.", protgroup);
+    case status::too_many_protocols: return act_printf(status, "maximum number of protocol in group %d.", protgroup);
+    case status::protocol_in_group:
+        return act_printf(status, "protocol %04x already exists in group %d.", ether_type, protgroup);
+    case status::protocol_in_other_group:
+        return act_printf(status, "protocol %04x already exists in other group.", ether_type);
+    case status::protocol_not_in_group:
+        return act_printf(status, "protocol %04x does not exist in group %d.", ether_type, protgroup);
+    case status::protgroup_in_use: return act_printf(status, "some port use protocol group %d yet.", protgroup);
+    default: return report_invalid(status, "unknown");
+    }
+}
+
+void create_protgroup(int32_t count, char** words) {
+    change_protgroup<brgfdb_create_protgroup>(count, words);
+}
+
+void delete_protgroup(int32_t count, char** words) {
+    change_protgroup<brgfdb_delete_protgroup>(count, words);
+}
+
+void add_protocol(int32_t count, char** words) {
+    change_protocol<brgfdb_add_prot_to_group>(count, words, "to");
+}
+
+void remove_protocol(int32_t count, char** words) {
+    change_protocol<brgfdb_remove_prot_from_group>(count, words, "from");
+}
