@@ -1,0 +1,75 @@
+// Plays every transcript of this folder through the tool, one test a sentence.
+#include "contract/session.h"
+#include "contract/transcript.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <iostream>
+
+namespace {
+
+// What a case expects or what happened, in the notation of the transcripts, so that gtest shows a diff of lines.
+std::string describe(const std::vector<std::string>& calls, const std::string& output) {
+    std::string text;
+    for (const std::string& call : calls)
+        text += "> " + call + "\n";
+    return text + output;
+}
+
+std::vector<std::string> texts_of(const std::vector<Call>& calls) {
+    std::vector<std::string> texts;
+    for (const Call& call : calls)
+        texts.push_back(call.text);
+    return texts;
+}
+
+class Sentence : public testing::Test {
+public:
+    explicit Sentence(Case sentence) : item(std::move(sentence)) {}
+
+    void TestBody() override {
+        const Outcome outcome = run_tool(setup_from_environment(), item.words, item.calls);
+        const std::string place = item.file + ".txt:" + std::to_string(item.line) + ": $ " + item.sentence;
+        EXPECT_EQ(describe(texts_of(item.calls), item.output), describe(outcome.recording, outcome.output)) << place;
+        EXPECT_EQ("", outcome.errors) << place << "\nnothing is ever written to standard error";
+        EXPECT_EQ(0, outcome.exit_status)
+            << place << "\nthe exit status is always 0; ended by signal " << outcome.signal;
+    }
+
+private:
+    Case item;
+};
+
+// A name that ctest and a gtest filter take as it is.
+std::string test_name(const Case& item) {
+    std::string name = "line_" + std::to_string(item.line) + "_" + item.sentence.substr(0, 60);
+    std::replace_if(
+        name.begin(), name.end(), [](char c) { return isalnum(static_cast<unsigned char>(c)) == 0; }, '_');
+    return name;
+}
+
+void register_transcripts() {
+    const std::filesystem::path folder = TRANSCRIPT_FOLDER;
+    const std::string usage = read_file(folder / "usage.golden");
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        if (entry.path().extension() != ".txt" || entry.path().stem() == "CMakeLists") continue;
+        for (const Case& item : read_transcript(entry.path(), usage))
+            testing::RegisterTest(item.file.c_str(), test_name(item).c_str(), nullptr, nullptr, entry.path().c_str(),
+                                  item.line, [item]() -> Sentence* { return new Sentence(item); });
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    testing::InitGoogleTest(&argc, argv);
+    try {
+        register_transcripts();
+    } catch (const std::exception& problem) {
+        std::cerr << problem.what() << "\n";
+        return 1;
+    }
+    return RUN_ALL_TESTS();
+}

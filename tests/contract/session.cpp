@@ -1,0 +1,134 @@
+// Starting the tool and collecting what it did.
+#include "contract/session.h"
+
+#include "recording/recorder.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <sstream>
+#include <stdexcept>
+
+namespace {
+
+// A file in memory that a child process can inherit.
+class MemoryFile {
+public:
+    explicit MemoryFile(const char* name) : descriptor(memfd_create(name, 0)) {
+        if (descriptor < 0) throw std::runtime_error("memfd_create failed");
+    }
+    MemoryFile(const MemoryFile&) = delete;
+    MemoryFile& operator=(const MemoryFile&) = delete;
+    ~MemoryFile() { close(descriptor); }
+
+    int fd() const { return descriptor; }
+
+    void write(const void* bytes, size_t count) const {
+        if (::write(descriptor, bytes, count) != static_cast<ssize_t>(count)) throw std::runtime_error("write failed");
+    }
+    void rewind() const { lseek(descriptor, 0, SEEK_SET); }
+
+    std::string contents() const {
+        rewind();
+        std::string text;
+        char buffer[65536];
+        for (ssize_t count = 0; (count = ::read(descriptor, buffer, sizeof buffer)) > 0;)
+            text.append(buffer, static_cast<size_t>(count));
+        return text;
+    }
+
+private:
+    int descriptor;
+};
+
+template <size_t Size> void copy_text(char (&to)[Size], const std::string& from) {
+    if (from.size() >= Size) throw std::runtime_error("an answer is too long: " + from);
+    memcpy(to, from.c_str(), from.size() + 1);
+}
+
+void write_answers(const MemoryFile& file, const std::vector<Call>& answers) {
+    for (const Call& call : answers) {
+        recorder::Answer answer{};
+        copy_text(answer.result, call.result);
+        copy_text(answer.status, call.status);
+        copy_text(answer.value, call.value);
+        copy_text(answer.prints, call.prints);
+        file.write(&answer, sizeof answer);
+    }
+    file.rewind();
+}
+
+std::string from_environment(const char* name, const char* otherwise) {
+    const char* const value = getenv(name);
+    return value != nullptr ? value : otherwise;
+}
+
+// The environment of the tool: ours, with its libraries, and nothing that would change how it answers.
+std::vector<std::string> tool_environment(const Setup& setup) {
+    std::vector<std::string> variables{"LD_LIBRARY_PATH=" + setup.libraries};
+    for (char** variable = environ; *variable != nullptr; ++variable)
+        if (strncmp(*variable, "LD_LIBRARY_PATH=", 16) != 0) variables.emplace_back(*variable);
+    return variables;
+}
+
+std::vector<char*> pointers_to(std::vector<std::string>& texts) {
+    std::vector<char*> pointers;
+    for (std::string& text : texts)
+        pointers.push_back(text.data());
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+} // namespace
+
+Setup setup_from_environment() {
+    Setup setup{
+        from_environment("CONTRACT_TOOL", DEFAULT_TOOL), from_environment("CONTRACT_LIBRARIES", DEFAULT_LIBRARIES), {}};
+    std::istringstream launcher(from_environment("CONTRACT_LAUNCHER", ""));
+    for (std::string word; launcher >> word;)
+        setup.launcher.push_back(word);
+    return setup;
+}
+
+Outcome run_tool(const Setup& setup, const std::vector<std::string>& words, const std::vector<Call>& answers) {
+    const MemoryFile output("output");
+    const MemoryFile errors("errors");
+    const MemoryFile recording("recording");
+    const MemoryFile scripted("answers");
+    write_answers(scripted, answers);
+
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_adddup2(&actions, output.fd(), STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, errors.fd(), STDERR_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, recording.fd(), recorder::recording_fd);
+    posix_spawn_file_actions_adddup2(&actions, scripted.fd(), recorder::answers_fd);
+
+    std::vector<std::string> command = setup.launcher;
+    command.push_back(setup.tool);
+    command.insert(command.end(), words.begin(), words.end());
+    std::vector<std::string> environment = tool_environment(setup);
+
+    pid_t child = 0;
+    const int problem = posix_spawnp(&child, command[0].c_str(), &actions, nullptr, pointers_to(command).data(),
+                                     pointers_to(environment).data());
+    posix_spawn_file_actions_destroy(&actions);
+    if (problem != 0) throw std::runtime_error(command[0] + ": " + strerror(problem));
+
+    Outcome outcome;
+    int status = 0;
+    waitpid(child, &status, 0);
+    if (WIFEXITED(status)) outcome.exit_status = WEXITSTATUS(status);
+    if (WIFSIGNALED(status)) outcome.signal = WTERMSIG(status);
+    outcome.output = output.contents();
+    outcome.errors = errors.contents();
+    std::istringstream calls(recording.contents());
+    for (std::string line; std::getline(calls, line);)
+        outcome.recording.push_back(line);
+    return outcome;
+}

@@ -1,0 +1,28 @@
+// One run of the tool on the recording libraries.
+#pragma once
+
+#include "contract/transcript.h"
+
+#include <string>
+#include <vector>
+
+// Where tool and libraries are. The environment decides, so that the same cases run on another build of the tool:
+// CONTRACT_TOOL, CONTRACT_LIBRARIES (a folder), CONTRACT_LAUNCHER (words put before the tool, an emulator of its
+// processor for one).
+struct Setup {
+    std::string tool;
+    std::string libraries;
+    std::vector<std::string> launcher;
+};
+Setup setup_from_environment();
+
+struct Outcome {
+    std::string output;                 // standard output
+    std::string errors;                 // standard error
+    std::vector<std::string> recording; // the calls, one a line
+    int exit_status = -1;               // -1: did not end by itself
+    int signal = 0;                     // what ended it instead
+};
+
+// Runs the tool with these words and answers its library calls in order. Throws when it cannot be started.
+Outcome run_tool(const Setup& setup, const std::vector<std::string>& words, const std::vector<Call>& answers);
