@@ -1,0 +1,41 @@
+# shellcheck shell=bash
+# What the scripts share. To be sourced; the caller has set -euo pipefail.
+
+top=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+
+say() { printf '%s: %s\n' "$(basename "$0")" "$*" >&2; }
+
+# Ends with the end of a log when a command fails, so that nobody has to look for it.
+quietly() {
+  local log
+  log=$(mktemp)
+  if ! "$@" >"$log" 2>&1; then
+    tail -n 40 "$log" >&2
+    say "failed: $*"
+    rm -f "$log"
+    return 1
+  fi
+  rm -f "$log"
+}
+
+# Installs the Debian packages that are missing.
+need_packages() {
+  local missing=() package
+  for package in "$@"; do
+    [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
+  done
+  [ ${#missing[@]} -gt 0 ] || return 0
+
+  local root=()
+  if [ "$(id -u)" -ne 0 ]; then
+    command -v sudo >/dev/null || { say "needs these packages, which only root can install: ${missing[*]}"; return 1; }
+    root=(sudo)
+  fi
+  say "installing ${missing[*]}"
+  quietly "${root[@]}" apt-get -o DPkg::Lock::Timeout=300 update
+  quietly "${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=300 \
+    install -y --no-install-recommends "${missing[@]}"
+}
+
+build_packages=(g++ cmake ninja-build libsqlite3-dev libcli11-dev nlohmann-json3-dev netbase)
+test_packages=(libgtest-dev)
