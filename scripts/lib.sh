@@ -1,4 +1,6 @@
+# shellcheck disable=SC2034 # the variables are for the scripts that source this file
 # shellcheck shell=bash
+#
 # What the scripts share. To be sourced; the caller has set -euo pipefail.
 
 top=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
