@@ -64,8 +64,8 @@ void set_port_link_depend(int32_t count, char** words) {
     uint32_t mask = 0;
     if (is_word(words[4], "port")) {
         type = depends_on::ports;
-        if (count > 6) no_more_argument();
         if (count <= 5 || !parse_port_list(words[5], mask)) show_usage();
+        if (count > 6) no_more_argument();
     } else if (!is_word(words[4], "vlan") || count > 5) {
         no_more_argument(); // also, deliberately, for a word that is neither
     }
