@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <ostream>
 
 namespace {
 
@@ -13,6 +14,10 @@ struct Row {
     std::array<uint32_t, 8> values;
     std::array<uint32_t, 8> masks;
 };
+
+void PrintTo(const Row& row, std::ostream* out) {
+    *out << '"' << row.text << '"';
+}
 
 class TosMapText : public testing::TestWithParam<Row> {};
 
@@ -25,13 +30,25 @@ TEST_P(TosMapText, IsRead) {
     EXPECT_EQ(row.masks, std::to_array(map.masks)) << row.text;
 }
 
-INSTANTIATE_TEST_SUITE_P(Good, TosMapText,
-                         testing::Values(Row{"10,20/fc,,B8", 0b1011, {0x10, 0x20, 0, 0xb8}, {0xff, 0xfc, 0, 0xff}},
-                                         Row{",,,,,,,7", 0x80, {0, 0, 0, 0, 0, 0, 0, 7}, {0, 0, 0, 0, 0, 0, 0, 255}},
-                                         Row{"1/2/3", 1, {2}, {3}}, Row{"10,", 1, {0}, {255}},
-                                         Row{"10/fc,", 1, {0}, {255}}, Row{"1fff", 1, {0x1fff}, {255}},
-                                         Row{"/", 1, {0}, {0}}, Row{"", 0, {}, {}},
-                                         Row{"123456789", 1, {0x23456789}, {255}}));
+INSTANTIATE_TEST_SUITE_P(
+    Good, TosMapText,
+    testing::Values(Row{"10,20/fc,,B8", 0b1011, {0x10, 0x20, 0, 0xb8}, {0xff, 0xfc, 0, 0xff}},
+                    Row{"0,1,2,3,4,5,6,7", 0xff, {0, 1, 2, 3, 4, 5, 6, 7}, {255, 255, 255, 255, 255, 255, 255, 255}},
+                    Row{",,,,,,,7", 0x80, {0, 0, 0, 0, 0, 0, 0, 7}, {0, 0, 0, 0, 0, 0, 0, 255}}, Row{"", 0, {}, {}},
+                    Row{",", 0, {}, {}}, Row{",,,,,,,,", 0, {}, {}},
+                    // Numbers.
+                    Row{"1fff", 1, {0x1fff}, {255}}, Row{"0AbCdEf9/fEdCbA9", 1, {0xabcdef9}, {0xfedcba9}},
+                    Row{"123456789/987654321", 1, {0x23456789}, {0x87654321}}, Row{"100000000", 1, {0}, {255}},
+                    // Slashes.
+                    Row{"/", 1, {0}, {0}}, Row{"5/", 1, {5}, {0}}, Row{"/6", 1, {0}, {6}}, Row{"1/2/3", 1, {2}, {3}},
+                    Row{"//", 1, {0}, {0}}, Row{"1/2,3", 3, {1, 3}, {2, 255}},
+                    // A comma that ends the text closes its field twice.
+                    Row{"10,", 1, {0}, {255}}, Row{"10/fc,", 1, {0}, {255}}, Row{"/,", 1, {0}, {255}},
+                    Row{"10,,", 1, {0x10}, {255}}, Row{"1,2/3,", 3, {1, 0}, {255, 255}},
+                    Row{"1,2,3,4,5,6,7,8,", 0xff, {1, 2, 3, 4, 5, 6, 7, 0}, {255, 255, 255, 255, 255, 255, 255, 255}},
+                    // A ninth field is not read.
+                    Row{"1,2,3,4,5,6,7,8,zz", 0xff, {1, 2, 3, 4, 5, 6, 7, 8}, {255, 255, 255, 255, 255, 255, 255, 255}},
+                    Row{",,,,,,,,-", 0, {}, {}}));
 
 class BadTosMapText : public testing::TestWithParam<const char*> {};
 
@@ -40,6 +57,9 @@ TEST_P(BadTosMapText, IsRefused) {
     EXPECT_EQ(1, parse_tosmap(GetParam(), map)) << GetParam();
 }
 
-INSTANTIATE_TEST_SUITE_P(Bad, BadTosMapText, testing::Values("0x10", "-1", " 1", "1 ", "g", "1,2,3,4,5,6,7,8 "));
+INSTANTIATE_TEST_SUITE_P(Bad, BadTosMapText,
+                         testing::Values("0x10", "-1", "+1", " ", " 1", "1 ", "g", "G", "@", ":", "`", ".", "1;2",
+                                         "1/x", "1/ 2", "1,-", ",,,,,,,x", "1,2,3,4,5,6,7,8 ", "1,2,3,4,5,6,7,8x,9",
+                                         "\xff", "1\n"));
 
 } // namespace
