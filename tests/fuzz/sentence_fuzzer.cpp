@@ -2,6 +2,7 @@
 // write come here instead (--wrap of the linker). To see what an input does: scripts/fuzz --replay FILE.
 #include "fuzz/run.h"
 
+#include "contract/result.h"
 #include "contract/transcript.h"
 #include "main/dispatch.h"
 
@@ -10,7 +11,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <charconv>
 #include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
@@ -77,28 +77,16 @@ bool is_catalogue_code(int32_t code) {
     return code == 1 || code == 102 || (code >= 201 && code <= 218) || (code >= 301 && code <= 321);
 }
 
-void check_refusal(std::string_view document) {
-    constexpr std::string_view opening = "<response>\n  <result>NG</result>\n  <error>\n    <errcode>";
-    constexpr std::string_view middle = "</errcode>\n    <errmsg>";
-    constexpr std::string_view closing = "</errmsg>\n  </error>\n</response>\n";
-    require(document.starts_with(opening) && document.ends_with(closing), "the output is one document");
-    document.remove_prefix(opening.size());
-    document.remove_suffix(closing.size());
-
-    int32_t code = 0;
-    const auto number = std::from_chars(document.data(), document.data() + document.size(), code);
-    require(number.ec == std::errc(), "an error code is a number of 32 bits");
-    document.remove_prefix(static_cast<size_t>(number.ptr - document.data()));
-    require(document.starts_with(middle), "the message follows the code");
-    document.remove_prefix(middle.size());
-    require(!document.empty() || code == 314 || code == 315, "a message says something");
-    require(document.size() <= 127, "a message has at most 127 characters");
+void check_refusal(const Result& refusal) {
+    require(!refusal.message.empty() || refusal.code == 314 || refusal.code == 315, "a message says something");
+    require(refusal.message.size() <= 127, "a message has at most 127 characters");
 
     if (run.calls_before_output > 0 && run.calls[run.calls_before_output - 1].has_failed) {
         const int32_t status = run.calls[run.calls_before_output - 1].status;
-        require(code == status || (status == 111 && code == 109), "the code is the status of the failed call");
+        require(refusal.code == status || (status == 111 && refusal.code == 109),
+                "the code is the status of the failed call");
     } else {
-        require(is_catalogue_code(code), "the code of a refused operand is of the catalogue");
+        require(is_catalogue_code(refusal.code), "the code of a refused operand is of the catalogue");
         require(has_changed_nothing(), "a refused operand changes nothing");
     }
 }
@@ -111,12 +99,17 @@ bool may_end_in_failure() {
 
 void check_outcome() {
     require(exit_code == 0, "the exit status is 0");
-    if (run.output.empty()) return require(may_be_silent(), "a sentence has an outcome");
-    if (run.output == usage_text || run.output == "no more argument\n")
-        return require(has_changed_nothing(), "a bad sentence changes nothing");
-    if (run.output != ok_document()) return check_refusal(run.output);
-    require(!has_changed_nothing(), "OK follows a change");
-    require(!run.calls.back().has_failed || may_end_in_failure(), "OK follows no failure");
+    const Result result = read_result(run.output, usage_text);
+    switch (result.kind) {
+    case ResultKind::nothing: return require(may_be_silent(), "a sentence has an outcome");
+    case ResultKind::usage:
+    case ResultKind::surplus: return require(has_changed_nothing(), "a bad sentence changes nothing");
+    case ResultKind::refusal: return check_refusal(result);
+    case ResultKind::ok:
+        require(!has_changed_nothing(), "OK follows a change");
+        return require(!run.calls.back().has_failed || may_end_in_failure(), "OK follows no failure");
+    case ResultKind::other: fail("the output is one document");
+    }
 }
 
 void fail(const char* claim) {
