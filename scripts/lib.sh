@@ -40,4 +40,4 @@ need_packages() {
 }
 
 build_packages=(g++ cmake ninja-build libsqlite3-dev libcli11-dev nlohmann-json3-dev netbase)
-test_packages=(libgtest-dev)
+test_packages=(libgtest-dev python3 mandoc libxml2-utils bash-completion)
