@@ -117,6 +117,7 @@ struct Block {
     std::vector<Case> cases; // sentence and place only
     std::vector<Call> calls;
     std::optional<std::string> output;
+    bool has_any_output = false;
 
     bool empty() const { return cases.empty(); }
 };
@@ -141,6 +142,9 @@ void read_line(const std::string& line, const std::string& file, int number, con
         block.output = block.output.value_or("") + rest + "\n";
     } else if (block.output) {
         throw std::runtime_error("a second outcome");
+    } else if (line == "...") {
+        block.output = "";
+        block.has_any_output = true;
     } else {
         block.output = read_outcome(expand_repetitions(line), usage);
         if (!block.output) throw std::runtime_error("not an outcome: " + line);
@@ -153,6 +157,7 @@ void finish(Block& block, std::vector<Case>& cases) {
     for (Case& item : block.cases) {
         item.calls = block.calls;
         item.output = *block.output;
+        item.has_any_output = block.has_any_output;
         cases.push_back(item);
     }
     block = Block{};

@@ -15,6 +15,7 @@
 //     no more argument     that line
 //     nothing              no output at all
 //     | text               these lines, literally
+//     ...                  any one of them: what the log of the emulated switch has, which does not see what is printed
 #pragma once
 
 #include <string>
@@ -34,7 +35,8 @@ struct Case {
     std::string sentence;
     std::vector<std::string> words;
     std::vector<Call> calls;
-    std::string output; // the exact bytes on standard output
+    std::string output;          // the exact bytes on standard output
+    bool has_any_output = false; // any one outcome will do
 };
 
 // Reads the cases of a file. `usage` is the usage text. Throws std::runtime_error naming file and line of what it
