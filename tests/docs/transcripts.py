@@ -1,0 +1,25 @@
+"""What the transcripts of the contract say that the tool prints."""
+
+import ast
+import re
+
+from sentences import SOURCE
+
+FOLDER = SOURCE / "tests/contract"
+
+
+def _expand_repetitions(line):
+    """{a*300} is 300 times a."""
+    return re.sub(r"\{([^{}]+)\*(\d+)\}", lambda match: match[1] * int(match[2]), line)
+
+
+def refusals():
+    """Every NG document of the transcripts: its place, its code and its message as bytes."""
+    for path in sorted(FOLDER.glob("*.txt")):
+        if path.name == "CMakeLists.txt":
+            continue
+        for number, line in enumerate(path.read_text(encoding="latin-1").splitlines(), 1):
+            match = re.match(r'NG (-?\d+) (".*")$', _expand_repetitions(line))
+            if match:
+                message = ast.literal_eval(match[2]).encode("latin-1")
+                yield f"{path.name}:{number}", int(match[1]), message
