@@ -11,7 +11,7 @@ import tempfile
 import unittest
 import uuid
 
-from sentences import SOURCE
+from sentences import MANUAL, OK, SOURCE
 
 DOCUMENTS = [SOURCE / "README.md", SOURCE / "CONTRIBUTING.md", *sorted((SOURCE / "docs").glob("*.md"))]
 LANGUAGES = {"console", "sh", "python"}
@@ -116,6 +116,14 @@ class Documents(unittest.TestCase):
                     if not is_as_told(output, told):
                         self.assertEqual("".join(f"{line}\n" for line in told), output)
         self.assertGreater(count, 0)
+
+    def test_the_examples_of_the_manual_are_accepted(self):
+        commands = [line for line in MANUAL.read_text().splitlines() if line.startswith("tolvane ")]
+        self.assertNotEqual([], commands)
+        with tempfile.TemporaryDirectory() as home:
+            outputs = run_commands(commands, pathlib.Path(home))
+        for command, output in zip(commands, outputs):
+            self.assertEqual(OK.decode(), output, command)
 
     def test_every_block_says_what_it_is(self):
         for document in filter(pathlib.Path.exists, DOCUMENTS):

@@ -3,9 +3,7 @@
 import subprocess
 import unittest
 
-from sentences import MANUAL, dispatch_rows, expand, manual_sentences, port_parameters, row_of, run_tool, say
-
-OK = b"<response>\n  <result>OK</result>\n</response>\n"
+from sentences import MANUAL, OK, dispatch_rows, expand, manual_sentences, port_parameters, row_of, run_tool, say
 
 # The sentences that are not answered with the OK document when the libraries take every change.
 OTHER_ANSWERS = {

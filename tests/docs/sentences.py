@@ -8,6 +8,7 @@ import subprocess
 
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
 MANUAL = SOURCE / "packaging/man/tolvane.8"
+OK = b"<response>\n  <result>OK</result>\n</response>\n"
 
 
 def dispatch_rows():
