@@ -1,0 +1,50 @@
+// One call of a library: written down, made as one transaction, logged in it, and answered.
+#pragma once
+
+#include "notation.h"
+
+#include <cstdint>
+
+namespace emulator {
+
+class Call {
+public:
+    template <typename... Arguments>
+    explicit Call(const char* function, const Arguments&... arguments) : function_(function) {
+        notation::write_call(text_, function, arguments...);
+    }
+    Call(const Call&) = delete;
+    Call& operator=(const Call&) = delete;
+
+    // Makes the change: `operation` answers 0, or the status with which the switch refuses, and then nothing of what it
+    // did is kept. Returns 0, or -1 with the status stored where the function has one.
+    template <typename Operation> int32_t make(int32_t* status, Operation operation) {
+        int32_t outcome = begin();
+        if (outcome == 0) outcome = operation();
+        outcome = end(outcome, status != nullptr);
+        if (outcome == 0) return 0;
+        if (status != nullptr) *status = outcome;
+        return -1;
+    }
+    template <typename Operation> int32_t make(Operation operation) { return make(nullptr, operation); }
+
+    // What the function answers beside its result: ` vid 10`.
+    void answer(const char* name, uint32_t value);
+    void answer_print(const char* text);
+
+private:
+    // Takes the store, and refuses where a fault is to be played. Answers 0 or the status.
+    int32_t begin();
+    int32_t end(int32_t outcome, bool has_status);
+    int32_t log_and_commit(int32_t outcome, bool has_status);
+
+    const char* function_;
+    char call_[4000]; // longer ones end with dots in the log
+    char answer_[1700];
+    notation::Text text_{call_, sizeof call_};
+    notation::Text answer_text_{answer_, sizeof answer_};
+    bool is_open_ = false;  // the transaction
+    bool is_fault_ = false; // refused by one
+};
+
+} // namespace emulator

@@ -1,0 +1,28 @@
+// The limits of the switch.
+#include "limits.h"
+
+namespace emulator {
+
+int64_t limit(const char* name) {
+    return find_number("SELECT value FROM limits WHERE name = ?1", name).value_or(0);
+}
+
+bool take(const char* pool, int64_t amount) {
+    // A limit that was set below what is in use only stops further growth.
+    return change("UPDATE limits SET in_use = in_use + ?2 WHERE name = ?1 AND (?2 <= 0 OR in_use + ?2 <= value)", pool,
+                  amount) == 1;
+}
+
+void give_back(const char* pool, int64_t amount) {
+    if (amount != 0) take(pool, -amount);
+}
+
+void prune(const char* remove, const char* limit_name) {
+    constexpr int64_t insertions_between = 64;
+    const int64_t newest = store::last_row();
+    if (newest % insertions_between != 0) return;
+    const int64_t kept = limit(limit_name);
+    change(remove, newest - (kept > 0 ? kept : 1));
+}
+
+} // namespace emulator

@@ -1,0 +1,42 @@
+// The store: one connection in a process, one transaction for one library call.
+//
+// What fails in a transaction is remembered and decides its end, so that an operation can be written down without a
+// check after each statement: what it reads then counts for nothing, since the transaction is taken back.
+#pragma once
+
+#include <sqlite3.h>
+
+#include <cstdint>
+
+namespace emulator::store {
+
+constexpr int version = 1; // of the schema; PRAGMA user_version
+
+// Opens the store where that is still to be done, waits its turn and begins. Answers 0, or why it could not, having
+// said so on standard error.
+int32_t begin();
+
+// Ends the transaction with its changes. Answers 0, or why it could not; then nothing of it is left.
+int32_t commit();
+
+void roll_back();
+
+// The first failure of a statement since begin(), or 0.
+int32_t failure();
+
+// Rows changed by the last statement, without those that went with their parent.
+int64_t changed_rows();
+
+// The id of the row that was inserted last.
+int64_t last_row();
+
+// Whether anything was changed since begin().
+bool is_changed();
+
+// The prepared statement of this text, which has to be a literal: they are kept by their address. Null: it failed.
+sqlite3_stmt* statement(const char* sql);
+
+// Remembers that the statement failed, unless it did not.
+void note_result(int result);
+
+} // namespace emulator::store
