@@ -11,6 +11,9 @@
 #include "core/streams.h"
 #include "core/vlans.h"
 
+#include <dlfcn.h>
+#include <netdb.h>
+
 using emulator::Call;
 using emulator::MacText;
 using emulator::Page;
@@ -323,4 +326,15 @@ int32_t brgfdb_disp_classify(int32_t list, int32_t* status) {
     });
     if (result == 0) page.show(); // with the store free again: whoever reads may take long
     return result;
+}
+
+// The system's own, written down: without its answer a rule that names its protocol could not be played from the log.
+protoent* getprotobyname(const char* name) {
+    using Lookup = protoent* (*)(const char*);
+    static const auto system_lookup = reinterpret_cast<Lookup>(dlsym(RTLD_NEXT, "getprotobyname"));
+    protoent* const entry = system_lookup(name);
+    Call call(__func__, name);
+    if (entry != nullptr) call.answer("number", static_cast<uint32_t>(entry->p_proto));
+    call.make([] { return 0; });
+    return entry;
 }
