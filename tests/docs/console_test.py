@@ -14,7 +14,7 @@ import uuid
 from sentences import MANUAL, OK, SOURCE
 
 DOCUMENTS = [SOURCE / "README.md", SOURCE / "CONTRIBUTING.md", *sorted((SOURCE / "docs").glob("*.md"))]
-LANGUAGES = {"console", "sh", "python"}
+LANGUAGES = {"console", "sh", "python", "cpp", "cmake", "text"}
 
 
 class Block:
@@ -141,6 +141,12 @@ class Documents(unittest.TestCase):
         for document in filter(pathlib.Path.exists, DOCUMENTS):
             for target in re.findall(r"\]\(([^)#:]+)[^)]*\)", document.read_text()):
                 self.assertTrue((document.parent / target).exists(), f"{document.name}: {target}")
+
+    def test_files_that_are_named_exist(self):
+        for document in filter(pathlib.Path.exists, DOCUMENTS):
+            for name in re.findall(r"`((?:src|tests|emulator|docs|packaging|scripts|debian|cmake)/[^`\s]*)`",
+                                   document.read_text()):
+                self.assertTrue((SOURCE / name).exists(), f"{document.name}: {name}")
 
 
 if __name__ == "__main__":
