@@ -31,6 +31,11 @@ public:
     void edge(const std::string& from, const std::string& to, const std::string& attributes) {
         out << "  " << from << " -> " << to << " [" << attributes << "];\n";
     }
+    // Nodes of one rank stand in this order.
+    void keep_order(const std::string& prefix, const Rows& numbers) {
+        for (size_t i = 1; i < numbers.rows.size(); ++i)
+            edge(prefix + numbers.rows[i - 1][0].str(), prefix + numbers.rows[i][0].str(), "style=invis");
+    }
     void line(const std::string& text) { out << "  " << text << "\n"; }
     std::string text() const { return out.str() + "}\n"; }
 
@@ -60,6 +65,7 @@ void draw_ports(Database& database, Drawing& drawing) {
                                          : "shape=box fillcolor=\"#eeeeee\" fontcolor=\"#777777\"");
     }
     drawing.line("}");
+    drawing.keep_order("port", database.query("SELECT port FROM port ORDER BY port"));
 }
 
 void draw_vlans(Database& database, Drawing& drawing) {
@@ -70,6 +76,7 @@ void draw_vlans(Database& database, Drawing& drawing) {
                      *row[0].number > 4095 ? "shape=ellipse fillcolor=\"#fff2cc\""
                                            : "shape=ellipse fillcolor=\"#d9ead3\"");
     drawing.line("}");
+    drawing.keep_order("vlan", database.query("SELECT vid FROM vlan ORDER BY vid"));
     for (const Row& row : database
                               .query("SELECT port, vid, tagged, tag_type, protgroup, list FROM vlan_member"
                                      " LEFT JOIN list_binding USING (vid, port) ORDER BY vid, port")
@@ -105,7 +112,8 @@ void draw_mirrors(Database& database, Drawing& drawing) {
         const std::string color = *row[1].number != 0 ? "#cc0000" : "#bbbbbb";
         const std::string style = "color=\"" + color + "\" fontcolor=\"" + color + "\" constraint=false";
         drawing.node(name, "mirror " + row[0].str() + (*row[1].number != 0 ? "" : "\\ndisabled"),
-                     "shape=diamond fontsize=9 fillcolor=\"#f4cccc\" color=\"" + color + "\"");
+                     "shape=diamond fontsize=9 color=\"" + color + "\" fillcolor=\"" +
+                         (*row[1].number != 0 ? "#f4cccc" : "#eeeeee") + "\"");
         if (row[2].number) {
             const int64_t type = *row[2].number;
             std::string label = type == 5 ? "all" : type <= 2 ? "in" : "out";
