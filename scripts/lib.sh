@@ -40,6 +40,6 @@ need_packages() {
 }
 
 build_packages=(g++ cmake ninja-build libsqlite3-dev libcli11-dev nlohmann-json3-dev netbase)
-test_packages=(libgtest-dev python3 mandoc libxml2-utils bash-completion strace)
+test_packages=(libgtest-dev graphviz python3 mandoc libxml2-utils bash-completion strace)
 target_packages=(g++-powerpc-linux-gnu libc6-dev-powerpc-cross qemu-user)
 bench_packages=(valgrind strace hyperfine time)
