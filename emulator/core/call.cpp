@@ -1,7 +1,6 @@
 // One call of a library: transaction, faults, log.
 #include "call.h"
 
-#include "clock.h"
 #include "limits.h"
 #include "process.h"
 #include "query.h"
@@ -95,9 +94,8 @@ int32_t Call::log_and_commit(int32_t outcome, bool has_status) {
     }
     char line[sizeof call_ + sizeof answer_ + 4];
     snprintf(line, sizeof line, "%s%s%s", call_, text_.is_cut ? "..." : "", answer_);
-    char now[clock_text_size];
-    write_clock(now);
-    change("INSERT INTO call_log (at, pid, sentence, call) VALUES (?1, ?2, ?3, ?4)", now, getpid(), sentence(), line);
+    change("INSERT INTO call_log (at, pid, sentence, call) VALUES (strftime('%Y-%m-%d %H:%M:%f'), ?1, ?2, ?3)",
+           getpid(), sentence(), line);
     prune("DELETE FROM call_log WHERE id <= ?1", "calls");
     if (const int32_t status = store::failure(); status != 0) {
         store::roll_back();

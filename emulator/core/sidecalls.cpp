@@ -1,7 +1,6 @@
 // What the port table, the registry of names and the trap events are told: kept as it was told, right or wrong.
 #include "sidecalls.h"
 
-#include "clock.h"
 #include "limits.h"
 
 namespace emulator {
@@ -20,11 +19,9 @@ bool has_port(int32_t port, int32_t kind) {
 
 int32_t keep_event(const char* object, int32_t first, int32_t port, OptionalNumber type, const char* vlan,
                    OptionalNumber stream, OptionalNumber traffic_class, int32_t event) {
-    char now[clock_text_size];
-    write_clock(now);
     change("INSERT INTO trap_event (at, object, first, port, type, vlan, stream, traffic_class, event) "
-           "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9)",
-           now, object, first, port, type, vlan, stream, traffic_class, event);
+           "VALUES (strftime('%Y-%m-%d %H:%M:%f'), ?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8)",
+           object, first, port, type, vlan, stream, traffic_class, event);
     prune("DELETE FROM trap_event WHERE id <= ?1", "trap_events");
     return 0;
 }
