@@ -39,7 +39,7 @@ void set_stream_priority(int32_t count, char** words) {
 // set stream <port/stream> tosmap <map>
 void set_stream_tosmap(int32_t count, char** words) {
     const StreamAddress address = read_checked_stream(count, words);
-    TosMap map;
+    TosMap map{};
     if (parse_tosmap(words[4], map) != 0) show_usage();
 
     int32_t status = 0;

@@ -174,15 +174,26 @@ TEST(Surroundings, OutputHasNoReaderAndUsageIsShown) {
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
 }
 
-TEST(Surroundings, OutputHasReachedItsSizeLimit) {
+// A file that may grow by so many bytes and no more takes the beginning of the document.
+void expect_end_at_size_limit(size_t room) {
     const Descriptor file(memfd_create("output", MFD_CLOEXEC));
     const std::string page(4096, '.');
     ASSERT_EQ(4096, write(file.get(), page.data(), page.size()));
     expect_end_with([&] {
         dup2(file.get(), STDOUT_FILENO);
-        const rlimit limit{4096, 4096};
+        const rlimit limit{4096 + room, 4096 + room};
         setrlimit(RLIMIT_FSIZE, &limit);
     });
+    lseek(file.get(), 0, SEEK_SET);
+    EXPECT_EQ(page + ok_document().substr(0, room), read_all(file.get()));
+}
+
+TEST(Surroundings, OutputHasReachedItsSizeLimit) {
+    expect_end_at_size_limit(0);
+}
+
+TEST(Surroundings, OutputReachesItsSizeLimit) {
+    expect_end_at_size_limit(10);
 }
 
 TEST(Surroundings, OutputWouldBlock) {
