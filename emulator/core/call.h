@@ -10,6 +10,7 @@ namespace emulator {
 class Call {
 public:
     template <typename... Arguments>
+    // cppcheck-suppress uninitMemberVar ; the buffers hold what their texts put there, and nothing reads beyond
     explicit Call(const char* function, const Arguments&... arguments) : function_(function) {
         notation::write_call(text_, function, arguments...);
     }
