@@ -8,7 +8,7 @@
 -- Whoever writes: one transaction for one library call, BEGIN IMMEDIATE, PRAGMA foreign_keys = ON, and a look at
 -- limits.in_use, which has to follow the FDB entries and the frame buffers.
 PRAGMA application_id = 1701671799;
-PRAGMA user_version = 1;
+PRAGMA user_version = 2; -- migrations/ holds the steps from the earlier ones
 
 -- Ports -----------------------------------------------------------------------------------------------------------
 
@@ -301,7 +301,7 @@ CREATE TABLE limits (
 CREATE TABLE fault ( -- the next calls of a function are refused
     id INTEGER PRIMARY KEY,
     function TEXT NOT NULL, -- brgfdb_create_port
-    status INTEGER NOT NULL,
+    status INTEGER NOT NULL CHECK (status <> 0),
     skip INTEGER NOT NULL DEFAULT 0 CHECK (skip >= 0), -- calls that still pass before
     times INTEGER NOT NULL DEFAULT 1 CHECK (times > 0) -- calls still to be refused; the row goes with the last one
 ) STRICT;

@@ -14,8 +14,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <iterator>
 
 extern const char store_schema[];
+extern const char store_migration_1[];
 
 namespace emulator::store {
 
@@ -109,7 +111,7 @@ int32_t judge_file() {
     }
     unsigned char header[100];
     const ssize_t count = read(file, header, sizeof header);
-    close(file);
+    ::close(file);
     if (count < 0)
         return complain(refusal::no_place, "cannot be read (%s); name another file in EMUSWITCH", strerror(errno));
     if (count == 0) return 0; // made, but not written yet
@@ -122,18 +124,6 @@ int32_t judge_file() {
                         "another file in EMUSWITCH",
                         found, version);
     return 0;
-}
-
-void forget_statements() {
-    for (size_t i = 0; i < connection.prepared_count; ++i)
-        sqlite3_finalize(connection.prepared[i].statement);
-    connection.prepared_count = 0;
-}
-
-void close_store() {
-    forget_statements();
-    sqlite3_close_v2(connection.database);
-    connection.database = nullptr;
 }
 
 int run(const char* sql) {
@@ -154,16 +144,24 @@ int64_t number(const char* sql) {
     return value;
 }
 
-// Makes the schema in an empty file, in the transaction that is open: of several first processes one does it.
+// The step that takes version i + 1 to i + 2.
+constexpr const char* migrations[] = {store_migration_1};
+static_assert(std::size(migrations) == version - 1);
+
+int32_t run_script(const char* script) {
+    const int result = sqlite3_exec(connection.database, script, nullptr, nullptr, nullptr);
+    return result == SQLITE_OK ? 0 : complain_of(result);
+}
+
+// Makes the schema in an empty file, or brings an earlier one up to date, in the transaction that is open: of several
+// processes that come upon it one does it.
 int32_t make_current() {
     const int64_t found = number("PRAGMA user_version");
     if (failure() != 0) return failure();
-    if (found == version) return 0;
-    if (found > version) return complain_of(SQLITE_NOTADB);
-    if (found == 0 && number("SELECT count(*) FROM sqlite_schema") != 0) return complain_of(SQLITE_NOTADB);
-    if (const int result = sqlite3_exec(connection.database, store_schema, nullptr, nullptr, nullptr);
-        result != SQLITE_OK)
-        return complain_of(result);
+    if (found == 0 && number("SELECT count(*) FROM sqlite_schema") == 0) return run_script(store_schema);
+    if (found < 1 || found > version) return complain_of(SQLITE_NOTADB);
+    for (int64_t step = found; step < version; ++step)
+        if (const int32_t status = run_script(migrations[step - 1]); status != 0) return status;
     return 0;
 }
 
@@ -191,7 +189,7 @@ int32_t open_store() {
     }
     if (result == SQLITE_OK) return 0;
     const int32_t status = complain_of(result);
-    close_store();
+    close();
     return status;
 }
 
@@ -211,13 +209,13 @@ int32_t begin() {
     }
     if (const int result = run("BEGIN IMMEDIATE"); result != SQLITE_OK) {
         const int32_t status = complain_of(result);
-        if (is_new) close_store();
+        if (is_new) close();
         return status;
     }
     if (is_new) {
         if (const int32_t status = make_current(); status != 0) {
             roll_back();
-            close_store();
+            close();
             return status;
         }
     }
@@ -234,6 +232,14 @@ int32_t commit() {
     const int32_t status = complain_of(result);
     roll_back();
     return status;
+}
+
+void close() {
+    for (size_t i = 0; i < connection.prepared_count; ++i)
+        sqlite3_finalize(connection.prepared[i].statement);
+    connection.prepared_count = 0;
+    sqlite3_close_v2(connection.database);
+    connection.database = nullptr;
 }
 
 void roll_back() {

@@ -10,7 +10,7 @@
 
 namespace emulator::store {
 
-constexpr int version = 1; // of the schema; PRAGMA user_version
+constexpr int version = 2; // of the schema; PRAGMA user_version
 
 // Opens the store where that is still to be done, waits its turn and begins. Answers 0, or why it could not, having
 // said so on standard error.
@@ -20,6 +20,9 @@ int32_t begin();
 int32_t commit();
 
 void roll_back();
+
+// Lets go of the store. The next begin() opens it again, or the one that is then named.
+void close();
 
 // The first failure of a statement since begin(), or 0.
 int32_t failure();
