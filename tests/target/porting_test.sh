@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Builds and installs the tool as docs/porting.md says: porting_test.sh SOURCE STUB-LIBRARIES TOOLCHAIN-FILE QEMU
+# Builds, installs and runs the tool as docs/porting.md says:
+# porting_test.sh SOURCE STUB-LIBRARIES TOOLCHAIN-FILE QEMU CONTRACT-RUNNER RECORDING-LIBRARIES
 set -euo pipefail
-source=$1 stubs=$2 toolchain=$3 qemu=$4
+source=$1 stubs=$2 toolchain=$3 qemu=$4 runner=$5 recording=$6
 here=$(dirname "${BASH_SOURCE[0]}")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -19,8 +20,9 @@ DESTDIR=$sysroot cmake --install "$work/build" --component tool --strip
 tool=$sysroot/usr/sbin/tolvane
 "$here/../startup/binary_test.sh" "$tool" now
 
-export LD_LIBRARY_PATH=$sysroot/usr/lib
-output=$("$qemu" -cpu e300c3 -L /usr/powerpc-linux-gnu "$tool" create vlan sales vid 10)
+launcher="$qemu -cpu e300c3 -L /usr/powerpc-linux-gnu"
+# shellcheck disable=SC2086 # the words of the launcher
+output=$(LD_LIBRARY_PATH=$sysroot/usr/lib $launcher "$tool" create vlan sales vid 10)
 expected='<response>
   <result>OK</result>
 </response>'
@@ -28,3 +30,5 @@ expected='<response>
   echo "FAILED: $tool printed: $output"
   exit 1
 }
+CONTRACT_TOOL=$tool CONTRACT_LAUNCHER=$launcher CONTRACT_LIBRARIES=$recording \
+  "$runner" --gtest_brief=1 '--gtest_filter=vlan_lifecycle.*:stream_shaping.*'
