@@ -41,5 +41,6 @@ need_packages() {
 
 build_packages=(g++ cmake ninja-build libsqlite3-dev libcli11-dev nlohmann-json3-dev netbase)
 test_packages=(libgtest-dev graphviz python3 mandoc libxml2-utils bash-completion strace)
+variant_packages=(clang) # the other compiler; the sanitizers come with g++
 target_packages=(g++-powerpc-linux-gnu libc6-dev-powerpc-cross qemu-user)
 bench_packages=(valgrind strace hyperfine time)
