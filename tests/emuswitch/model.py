@@ -5,14 +5,7 @@ It is written from what a switch does, not from the emulator: where the two diff
 
 import random
 
-PORTS = (1, 2, 3, 4, 5, 101, 102)
 FRONT_PORTS = (1, 2, 3, 4)
-VLANS = ("sales", "lab", "voice", "inside", "two words")
-VIDS = (10, 20, 4094, 4100)
-PROTGROUPS = (0, 7, 65535)
-ETHER_TYPES = ("0800", "86dd", "8874")
-MACS = ("00:11:22:33:44:55", "00:11:22:33:44:66", "02:00:00:00:00:01")
-LISTS = (1, 2, 3)
 COLORS = ("green", "yellow", "red")
 RESERVED_ENTRIES = 16
 LONGEST_VID = 4094
@@ -30,6 +23,18 @@ def own_address(port):
 
 
 class Model:
+    # What sentences are about.
+    port_pool = (1, 2, 3, 4, 5, 101, 102)
+    vlan_pool = ("sales", "lab", "voice", "inside", "two words")
+    vid_pool = (None, 10, 20, 4094, 4100)  # None: the switch chooses
+    protgroup_pool = (0, 7, 65535)
+    ether_type_pool = ("0800", "86dd", "8874")
+    mac_pool = ("00:11:22:33:44:55", "00:11:22:33:44:66", "02:00:00:00:00:01")
+    list_pool = (1, 2, 3)
+    stream_pool = tuple((port, stream) for port in FRONT_PORTS for stream in (1, 2, 256))
+    mirror_pool = (1, 2, 3, 4)
+    has_vlan_all = True
+
     def __init__(self, seed, limits=None):
         self.random = random.Random(seed)
         self.limits = {**NO_LIMITS, **(limits or {})}
@@ -65,11 +70,11 @@ class Model:
         return self.random.choice(choices)
 
     def any_port(self):
-        return self.pick(*PORTS)
+        return self.pick(*self.port_pool)
 
     def any_vlan(self):
         """The name as it is typed, and its id or None."""
-        name = self.pick(*VLANS)
+        name = self.pick(*self.vlan_pool)
         return (f'"{name}"' if " " in name else name), self.vlans.get(name)
 
     def any_class(self):
@@ -137,8 +142,8 @@ class Model:
         words = setting.split()
         if words[0] in ("aging", "aftype") and port not in FRONT_PORTS:
             return sentence, 206
-        if words[0] in ("link_mode", "link_depend") and port < 100:
-            return sentence, None  # for logical ports; what others answer is a matter of the contract tests
+        if words[0] in ("link_mode", "link_depend") and not 101 <= port <= 164:
+            return sentence, None  # for logical ports only: the usage text
         if port not in self.ports:
             return sentence, 102
         if words[0] == "sldbreaker" and self.ports[port]["type"] != "ether":
@@ -165,8 +170,8 @@ class Model:
         return min(set(range(1, LONGEST_VID + 1)) - used, default=None)
 
     def create_vlan(self):
-        name = self.pick(*VLANS)
-        vid = self.pick(None, *VIDS)
+        name = self.pick(*self.vlan_pool)
+        vid = self.pick(*self.vid_pool)
         sentence = f"create vlan {self.typed(name)}" + (f" vid {vid}" if vid else "")
         if name in self.vlans:
             return sentence, 1401
@@ -182,7 +187,7 @@ class Model:
         return f'"{name}"' if " " in name else name
 
     def delete_vlan(self):
-        name = self.pick(*VLANS)
+        name = self.pick(*self.vlan_pool)
         sentence = f"delete vlan {self.typed(name)}"
         if name not in self.vlans:
             return sentence, 103
@@ -200,14 +205,14 @@ class Model:
         name, vid = self.any_vlan()
         what = self.pick(f"simple_loop_detection {self.pick('on', 'off')}", f"ignorefdb {self.pick('on', 'off')}",
                          f"learning {self.pick('on', 'off')}", f"learninglimit {self.pick('none', 2, 50000)}")
-        if self.random.random() < 0.2:
+        if self.has_vlan_all and self.random.random() < 0.2:
             return f"set vlan all {what}", 0 if self.vlans else 103
         return f"set vlan {name} {what}", 0 if vid else 103
 
     def add_port(self):
         port, (name, vid) = self.any_port(), self.any_vlan()
         tagged = self.pick(True, False)
-        group = self.pick(None, None, *PROTGROUPS) if not tagged else None
+        group = self.pick(None, None, *self.protgroup_pool) if not tagged else None
         clause = "on" + self.pick("", " tagtype 88a8") if tagged else "off"
         sentence = f"add port {port} to vlan {name} tag {clause}" + (f" protgroup {group}" if group is not None else "")
         if vid is None:
@@ -259,7 +264,7 @@ class Model:
         return sentence, 0
 
     def create_protgroup(self):
-        group = self.pick(*PROTGROUPS)
+        group = self.pick(*self.protgroup_pool)
         sentence = f"create protgroup {group}"
         if group in self.protgroups:
             return sentence, 2802
@@ -269,7 +274,7 @@ class Model:
         return sentence, 0
 
     def delete_protgroup(self):
-        group = self.pick(*PROTGROUPS)
+        group = self.pick(*self.protgroup_pool)
         sentence = f"delete protgroup {group}"
         if group not in self.protgroups:
             return sentence, 2803
@@ -279,7 +284,7 @@ class Model:
         return sentence, 0
 
     def add_protocol(self):
-        group, ether_type = self.pick(*PROTGROUPS), self.pick(*ETHER_TYPES)
+        group, ether_type = self.pick(*self.protgroup_pool), self.pick(*self.ether_type_pool)
         sentence = f"add protocol {ether_type} to protgroup {group}"
         if group not in self.protgroups:
             return sentence, 2803
@@ -292,7 +297,7 @@ class Model:
         return sentence, 0
 
     def remove_protocol(self):
-        group, ether_type = self.pick(*PROTGROUPS), self.pick(*ETHER_TYPES)
+        group, ether_type = self.pick(*self.protgroup_pool), self.pick(*self.ether_type_pool)
         sentence = f"remove protocol {ether_type} from protgroup {group}"
         if group not in self.protgroups:
             return sentence, 2803
@@ -302,7 +307,7 @@ class Model:
         return sentence, 0
 
     def any_stream(self):
-        return self.pick(*FRONT_PORTS), self.pick(1, 2, 256)
+        return self.pick(*self.stream_pool)
 
     def create_stream(self):
         port, stream = self.any_stream()
@@ -396,14 +401,14 @@ class Model:
         return sentence, 0
 
     def create_mirror(self):
-        mirror = self.pick(1, 2, 3, 4)
+        mirror = self.pick(*self.mirror_pool)
         if mirror in self.mirrors:
             return f"create mirror {mirror}", 2902
         self.mirrors[mirror] = {"enabled": False, "has_source": False, "source": None, "source_vid": None, "dest": None}
         return f"create mirror {mirror}", 0
 
     def delete_mirror(self):
-        number = self.pick(1, 2, 3, 4)
+        number = self.pick(*self.mirror_pool)
         mirror = self.mirrors.get(number)
         if mirror is None:
             return f"delete mirror {number}", 2903
@@ -413,7 +418,7 @@ class Model:
         return f"delete mirror {number}", 0
 
     def switch_mirror(self):
-        number, enabled = self.pick(1, 2, 3, 4), self.pick(True, True, False)
+        number, enabled = self.pick(*self.mirror_pool), self.pick(True, True, False)
         mirror = self.mirrors.get(number)
         sentence = f"{'enable' if enabled else 'disable'} mirror {number}"
         if mirror is None:
@@ -428,7 +433,7 @@ class Model:
         return sentence, 0
 
     def set_mirror(self):
-        number, port = self.pick(1, 2, 3, 4), self.pick(*FRONT_PORTS)
+        number, port = self.pick(*self.mirror_pool), self.pick(*FRONT_PORTS)
         name, vid = self.any_vlan()
         what = self.pick("source port", "source port vlan", "source vlan", "dest", "classify", "tag")
         sentence = f"set mirror {number} " + {
@@ -463,8 +468,8 @@ class Model:
         return sentence, 0
 
     def create_static(self):
-        mac, (name, vid) = self.pick(*MACS), self.any_vlan()
-        port = self.pick(None, *PORTS)
+        mac, (name, vid) = self.pick(*self.mac_pool), self.any_vlan()
+        port = self.pick(None, *self.port_pool)
         target = "discard" if port is None else f"port {port}" + self.pick("", " flag 1", " flag 4")
         sentence = f"create sfdbentry {mac} in vlan {name} {target}"
         if vid is None:
@@ -479,7 +484,7 @@ class Model:
         return sentence, 0
 
     def delete_static(self):
-        mac, (name, vid) = self.pick(*MACS), self.any_vlan()
+        mac, (name, vid) = self.pick(*self.mac_pool), self.any_vlan()
         sentence = f"delete sfdbentry {mac} in vlan {name}"
         if vid is None:
             return sentence, 103
@@ -491,7 +496,7 @@ class Model:
         return sentence, 0
 
     def create_local(self):
-        mac, port = self.pick(*MACS), self.any_port()
+        mac, port = self.pick(*self.mac_pool), self.any_port()
         sentence = f"create lfdbentry {mac} in port {port} {self.pick('local', 'both', 'local_learning', 'discard')}"
         if port not in self.ports:
             return sentence, 102
@@ -503,7 +508,7 @@ class Model:
         return sentence, 0
 
     def delete_local(self):
-        mac, port = self.pick(*MACS), self.any_port()
+        mac, port = self.pick(*self.mac_pool), self.any_port()
         sentence = f"delete lfdbentry {mac} in port {port}"
         if port not in self.ports:
             return sentence, 102
@@ -519,7 +524,7 @@ class Model:
         return f"delete dfdbentry all in vlan {name}", 0 if vid else 103
 
     def create_list(self):
-        number = self.pick(*LISTS)
+        number = self.pick(*self.list_pool)
         sentence = f"create clslist {number}"
         if number in self.lists:
             return sentence, 2601
@@ -529,7 +534,7 @@ class Model:
         return sentence, 0
 
     def delete_list(self):
-        number = self.pick(*LISTS)
+        number = self.pick(*self.list_pool)
         sentence = f"delete clslist {number}"
         if number not in self.lists:
             return sentence, 109
@@ -551,7 +556,7 @@ class Model:
             ("0800", "86dd/fff0", "1-2"), (f"{number(65536):x},,{number(256):x}/f0", ",,,1", "1,2,3,4")))
 
     def add_rule(self):
-        number, marking = self.pick(*LISTS), self.pick("normal", "normal", "normal", "dot1p", "dscp")
+        number, marking = self.pick(*self.list_pool), self.pick("normal", "normal", "normal", "dot1p", "dscp")
         line = self.pick(None, 1, 2, 3, 4)
         sentence = (f"add classify {self.random.randrange(1, 257)}/{self.any_class()}/{self.pick(*COLORS)} {marking}"
                     f" {self.rule_operands()} to clslist {number}" + (f" line {line}" if line else ""))
@@ -574,7 +579,7 @@ class Model:
         return sentence, 0
 
     def remove_rule(self):
-        number, line = self.pick(*LISTS), self.pick("all", 1, 2, 3)
+        number, line = self.pick(*self.list_pool), self.pick("all", 1, 2, 3)
         sentence = f"remove classify from clslist {number} line {line}"
         if number not in self.lists:
             return sentence, 109
@@ -588,7 +593,7 @@ class Model:
         return sentence, 0
 
     def bind_list(self):
-        number, port, (name, vid) = self.pick(*LISTS), self.any_port(), self.any_vlan()
+        number, port, (name, vid) = self.pick(*self.list_pool), self.any_port(), self.any_vlan()
         sentence = f"add clslist {number} to port {port} vlan {name}{self.pick('', ' 14/2,20', ' ,,,1500/4', ' 0/1,2/2')}"
         if vid is None:
             return sentence, 103
@@ -629,7 +634,7 @@ class Model:
     )
 
     def next(self):
-        """A sentence, and the code that it is refused with, 0 for none; None where the model does not say."""
+        """A sentence, and the code that it is refused with, 0 for none; None for the usage text."""
         weights, actions = zip(*self.ACTIONS)
         return self.random.choices(actions, weights)[0](self)
 
