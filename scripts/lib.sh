@@ -43,4 +43,5 @@ build_packages=(g++ cmake ninja-build libsqlite3-dev libcli11-dev nlohmann-json3
 test_packages=(libgtest-dev graphviz python3 mandoc libxml2-utils bash-completion strace)
 variant_packages=(clang) # the other compiler; the sanitizers come with g++
 target_packages=(g++-powerpc-linux-gnu libc6-dev-powerpc-cross qemu-user)
+package_packages=(dpkg-dev debhelper lintian man-db bash-completion python3)
 bench_packages=(valgrind strace hyperfine time)

@@ -44,5 +44,5 @@ int add_fault(const std::string& function, int64_t status, int64_t at, int64_t t
 int list_faults();
 int clear_faults();
 
-// The names of the library functions that can be made to fail.
-std::vector<std::string> library_functions();
+// Prints the names of the library functions that can be made to fail.
+int list_functions();

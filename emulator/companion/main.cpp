@@ -114,6 +114,7 @@ void add_doing(CLI::App& app, int& status) {
     auto times = std::make_shared<int64_t>(1);
     auto is_list = std::make_shared<bool>(false);
     auto is_clear = std::make_shared<bool>(false);
+    auto is_functions = std::make_shared<bool>(false);
     auto* function_option = fail->add_option("function", *function, "The function, brgfdb_create_port for one");
     auto* code_option =
         fail->add_option("status", *code, "The status to refuse with")->check(CLI::TypeValidator<int32_t>());
@@ -121,14 +122,18 @@ void add_doing(CLI::App& app, int& status) {
     fail->add_option("--times", *times, "So many calls")->check(CLI::PositiveNumber);
     auto* list_option = fail->add_flag("--list", *is_list, "List what is still to fail");
     auto* clear_option = fail->add_flag("--clear", *is_clear, "Forget all of it");
+    auto* functions_option = fail->add_flag("--functions", *is_functions, "List the functions that can fail");
     list_option->excludes(clear_option)->excludes(function_option);
     clear_option->excludes(function_option);
+    functions_option->excludes(list_option)->excludes(clear_option)->excludes(function_option);
     fail->footer("Examples:\n  emuswitch fail brgfdb_create_lfil 2002 --at 10\n  emuswitch fail --list");
     fail->callback([=, &status] {
         if (*is_list)
             status = list_faults();
         else if (*is_clear)
             status = clear_faults();
+        else if (*is_functions)
+            status = list_functions();
         else if (code_option->count() == 0)
             throw CLI::RequiredError("function and status");
         else

@@ -1,16 +1,11 @@
 """The completion of tolvane, in a real bash: as a function, and in an interactive shell on a terminal."""
 
-import os
 import pathlib
-import pty
-import re
-import select
-import signal
-import subprocess
 import tempfile
 import unittest
 
 from sentences import OPERANDS, SOURCE, dispatch_rows, expand, manual_sentences, port_parameters, row_of
+from shell import Bash, Terminal
 
 FILE = SOURCE / "packaging/completion/tolvane"
 
@@ -27,45 +22,10 @@ def fill_in(way):
     return [OPERANDS.get(element, "3") if element.startswith("<") else element for element in way]
 
 
-class Bash:
-    """A bash that has read the completion and answers what it offers."""
-
-    def __init__(self):
-        self.process = subprocess.Popen(
-            ["bash", "--norc", "--noprofile", "-c", f"""
-                set -u
-                . {FILE}
-                while read -r count; do
-                  mapfile -t -n "$count" COMP_WORDS
-                  COMP_CWORD=$((count - 1)) COMP_LINE="${{COMP_WORDS[*]}}" COMP_POINT=${{#COMP_LINE}}
-                  _tolvane tolvane "${{COMP_WORDS[-1]}}" "${{COMP_WORDS[-2]}}"
-                  printf '%s\\n' "${{#COMPREPLY[@]}}" "${{COMPREPLY[@]}}"
-                done
-            """],
-            stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
-
-    def offers(self, *words):
-        """What is offered for the last word. The pieces are those that readline would make of the line."""
-        pieces = ["tolvane"]
-        for word in words:
-            pieces += re.findall(r"[:=]+|[^:=]+", word) or [""]
-        self.process.stdin.write(f"{len(pieces)}\n" + "".join(f"{piece}\n" for piece in pieces))
-        self.process.stdin.flush()
-        offered = [self.process.stdout.readline().rstrip("\n") for _ in range(int(self.process.stdout.readline()))]
-        if len(offered) != len(set(offered)):
-            raise AssertionError(f"{words}: offered twice: {offered}")
-        return set(offered)
-
-    def close(self):
-        self.process.stdin.close()
-        self.process.wait()
-        self.process.stdout.close()
-
-
 class Function(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.bash = Bash()
+        cls.bash = Bash(FILE)
         cls.ways = [way for sentence in manual_sentences() for way in expand(sentence)]
         # The words of a row that is there to be silent are no words of a sentence.
         cls.ways = [way for way in cls.ways if row_of(way) != ("set", "ether", "")]
@@ -131,38 +91,6 @@ class Function(unittest.TestCase):
                       ["create", "vlan", "sales", "vid", "10", ""], ["add", "port", "1", "vlan", ""],
                       ["Create", ""], ["create", "portx", "1", ""], ["create", "vlan", "x|y", "z", ""]):
             self.assertEqual(set(), self.bash.offers(*words))
-
-
-class Terminal:
-    """An interactive bash on a terminal of its own."""
-
-    def __init__(self, setup, environment):
-        self.seen = ""
-        self.pid, self.fd = pty.fork()
-        if self.pid == 0:
-            os.execvpe("bash", ["bash", "--norc", "--noprofile", "-i"], {**os.environ, **environment})
-        # The prompt is put together by bash, so that the echo of this line cannot be taken for it.
-        self.type(f"bind 'set enable-bracketed-paste off'; {setup}; PS1='rea''dy> '\n")
-        self.expect("ready> ")
-
-    def type(self, text):
-        os.write(self.fd, text.encode())
-
-    def expect(self, text):
-        """Reads until the text comes; fails when the shell stays silent for too long."""
-        while text not in self.seen:
-            if not select.select([self.fd], [], [], 20)[0]:
-                raise AssertionError(f"{text!r} did not come; seen: {self.seen!r}")
-            try:
-                self.seen += os.read(self.fd, 4096).decode()
-            except OSError as problem:
-                raise AssertionError(f"bash has ended; seen: {self.seen!r}") from problem
-        self.seen = self.seen[self.seen.index(text) + len(text):]
-
-    def close(self):
-        os.close(self.fd)
-        os.kill(self.pid, signal.SIGKILL)
-        os.waitpid(self.pid, 0)
 
 
 class Interactive(unittest.TestCase):

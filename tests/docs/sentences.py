@@ -78,12 +78,17 @@ class _Terms(html.parser.HTMLParser):
             self.terms[-1] += " ".join(f"<{word}>" for word in data.split()) if self.in_operand else data
 
 
+def terms_of(page, section):
+    """The terms of the lists of one section of a manual page."""
+    text = subprocess.run(["mandoc", "-Thtml", page], check=True, capture_output=True, text=True).stdout
+    parser = _Terms(section)
+    parser.feed(text)
+    return [" ".join(term.split()) for term in parser.terms]
+
+
 def manual_sentences():
     """The sentences of the manual, such as "set port <port> aftype {tagonly | all}"."""
-    page = subprocess.run(["mandoc", "-Thtml", MANUAL], check=True, capture_output=True, text=True).stdout
-    parser = _Terms("SENTENCES")
-    parser.feed(page)
-    return [" ".join(term.split()).replace(">/<", "/") for term in parser.terms]
+    return [term.replace(">/<", "/") for term in terms_of(MANUAL, "SENTENCES")]
 
 
 def expand(sentence):
