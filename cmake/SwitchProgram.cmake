@@ -23,6 +23,7 @@ target_link_options(
   tolvane_switch_program
   INTERFACE
   -Wl,-O1
+  -Wl,--as-needed
   -Wl,--hash-style=gnu
   -Wl,-z,relro
   -Wl,-z,noexecstack
