@@ -3,6 +3,7 @@
 It is written from what a switch does, not from the emulator: where the two differ, one of them is wrong.
 """
 
+import collections
 import random
 
 FRONT_PORTS = (1, 2, 3, 4)
@@ -24,20 +25,22 @@ def own_address(port):
 
 class Model:
     # What sentences are about.
-    port_pool = (1, 2, 3, 4, 5, 101, 102)
-    vlan_pool = ("sales", "lab", "voice", "inside", "two words")
+    port_pool = (1, 2, 3, 101, 102)
+    vlan_pool = ("sales", "lab", "inside", "two words")
     vid_pool = (None, 10, 20, 4094, 4100)  # None: the switch chooses
-    protgroup_pool = (0, 7, 65535)
-    ether_type_pool = ("0800", "86dd", "8874")
-    mac_pool = ("00:11:22:33:44:55", "00:11:22:33:44:66", "02:00:00:00:00:01")
-    list_pool = (1, 2, 3)
-    stream_pool = tuple((port, stream) for port in FRONT_PORTS for stream in (1, 2, 256))
-    mirror_pool = (1, 2, 3, 4)
+    protgroup_pool = (0, 65535)
+    ether_type_pool = ("0800", "86dd")
+    mac_pool = ("00:11:22:33:44:55", "02:00:00:00:00:01")
+    list_pool = (1, 2)
+    stream_pool = ((1, 1), (1, 256), (2, 3))
+    class_pool = (0, 3, 7)
+    mirror_pool = (1, 4)
     has_vlan_all = True
 
     def __init__(self, seed, limits=None):
         self.random = random.Random(seed)
         self.limits = {**NO_LIMITS, **(limits or {})}
+        self.answers = collections.Counter()  # of each kind of sentence with each code
         self.ports = {}  # port: type, enabled, reserved entries
         self.vlans = {}  # name: id
         self.members = {}  # (id, port): tagged, protgroup
@@ -346,7 +349,7 @@ class Model:
 
     def create_queue(self):
         port, stream = self.any_stream()
-        traffic_class = self.pick("-", *range(8))
+        traffic_class = self.pick("-", *self.class_pool)
         sentence = f"create queue {port}/{stream}/{traffic_class}"
         if (port, stream) not in self.streams:
             return sentence, 106
@@ -365,7 +368,7 @@ class Model:
 
     def delete_queue(self):
         port, stream = self.any_stream()
-        traffic_class = self.pick("-", *range(8))
+        traffic_class = self.pick("-", *self.class_pool)
         sentence = f"delete queue {port}/{stream}/{traffic_class}"
         if traffic_class == "-":
             for each in range(8):
@@ -378,7 +381,7 @@ class Model:
         return sentence, 0
 
     def set_queue(self):
-        (port, stream), traffic_class = self.any_stream(), self.any_class()
+        (port, stream), traffic_class = self.any_stream(), self.pick(*self.class_pool)
         queue = (port, stream, traffic_class)
         low, high = self.random.randrange(50), self.random.randrange(50, 101)
         what = self.pick(f"pri {self.random.randrange(8)}", f"pri {self.random.randrange(8)} ratio 7",
@@ -433,7 +436,7 @@ class Model:
         return sentence, 0
 
     def set_mirror(self):
-        number, port = self.pick(*self.mirror_pool), self.pick(*FRONT_PORTS)
+        number, port = self.pick(*self.mirror_pool), self.pick(1, 2, 3)
         name, vid = self.any_vlan()
         what = self.pick("source port", "source port vlan", "source vlan", "dest", "classify", "tag")
         sentence = f"set mirror {number} " + {
@@ -623,20 +626,27 @@ class Model:
 
     # What makes objects comes more often than what takes them away.
     ACTIONS = (
-        (6, create_port), (1, delete_port), (2, switch_port), (8, set_port), (2, set_ether),
-        (5, create_vlan), (1, delete_vlan), (3, set_vlan), (9, add_port), (2, remove_port),
-        (3, create_protgroup), (1, delete_protgroup), (3, add_protocol), (1, remove_protocol),
-        (5, create_stream), (1, delete_stream), (4, set_stream),
-        (5, create_queue), (1, delete_queue), (5, set_queue),
-        (3, create_mirror), (1, delete_mirror), (2, switch_mirror), (6, set_mirror),
-        (4, create_static), (1, delete_static), (4, create_local), (1, delete_local), (1, flush),
-        (3, create_list), (1, delete_list), (7, add_rule), (1, remove_rule), (6, bind_list), (1, unbind_list),
+        (5, create_port), (1, delete_port), (2, switch_port), (8, set_port), (2, set_ether),
+        (5, create_vlan), (1, delete_vlan), (3, set_vlan), (14, add_port), (3, remove_port),
+        (3, create_protgroup), (1, delete_protgroup), (3, add_protocol), (2, remove_protocol),
+        (4, create_stream), (3, delete_stream), (4, set_stream),
+        (5, create_queue), (4, delete_queue), (6, set_queue),
+        (5, create_mirror), (1, delete_mirror), (5, switch_mirror), (9, set_mirror),
+        (4, create_static), (2, delete_static), (4, create_local), (2, delete_local), (1, flush),
+        (3, create_list), (2, delete_list), (7, add_rule), (3, remove_rule), (10, bind_list), (2, unbind_list),
     )
+    MAKERS = (create_port, create_vlan, create_protgroup, create_list, create_mirror)
 
     def next(self):
         """A sentence, and the code that it is refused with, 0 for none; None for the usage text."""
-        weights, actions = zip(*self.ACTIONS)
-        return self.random.choices(actions, weights)[0](self)
+        # On an empty switch most sentences are refused for the same reason: first something is made.
+        makers = [(weight, action) for weight, action in self.ACTIONS if action in self.MAKERS]
+        is_early = sum(self.answers.values()) < 30
+        weights, actions = zip(*(makers if is_early else self.ACTIONS))
+        action = self.random.choices(actions, weights)[0]
+        sentence, code = action(self)
+        self.answers[action.__name__, code] += 1
+        return sentence, code
 
     def objects(self):
         """What there is, as `objects_of` has it."""
