@@ -51,8 +51,8 @@ Tagging read_tagging(int32_t count, char** words) {
 
 // What no membership can be, whatever the bridge library thinks of it; it words the second case in another way.
 void require_possible(const Tagging& tagging, uint32_t vid, const char* name) {
-    if (!tagging.is_tagged && tagging.tag_type != default_tag_type)
-        refuse(invalid::tag_type, "cannot specify tagtype.");
+    const bool has_needless_tag_type = !tagging.is_tagged && tagging.tag_type != default_tag_type;
+    if (has_needless_tag_type) refuse(invalid::tag_type, "cannot specify tagtype.");
     if (tagging.is_tagged && !is_tagged_vlan_id(static_cast<int32_t>(vid)))
         refuse(invalid::tag_type, "VLAN \"%s\" has local VLAN id(4096-8191), can't specify tag \"on\".", name);
 }
