@@ -6,6 +6,16 @@
 
 #include <cstdio>
 
+namespace {
+
+constexpr NumberedText display_messages[] = {
+    {status::no_action, "no action in profile classify {0}."},
+    {status::no_profile_at_all, "classify profile does not exist."},
+    {otherwise, "cannot show classify profile."},
+};
+
+} // namespace
+
 void show_clslist(int32_t count, char** words) {
     constexpr int32_t all_lists = 0;
     if (count < 3) show_usage();
@@ -16,10 +26,6 @@ void show_clslist(int32_t count, char** words) {
     if (brgfdb_disp_classify(list, &status) == 0) end_process(); // the display is the library's, and all there is
     // What the library has printed comes first. Naming stdout would have it looked up at every start of the tool.
     fflush(nullptr); // NOLINT(cert-err33-c): nobody is left to tell of a failure
-    switch (status) {
-    case status::no_profile: refuse_missing(status, list);
-    case status::no_action: refuse(status, "no action in profile classify %d.", list);
-    case status::no_profile_at_all: refuse(status, "classify profile does not exist.");
-    default: refuse(status, "cannot show classify profile.");
-    }
+    if (status == status::no_profile) refuse_missing(status, list);
+    refuse<display_messages>(status, list);
 }

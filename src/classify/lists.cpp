@@ -27,15 +27,35 @@ Pair read_pair(char** words) {
     return {read_number_or_usage(words[5]), words[7]};
 }
 
-// The refusals that binding and unbinding have in common; returns for others.
-void refuse_pair(int32_t status, const Pair& pair) {
-    switch (status) {
-    case status::no_port: refuse_missing(status, pair.port);
-    case status::no_vlan: refuse_missing(status, pair.vlan);
-    case status::port_not_in_vlan: refuse(status, "port %d does not belong to VLAN \"%s\".", pair.port, pair.vlan);
-    default: return;
-    }
+// Returns for a status that says anything else.
+void require_known(int32_t status, const Pair& pair) {
+    if (status == status::no_port) refuse_missing(status, pair.port);
+    if (status == status::no_vlan) refuse_missing(status, pair.vlan);
 }
+
+constexpr NumberedText list_creation_messages[] = {
+    {status::profile_exists, "classify profile {0} already exists."},
+    {status::too_many_profiles, "maximum number of classify profile."},
+    {otherwise, "cannot create classify profile {0}."},
+};
+
+constexpr NumberedText list_deletion_messages[] = {
+    {status::profile_has_action, "some action belongs to classify profile {0} yet."},
+    {status::profile_in_use, "some port use classify profile {0} yet."},
+    {otherwise, "cannot delete profile classify {0}."},
+};
+
+constexpr NumberedText binding_messages[] = {
+    {status::port_not_in_vlan, "port {0} does not belong to VLAN \"{1}\"."},
+    {status::pair_has_other_profile, "port {0} VLAN \"{1}\" already bind another classify profile"},
+    {otherwise, "cannot add classify profile {2}."},
+};
+
+constexpr NumberedText unbinding_messages[] = {
+    {status::port_not_in_vlan, "port {0} does not belong to VLAN \"{1}\"."},
+    {status::pair_has_no_profile, "port {0} VLAN \"{1}\" does not bind classify profile."},
+    {otherwise, "cannot remove classify profile."},
+};
 
 } // namespace
 
@@ -45,11 +65,7 @@ void create_clslist(int32_t count, char** words) {
 
     int32_t status = 0;
     if (brgfdb_create_classify_profile(list, &status) == 0) accept();
-    switch (status) {
-    case status::profile_exists: refuse(status, "classify profile %d already exists.", list);
-    case status::too_many_profiles: refuse(status, "maximum number of classify profile.");
-    default: refuse(status, "cannot create classify profile %d.", list);
-    }
+    refuse<list_creation_messages>(status, list);
 }
 
 // delete clslist <listno>
@@ -58,12 +74,8 @@ void delete_clslist(int32_t count, char** words) {
 
     int32_t status = 0;
     if (brgfdb_delete_classify_profile(list, &status) == 0) accept();
-    switch (status) {
-    case status::no_profile: refuse_missing(status, list);
-    case status::profile_has_action: refuse(status, "some action belongs to classify profile %d yet.", list);
-    case status::profile_in_use: refuse(status, "some port use classify profile %d yet.", list);
-    default: refuse(status, "cannot delete profile classify %d.", list);
-    }
+    if (status == status::no_profile) refuse_missing(status, list);
+    refuse<list_deletion_messages>(status, list);
 }
 
 // add clslist <listno> to port <port> vlan <name> [<ext>]
@@ -80,13 +92,9 @@ void add_clslist(int32_t count, char** words) {
 
     int32_t status = 0;
     if (brgfdb_add_classify_profile_to_pv(list, pair.port, vid, points, &status) == 0) accept();
-    refuse_pair(status, pair);
-    switch (status) {
-    case status::no_profile_to_bind: refuse_missing(status::no_profile, list);
-    case status::pair_has_other_profile:
-        refuse(status, "port %d VLAN \"%s\" already bind another classify profile", pair.port, pair.vlan);
-    default: refuse(status, "cannot add classify profile %d.", list);
-    }
+    require_known(status, pair);
+    if (status == status::no_profile_to_bind) refuse_missing(status::no_profile, list);
+    refuse<binding_messages>(status, pair.port, pair.vlan, list);
 }
 
 // remove clslist <listno> from port <port> vlan <name>; a pair has one list at most, so the number is not read.
@@ -99,8 +107,6 @@ void remove_clslist(int32_t count, char** words) {
 
     int32_t status = 0;
     if (brgfdb_rem_classify_profile_from_pv(pair.port, vid, &status) == 0) accept();
-    refuse_pair(status, pair);
-    if (status == status::pair_has_no_profile)
-        refuse(status, "port %d VLAN \"%s\" does not bind classify profile.", pair.port, pair.vlan);
-    refuse(status, "cannot remove classify profile.");
+    require_known(status, pair);
+    refuse<unbinding_messages>(status, pair.port, pair.vlan);
 }

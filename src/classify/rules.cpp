@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr WordValue markings[] = {{"normal", 0}, {"dot1p", 1}, {"dscp", 2}};
+constexpr NumberedText markings[] = {{0, "normal"}, {1, "dot1p"}, {2, "dscp"}};
 
 constexpr uint16_t any_16_bits = 0xffff;
 constexpr uint8_t any_8_bits = 0xff;
@@ -56,14 +56,17 @@ int32_t read_line(int32_t count, char** words) {
     return read_number_or_usage(words[18]);
 }
 
-[[noreturn]] void refuse_removal(int32_t status, int32_t list, int32_t line) {
-    switch (status) {
-    case status::no_profile: refuse_missing(status, list);
-    case status::no_action: refuse_missing(status, line);
-    case status::no_memory_in_profile: refuse(status, "no memory classify profile %d.", list);
-    default: refuse(status, "cannot remove classify action %d.", line);
-    }
-}
+constexpr NumberedText rule_creation_messages[] = {
+    {status::too_many_actions, "maximum classify action in profile."},
+    {status::no_memory_in_profile, "no memory in classify profile {0}."},
+    {status::profile_has_other_mode, "differnt mode in profile {0}.(dscp/dot1p)"},
+    {otherwise, "cannot add classify action to profile {0}."},
+};
+
+constexpr NumberedText rule_removal_messages[] = {
+    {status::no_memory_in_profile, "no memory classify profile {0}."},
+    {otherwise, "cannot remove classify action {1}."},
+};
 
 } // namespace
 
@@ -76,20 +79,15 @@ void add_classify(int32_t count, char** words) {
     require_word(words[15], "clslist");
     ClassifyRule rule{};
     read_target(words[2], rule);
-    rule.marking = static_cast<uint32_t>(find_word_or_usage(markings, words[3]));
+    rule.marking = static_cast<uint32_t>(find_word_or_usage<markings>(words[3]));
     read_matches(words + 4, rule);
     const int32_t list = read_number_or_usage(words[16]);
     const int32_t line = read_line(count, words);
 
     int32_t status = 0;
     if (brgfdb_add_classify_action_to_profile(list, line, &rule, &status) == 0) accept();
-    switch (status) {
-    case status::no_profile: refuse_missing(status, list);
-    case status::too_many_actions: refuse(status, "maximum classify action in profile.");
-    case status::no_memory_in_profile: refuse(status, "no memory in classify profile %d.", list);
-    case status::profile_has_other_mode: refuse(status, "differnt mode in profile %d.(dscp/dot1p)", list);
-    default: refuse(status, "cannot add classify action to profile %d.", list);
-    }
+    if (status == status::no_profile) refuse_missing(status, list);
+    refuse<rule_creation_messages>(status, list);
 }
 
 // remove classify from clslist <listno> line {all|<line_no>}
@@ -106,6 +104,8 @@ void remove_classify(int32_t count, char** words) {
     int32_t status = 0;
     const int32_t result = is_all ? brgfdb_rem_classify_all_from_profile(list, &status)
                                   : brgfdb_rem_classify_action_from_profile(list, line, &status);
-    if (result != 0) refuse_removal(status, list, line);
-    accept();
+    if (result == 0) accept();
+    if (status == status::no_profile) refuse_missing(status, list);
+    if (status == status::no_action) refuse_missing(status, line);
+    refuse<rule_removal_messages>(status, list, line);
 }

@@ -5,10 +5,10 @@
 
 #include <cstring>
 
-bool is_word(std::string_view text, const char* keyword) {
-    for (const char c : text)
-        if (c != *keyword++) return false;
-    return *keyword == '\0';
+int32_t find_listed_or_usage(const char* packed_words, const char* word, const char* end) {
+    const int32_t number = find_number(packed_words, word, end);
+    if (number == otherwise) show_usage();
+    return number;
 }
 
 std::optional<bool> read_switch(const char* word) {

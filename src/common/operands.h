@@ -10,27 +10,15 @@
 #include <optional>
 #include <string_view>
 
-// Keywords are matched whole and case-sensitively.
-constexpr bool is_word(const char* word, const char* keyword) {
-    while (*word != '\0' && *word == *keyword) {
-        ++word;
-        ++keyword;
-    }
-    return *word == *keyword;
+// What a packed table has for a word, or the usage text.
+int32_t find_listed_or_usage(const char* packed_words, const char* word, const char* end);
+
+// find_word_or_usage<colors>(word)
+template <const auto& Words> int32_t find_word_or_usage(const char* word) {
+    return find_listed_or_usage(packing::words<Words>(), word, nullptr);
 }
-bool is_word(std::string_view text, const char* keyword);
-
-// A word of a fixed set and what it stands for.
-struct WordValue {
-    char word[16];
-    int32_t value;
-};
-
-// A word of the set, or the usage text.
-template <size_t Size> int32_t find_word_or_usage(const WordValue (&words)[Size], std::string_view text) {
-    for (const WordValue& row : words)
-        if (is_word(text, row.word)) return row.value;
-    show_usage();
+template <const auto& Words> int32_t find_word_or_usage(std::string_view word) {
+    return find_listed_or_usage(packing::words<Words>(), word.data(), word.data() + word.size());
 }
 
 // "on" or "off".

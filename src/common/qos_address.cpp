@@ -7,6 +7,8 @@
 
 namespace {
 
+constexpr NumberedText colors[] = {{0, "green"}, {1, "yellow"}, {2, "red"}};
+
 bool scan_two(const char*& at, int32_t& first, int32_t& second) {
     return read_decimal(at, first) && read_literal(at, '/') && read_decimal(at, second);
 }
@@ -39,9 +41,12 @@ void require_class(int32_t traffic_class) {
     if (!is_class(traffic_class)) refuse_out_of_range(range_error::traffic_class, traffic_class);
 }
 
+int32_t read_color_or_usage(const char* word) {
+    return find_word_or_usage<colors>(word);
+}
+
 int32_t read_color_or_usage(std::string_view word) {
-    constexpr WordValue colors[] = {{"green", 0}, {"yellow", 1}, {"red", 2}};
-    return find_word_or_usage(colors, word);
+    return find_word_or_usage<colors>(word);
 }
 
 StreamAddress read_stream_address(const char* word) {

@@ -25,6 +25,7 @@ bool is_stream(int32_t stream);
 bool is_class(int32_t traffic_class);
 
 // "green" 0, "yellow" 1, "red" 2, or the usage text.
+int32_t read_color_or_usage(const char* word);
 int32_t read_color_or_usage(std::string_view word);
 
 // <port/stream>, not yet range-checked.

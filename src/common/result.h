@@ -5,7 +5,7 @@
 // Operands stand in the messages as typed, with no escaping.
 #pragma once
 
-#include <cstdint>
+#include "common/text.h"
 
 namespace range_error {
 constexpr int32_t vlan_id = 201;
@@ -57,8 +57,8 @@ constexpr int32_t mirror_destination = 321;
 // Prints the OK document.
 void act_puts();
 
-// Prints the NG document with a message of at most 127 characters.
-[[gnu::format(printf, 2, 3)]] void act_printf(int32_t code, const char* format, ...);
+// Prints the NG document.
+void act_printf(int32_t code, const ShortText& message);
 
 // `code` 101 to 110. With a name the message shows it, in quotes unless it begins with a digit; with nullptr the
 // number.
@@ -70,13 +70,21 @@ void report_out_of_range(int32_t code, int32_t value);
 // `code` 301 to 321; for a code without a message of its own the text is the message.
 void report_invalid(int32_t code, const char* text);
 
+// Prints what a packed table says for the code.
+void report_listed(int32_t code, const char* packed_messages, const Operand* operands);
+
+// report<mirror_messages>(status, mirror)
+template <const auto& Messages, typename... Operands> void report(int32_t code, Operands... operands) {
+    const Operand values[] = {operands...};
+    report_listed(code, packing::messages<Messages, Operands...>(), values);
+}
+
 // --- Printing and ending the process with status 0 ---
 
 [[noreturn]] void accept();
 [[noreturn]] void show_usage();       // the usage text, no document
 [[noreturn]] void no_more_argument(); // its line, no document
 
-[[noreturn]] [[gnu::format(printf, 2, 3)]] void refuse(int32_t code, const char* format, ...);
 [[noreturn]] void refuse_missing(int32_t code, const char* name);
 [[noreturn]] void refuse_missing(int32_t code, int32_t number);
 [[noreturn]] void refuse_out_of_range(int32_t code, int32_t value);
@@ -84,3 +92,23 @@ void report_invalid(int32_t code, const char* text);
 
 // Ends the process. The libraries' own exit handlers run, so what they have printed gets out.
 [[noreturn]] void end_process();
+
+// What a packed table says for the code, or what a packed message says.
+[[noreturn]] void refuse_listed(int32_t code, const char* packed_messages, const Operand* operands);
+[[noreturn]] void refuse_packed(int32_t code, const char* packed_message, const Operand* operands);
+
+// refuse<queue_creation_messages>(status, port, stream, traffic_class)
+template <const auto& Messages, typename... Operands> [[noreturn]] void refuse(int32_t code, Operands... operands) {
+    const Operand values[] = {operands...};
+    refuse_listed(code, packing::messages<Messages, Operands...>(), values);
+}
+
+// refuse<"cannot create port {0}.">(status, port)
+template <packing::Literal Message, typename... Operands> [[noreturn]] void refuse(int32_t code, Operands... operands) {
+    const char* const packed = packing::message<Message, Operands...>();
+    if constexpr (sizeof...(operands) > 0) {
+        const Operand values[] = {operands...};
+        refuse_packed(code, packed, values);
+    }
+    refuse_packed(code, packed, nullptr);
+}

@@ -5,9 +5,9 @@
 #include "platform/brgfdb.h"
 
 int32_t burst_unit(int32_t count, char** words, int32_t at) {
-    constexpr WordValue units[] = {{"kbyte", 1000}, {"byte", 1}};
+    static constexpr NumberedText units[] = {{1000, "kbyte"}, {1, "byte"}};
     if (count <= at) return 1000;
-    return find_word_or_usage(units, words[at]);
+    return find_word_or_usage<units>(words[at]);
 }
 
 RateAndBurst read_rate_and_burst(int32_t count, char** words, int32_t at) {
@@ -26,5 +26,5 @@ RateAndBurst read_rate_and_burst(int32_t count, char** words, int32_t at) {
 void update_stream_shaping(int32_t port) {
     int32_t status = 0;
     if (brgfdb_stream_shaping_rate_update(port, &status) != 0)
-        refuse(status, "stream in port %d cannot update shaping rate.", port);
+        refuse<"stream in port {0} cannot update shaping rate.">(status, port);
 }

@@ -1,20 +1,64 @@
-// Formatting into bounded texts.
+// Filling texts with operands.
 #include "common/text.h"
 
 #include <cstdio>
 
-ShortText format_text_list(const char* format, va_list values) {
-    ShortText result{};
-    // The analyzer loses sight of lists that come as arguments, and a text that is cut is as wanted.
-    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized,cert-err33-c)
-    vsnprintf(result.text, sizeof result.text, format, values);
-    return result;
+namespace {
+
+constexpr auto packed_phrases = packing::pack_with([](packing::Buffer& buffer) {
+    for (const char* phrase : phrases)
+        packing::append_word(buffer, phrase);
+});
+
+const char* phrase(uint8_t code) {
+    const char* text = packed_phrases.bytes;
+    for (; code > first_phrase; --code)
+        while (*text++ != '\0') {
+        }
+    return text;
 }
 
-ShortText format_text(const char* format, ...) {
-    va_list values;
-    va_start(values, format);
-    const ShortText result = format_text_list(format, values);
-    va_end(values);
+// What one byte of a packed text stands for.
+struct Piece {
+    char own[sizeof "-2147483648"]; // where it is not to be found elsewhere
+    const char* text;
+};
+
+void read_piece(uint8_t code, const Operand* operands, Piece& piece) {
+    piece.text = piece.own;
+    if (code >= first_phrase) {
+        piece.text = phrase(code);
+        return;
+    }
+    if (!placeholder::is_encoded(code)) {
+        piece.own[0] = static_cast<char>(code);
+        piece.own[1] = '\0';
+        return;
+    }
+    const Operand& operand = operands[placeholder::operand_of(code)];
+    switch (placeholder::kind_of(code)) {
+    case placeholder::text: piece.text = operand.text; break;
+    case placeholder::hexadecimal: snprintf(piece.own, sizeof piece.own, "%04x", operand.number); break;
+    default: snprintf(piece.own, sizeof piece.own, "%d", operand.number);
+    }
+}
+
+} // namespace
+
+size_t fill(char* out, size_t size, const char* packed, const Operand* operands) {
+    size_t length = 0;
+    for (; *packed != '\0'; ++packed) {
+        Piece piece;
+        read_piece(static_cast<uint8_t>(*packed), operands, piece);
+        for (const char* from = piece.text; *from != '\0' && length < size - 1; ++from)
+            out[length++] = *from;
+    }
+    out[length] = '\0';
+    return length;
+}
+
+ShortText compose_packed(const char* packed, const Operand* operands) {
+    ShortText result{};
+    fill(result.text, sizeof result.text, packed, operands);
     return result;
 }

@@ -1,12 +1,29 @@
-// Short texts built on the stack: messages and qualifier names.
+// Texts with operands in them, built on the stack: messages, documents, qualifier names.
 #pragma once
 
-#include <cstdarg>
+#include "common/packing.h"
 
 // At most 127 characters; what is longer is cut.
 struct ShortText {
     char text[128];
 };
 
-[[gnu::format(printf, 1, 2)]] ShortText format_text(const char* format, ...);
-[[gnu::format(printf, 1, 0)]] ShortText format_text_list(const char* format, va_list values);
+// A number or a text; the placeholder knows which.
+union Operand {
+    int32_t number;
+    const char* text;
+
+    Operand(int32_t value) : number(value) {}
+    Operand(const char* value) : text(value) {}
+};
+
+// Writes a packed text with its operands and a NUL, cut to `size` bytes in all; answers the length without the NUL.
+size_t fill(char* out, size_t size, const char* packed, const Operand* operands);
+
+ShortText compose_packed(const char* packed, const Operand* operands);
+
+// compose<"{0}/{1}">(port, stream)
+template <packing::Literal Text, typename... Operands> ShortText compose(Operands... operands) {
+    const Operand values[] = {operands...};
+    return compose_packed(packing::message<Text, Operands...>(), values);
+}

@@ -77,9 +77,13 @@ constexpr char usage_text[] =
     "    delete dfdbentry all in {all | vlan <name>}\n";
 // clang-format on
 
+constexpr auto packed_usage =
+    packing::pack_with([](packing::Buffer& buffer) { packing::append_text(buffer, usage_text); });
+
 } // namespace
 
 void show_usage() {
-    print(usage_text, sizeof usage_text - 1);
+    char text[sizeof usage_text];
+    print(text, fill(text, sizeof text, packed_usage.bytes, nullptr));
     end_process();
 }

@@ -46,35 +46,31 @@ struct StaticEntry {
     int32_t port;
 };
 
+constexpr NumberedText static_entry_messages[] = {
+    {status::fdb_entry_exists, "fdbentry {0} already exists."},
+    {status::fdb_full, "cannot create fdbentry {0}, fdb is full."},
+    {status::fdb_entry_of_system, "fdbentry {0} is created by system."},
+    {status::fdb_entry_of_other_type, "fdbentry {0} is differnt type."},
+    {status::no_fdb_entry, "fdbentry {0} does not exist."},
+    {otherwise, "cannot {1} fdbentry {0}."},
+};
+
+constexpr NumberedText local_creation_messages[] = {
+    {status::fdb_entry_exists, "fdbentry {0} already exists."},
+    {status::fdb_full, "fdb is full."},
+    {otherwise, "cannot create fdbentry {0}."},
+};
+
+constexpr NumberedText local_deletion_messages[] = {
+    {status::no_fdb_entry, "fdbentry {0} does not exist."},
+    {status::fdb_entry_of_system, "fdbentry {0} is created by system."},
+    {otherwise, "cannot delete fdbentry {0}."},
+};
+
 [[noreturn]] void refuse_static(int32_t status, const StaticEntry& entry) {
-    switch (status) {
-    case status::fdb_entry_exists: refuse(status, "fdbentry %s already exists.", entry.mac);
-    case status::fdb_full: refuse(status, "cannot create fdbentry %s, fdb is full.", entry.mac);
-    case status::fdb_entry_of_system: refuse(status, "fdbentry %s is created by system.", entry.mac);
-    case status::fdb_entry_of_other_type: refuse(status, "fdbentry %s is differnt type.", entry.mac);
-    case status::no_fdb_entry: refuse(status, "fdbentry %s does not exist.", entry.mac);
-    case status::no_vlan: refuse_missing(status, entry.vlan);
-    case status::no_port: refuse_missing(status, entry.port);
-    default: refuse(status, "cannot %s fdbentry %s.", entry.verb, entry.mac);
-    }
-}
-
-[[noreturn]] void refuse_local_creation(int32_t status, const char* mac, int32_t port) {
-    switch (status) {
-    case status::fdb_entry_exists: refuse(status, "fdbentry %s already exists.", mac);
-    case status::fdb_full: refuse(status, "fdb is full.");
-    case status::no_port: refuse_missing(status, port);
-    default: refuse(status, "cannot create fdbentry %s.", mac);
-    }
-}
-
-[[noreturn]] void refuse_local_deletion(int32_t status, const char* mac, int32_t port) {
-    switch (status) {
-    case status::no_fdb_entry: refuse(status, "fdbentry %s does not exist.", mac);
-    case status::fdb_entry_of_system: refuse(status, "fdbentry %s is created by system.", mac);
-    case status::no_port: refuse_missing(status, port);
-    default: refuse(status, "cannot delete fdbentry %s.", mac);
-    }
+    if (status == status::no_vlan) refuse_missing(status, entry.vlan);
+    if (status == status::no_port) refuse_missing(status, entry.port);
+    refuse<static_entry_messages>(status, entry.mac, entry.verb);
 }
 
 // 01:80:C2:00:00:00 to 0F, which the switch filters on every port by itself.
@@ -83,22 +79,24 @@ constexpr bool is_reserved(const uint8_t* mac) {
 }
 
 [[noreturn]] void create_local(int32_t count, char** words, const uint8_t* mac, int32_t port) {
-    constexpr WordValue types[] = {{"local", 1}, {"both", 2}, {"local_learning", 3}, {"discard", 4}};
+    static constexpr NumberedText types[] = {{1, "local"}, {2, "both"}, {3, "local_learning"}, {4, "discard"}};
     if (count < 7) show_usage();
-    const int32_t type = find_word_or_usage(types, words[6]);
+    const int32_t type = find_word_or_usage<types>(words[6]);
     if (count > 7) no_more_argument();
 
     int32_t status = 0;
-    if (brgfdb_create_lfil(port, mac, type, of_user, &status) < 0) refuse_local_creation(status, words[2], port);
-    accept();
+    if (brgfdb_create_lfil(port, mac, type, of_user, &status) >= 0) accept();
+    if (status == status::no_port) refuse_missing(status, port);
+    refuse<local_creation_messages>(status, words[2]);
 }
 
 [[noreturn]] void delete_local(int32_t count, char** words, const uint8_t* mac, int32_t port) {
     if (count > 6) no_more_argument();
 
     int32_t status = 0;
-    if (brgfdb_delete_lfil(port, mac, of_user, &status) != 0) refuse_local_deletion(status, words[2], port);
-    accept();
+    if (brgfdb_delete_lfil(port, mac, of_user, &status) == 0) accept();
+    if (status == status::no_port) refuse_missing(status, port);
+    refuse<local_deletion_messages>(status, words[2]);
 }
 
 void flush_vlan(int32_t count, char** words) {

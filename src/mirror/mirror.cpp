@@ -18,25 +18,23 @@ constexpr int32_t sent_in_vlan = 4;
 constexpr int32_t vlan = 5;
 } // namespace source_type
 
+constexpr NumberedText mirror_messages[] = {
+    {status::mirror_failed, "mirror {0} unexpected error."},
+    {status::mirror_id_out_of_range, "mirror {0} is range over."},
+    {status::mirror_exists, "mirror {0} already exists."},
+    {status::no_mirror, "mirror {0} does not exist."},
+    {status::mirror_has_no_source, "mirror {0} does not set mirroring source."},
+    {status::mirror_has_no_destination, "mirror {0} does not set mirroring destination."},
+    {status::mirror_destination_is_source, "mirror {0} connot set destination port same to source."},
+    {status::mirror_not_deletable_while_enabled, "mirror {0} cannot delete while enabled."},
+    {status::mirror_already_enabled, "mirror {0} already enable."},
+    {status::mirror_already_disabled, "mirror {0} already disable."},
+    {status::mirror_not_modifiable_while_enabled, "mirror {0} cannot modify while enabled."},
+    {otherwise, "unknown error at mirror {0}."},
+};
+
 void report_mirror_error(int32_t status, int32_t mirror) {
-    switch (status) {
-    case status::mirror_failed: return act_printf(status, "mirror %d unexpected error.", mirror);
-    case status::mirror_id_out_of_range: return act_printf(status, "mirror %d is range over.", mirror);
-    case status::mirror_exists: return act_printf(status, "mirror %d already exists.", mirror);
-    case status::no_mirror: return act_printf(status, "mirror %d does not exist.", mirror);
-    case status::mirror_has_no_source: return act_printf(status, "mirror %d does not set mirroring source.", mirror);
-    case status::mirror_has_no_destination:
-        return act_printf(status, "mirror %d does not set mirroring destination.", mirror);
-    case status::mirror_destination_is_source:
-        return act_printf(status, "mirror %d connot set destination port same to source.", mirror);
-    case status::mirror_not_deletable_while_enabled:
-        return act_printf(status, "mirror %d cannot delete while enabled.", mirror);
-    case status::mirror_already_enabled: return act_printf(status, "mirror %d already enable.", mirror);
-    case status::mirror_already_disabled: return act_printf(status, "mirror %d already disable.", mirror);
-    case status::mirror_not_modifiable_while_enabled:
-        return act_printf(status, "mirror %d cannot modify while enabled.", mirror);
-    default: return act_printf(status, "unknown error at mirror %d.", mirror);
-    }
+    report<mirror_messages>(status, mirror);
 }
 
 // The usual ending: OK and back to the caller, or the library's error and the end of the process.
@@ -78,13 +76,14 @@ struct Source {
 // port <port> {in|out} [vlan <name>], from words[4] on. Any word does for "vlan", and the name "all", or none, is no
 // VLAN.
 Source read_port_source(int32_t count, char** words) {
-    constexpr WordValue of_port[] = {{"in", source_type::received}, {"out", source_type::sent}};
-    constexpr WordValue of_port_in_vlan[] = {{"in", source_type::received_in_vlan}, {"out", source_type::sent_in_vlan}};
+    static constexpr NumberedText of_port[] = {{source_type::received, "in"}, {source_type::sent, "out"}};
+    static constexpr NumberedText of_port_in_vlan[] = {{source_type::received_in_vlan, "in"},
+                                                       {source_type::sent_in_vlan, "out"}};
 
     if (count <= 6) show_usage();
     const uint16_t port = read_one_to_four(words[5], invalid::mirror_source, range_error::mirror_source, words[5]);
-    if (count <= 8 || is_word(words[8], "all")) return {find_word_or_usage(of_port, words[6]), port, 0};
-    const int32_t type = find_word_or_usage(of_port_in_vlan, words[6]);
+    if (count <= 8 || is_word(words[8], "all")) return {find_word_or_usage<of_port>(words[6]), port, 0};
+    const int32_t type = find_word_or_usage<of_port_in_vlan>(words[6]);
     return {type, port, static_cast<uint16_t>(resolve_vlan(words[8]))};
 }
 

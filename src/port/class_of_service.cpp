@@ -12,7 +12,12 @@
 namespace {
 
 // Colours of policed traffic: those of the QoS tree, and "discard".
-constexpr WordValue policing_colors[] = {{"green", 0}, {"yellow", 1}, {"red", 2}, {"discard", 255}};
+constexpr NumberedText policing_colors[] = {{0, "green"}, {1, "yellow"}, {2, "red"}, {255, "discard"}};
+
+constexpr NumberedText policing_messages[] = {
+    {status::no_such_class, "invalid class number {1}."},
+    {otherwise, "port {0} cannot set class policy."},
+};
 
 } // namespace
 
@@ -27,7 +32,7 @@ void set_port_default_class(int32_t count, char** words) {
     if (brgfdb_set_default_class(port, wrapping_subtract(flow.stream, 1), flow.traffic_class, flow.color, &status) == 0)
         accept();
     if (status == status::no_port) refuse_missing(status, port);
-    refuse(status, "port %d cannot set default class.", port);
+    refuse<"port {0} cannot set default class.">(status, port);
 }
 
 // set port <port> cosmap [bit <bit>] val <map>
@@ -48,7 +53,7 @@ void set_port_cosmap(int32_t count, char** words) {
     int32_t status = 0;
     if (brgfdb_set_port_cosmap(port, has_bit ? bit : map.given, map.classes, &status) == 0) accept();
     if (status == status::no_port) refuse_missing(status, port);
-    refuse(status, "port %d cannot set cosmap.", port);
+    refuse<"port {0} cannot set cosmap.">(status, port);
 }
 
 // set port <port> class_policing class <class> {off|on rcolor <color> rate <rate> [burst <burst>] [{byte|kbyte}]}
@@ -65,28 +70,25 @@ void set_port_class_policing(int32_t count, char** words) {
     if (*is_on) {
         if (count <= 10) show_usage();
         require_word(words[7], "rcolor");
-        color = find_word_or_usage(policing_colors, words[8]);
+        color = find_word_or_usage<policing_colors>(words[8]);
         limit = read_rate_and_burst(count, words, 9);
     }
 
     int32_t status = 0;
     if (brgfdb_set_port_class_policing(port, traffic_class, limit.rate, limit.burst, color, &status) == 0) accept();
-    switch (status) {
-    case status::no_port: refuse_missing(status, port);
-    case status::no_such_class: refuse(status, "invalid class number %d.", traffic_class);
-    default: refuse(status, "port %d cannot set class policy.", port);
-    }
+    if (status == status::no_port) refuse_missing(status, port);
+    refuse<policing_messages>(status, port, traffic_class);
 }
 
 // set port <port> bandwidth {frame_only|frame_gap}
 void set_port_bandwidth(int32_t count, char** words) {
-    constexpr WordValue modes[] = {{"frame_only", 0}, {"frame_gap", 1}};
+    static constexpr NumberedText modes[] = {{0, "frame_only"}, {1, "frame_gap"}};
     if (count <= 4) show_usage();
     const int32_t port = read_number_or_usage(words[2]);
-    const int32_t mode = find_word_or_usage(modes, words[4]);
+    const int32_t mode = find_word_or_usage<modes>(words[4]);
 
     int32_t status = 0;
     if (brgfdb_set_port_bandwidth_calc_mode(port, mode, &status) == 0) accept();
     if (status == status::no_port) refuse_missing(status, port);
-    refuse(status, "port %d cannot set bandwidth calc mode.", port);
+    refuse<"port {0} cannot set bandwidth calc mode.">(status, port);
 }

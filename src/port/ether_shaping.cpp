@@ -21,7 +21,7 @@ void set_ether_shaping(int32_t count, char** words) {
     int32_t status = 0;
     if (brgfdb_set_ph_shaping(ether, shaper.rate, shaper.burst, &status) != 0) {
         if (status == status::no_ether) refuse_missing(status, ether);
-        refuse(status, "ether %d cannot set.", ether);
+        refuse<"ether {0} cannot set.">(status, ether);
     }
     update_stream_shaping(ether);
     accept();
@@ -29,5 +29,5 @@ void set_ether_shaping(int32_t count, char** words) {
 
 // set ether <ether> share ...: withdrawn, but still sent by old scripts.
 void set_ether_share(int32_t /*count*/, char** /*words*/) {
-    refuse(1, "\"set ether share\" command was abolished from V1.3.0.");
+    refuse<"\"set ether share\" command was abolished from V1.3.0.">(1);
 }

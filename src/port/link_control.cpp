@@ -25,31 +25,31 @@ int32_t read_logical_port(const char* word) {
 
 // set port <port> link_frame {bpdu|lag|pae} {discard|forward}
 void set_port_link_frame(int32_t count, char** words) {
-    constexpr WordValue kinds[] = {{"bpdu", 0}, {"lag", 2}, {"pae", 3}};
-    constexpr WordValue actions[] = {{"discard", 0}, {"forward", 1}};
+    static constexpr NumberedText kinds[] = {{0, "bpdu"}, {2, "lag"}, {3, "pae"}};
+    static constexpr NumberedText actions[] = {{0, "discard"}, {1, "forward"}};
     if (count <= 5) show_usage();
     const int32_t port = read_number_or_usage(words[2]);
-    const int32_t kind = find_word_or_usage(kinds, words[4]);
-    const int32_t action = find_word_or_usage(actions, words[5]);
+    const int32_t kind = find_word_or_usage<kinds>(words[4]);
+    const int32_t action = find_word_or_usage<actions>(words[5]);
 
     int32_t status = 0;
     if (brgfdb_set_port_link_frames(port, kind, action, &status) == 0) accept();
     if (status == status::no_port) refuse_missing(status, port);
-    refuse(status, "port %d cannot set link frame mode.", port);
+    refuse<"port {0} cannot set link frame mode.">(status, port);
 }
 
 // set port <port> link_mode {or|and}
 void set_port_link_mode(int32_t count, char** words) {
-    constexpr WordValue modes[] = {{"and", 1}, {"or", 2}};
+    static constexpr NumberedText modes[] = {{1, "and"}, {2, "or"}};
     const int32_t port = read_logical_port(words[2]);
     if (count <= 4) show_usage();
-    const int32_t mode = find_word_or_usage(modes, words[4]);
+    const int32_t mode = find_word_or_usage<modes>(words[4]);
     if (count > 5) no_more_argument();
 
     int32_t status = 0;
     if (brgfdb_set_link_mode(port, mode, &status) != 0) {
         if (status == status::no_port) refuse_missing(status, port);
-        refuse(status, "port %d cannot set link mode.", port);
+        refuse<"port {0} cannot set link mode.">(status, port);
     }
     portshm_set_port_linkmode(port, mode);
     accept();
@@ -73,7 +73,7 @@ void set_port_link_depend(int32_t count, char** words) {
     int32_t status = 0;
     if (brgfdb_set_link_depend(port, type, mask, &status) != 0) {
         if (status == status::no_port) refuse_missing(status, port);
-        refuse(status, "port %d cannot set link depend.", port);
+        refuse<"port {0} cannot set link depend.">(status, port);
     }
     portshm_set_port_linkdepend(port, type, mask);
     accept();

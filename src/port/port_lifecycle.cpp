@@ -11,39 +11,33 @@
 
 namespace {
 
-constexpr WordValue port_types[] = {{"none", 0}, {"ether", 1}, {"vif", 2}};
+constexpr NumberedText port_types[] = {{0, "none"}, {1, "ether"}, {2, "vif"}};
 
-[[noreturn]] void refuse_creation(int32_t status, int32_t port) {
-    switch (status) {
-    case status::too_many_ports: refuse(status, "maxmum number of ports.");
-    case status::port_exists: refuse(status, "port %d already exists.", port);
-    default: refuse(status, "cannot create port %d.", port);
-    }
-}
+constexpr NumberedText port_creation_messages[] = {
+    {status::too_many_ports, "maxmum number of ports."},
+    {status::port_exists, "port {0} already exists."},
+    {otherwise, "cannot create port {0}."},
+};
 
-[[noreturn]] void refuse_reserved_entry(int32_t status, int32_t port) {
-    switch (status) {
-    case status::fdb_entry_exists: refuse(status, "fdbentry already exists.");
-    case status::no_port: refuse_missing(status, port);
-    default: refuse(status, "cannot create fdbentry.");
-    }
-}
+constexpr NumberedText reserved_entry_messages[] = {
+    {status::fdb_entry_exists, "fdbentry already exists."},
+    {otherwise, "cannot create fdbentry."},
+};
 
-[[noreturn]] void refuse_occupied(int32_t status, int32_t port) {
-    switch (status) {
-    case status::no_port: refuse_missing(status, port);
-    case status::port_has_stream: refuse(status, "some stream belongs to port %d yet.", port);
-    default: refuse(status, "cannot delete port %d.", port);
-    }
-}
+constexpr NumberedText occupied_port_messages[] = {
+    {status::port_has_stream, "some stream belongs to port {0} yet."},
+    {otherwise, "cannot delete port {0}."},
+};
 
-[[noreturn]] void refuse_deletion(int32_t status, int32_t port) {
-    switch (status) {
-    case status::port_in_vlan: refuse(status, "port %d belongs to vlan yet.", port);
-    case status::port_has_ip_interface: refuse(status, "IP interface belongs to port %d yet.", port);
-    case status::no_port: refuse_missing(status, port);
-    default: refuse(status, "cannot delete port %d.", port);
-    }
+constexpr NumberedText port_deletion_messages[] = {
+    {status::port_in_vlan, "port {0} belongs to vlan yet."},
+    {status::port_has_ip_interface, "IP interface belongs to port {0} yet."},
+    {otherwise, "cannot delete port {0}."},
+};
+
+template <const auto& Messages> [[noreturn]] void refuse_for_port(int32_t status, int32_t port) {
+    if (status == status::no_port) refuse_missing(status, port);
+    refuse<Messages>(status, port);
 }
 
 // The switch never forwards the frames that link protocols send to 01:80:C2:00:00:00 to 0F. Entries that stand when one
@@ -54,7 +48,8 @@ void create_reserved_entries(int32_t port) {
     uint8_t mac[mac_length] = {0x01, 0x80, 0xc2, 0x00, 0x00, 0x00};
     for (; mac[5] <= 0x0f; ++mac[5]) {
         int32_t status = 0;
-        if (brgfdb_create_lfil(port, mac, discard, of_system, &status) < 0) refuse_reserved_entry(status, port);
+        if (brgfdb_create_lfil(port, mac, discard, of_system, &status) < 0)
+            refuse_for_port<reserved_entry_messages>(status, port);
     }
 }
 
@@ -66,8 +61,8 @@ template <auto change, auto tell_port_table> void switch_port(int32_t count, cha
     int32_t status = 0;
     if (change(port, &status) != 0) {
         if (status == status::no_port) refuse_missing(status, port);
-        if (status == already_so) refuse(status, "port %d already %s.", port, words[0]);
-        refuse(status, "cannot %s port %d.", words[0], port);
+        if (status == already_so) refuse<"port {0} already {1}.">(status, port, words[0]);
+        refuse<"cannot {0} port {1}.">(status, words[0], port);
     }
     const int32_t kind = port_kind::of(port);
     if (kind != port_kind::not_shared) tell_port_table(port, kind);
@@ -83,16 +78,16 @@ void create_port(int32_t count, char** words) {
     const int32_t ether = read_number_or_usage(words[4]); // any word does in place of "npport"
     require_word(words[5], "portType");
     if (count == 6) show_usage();
-    const int32_t type = find_word_or_usage(port_types, words[6]);
+    const int32_t type = find_word_or_usage<port_types>(words[6]);
     if (count > 7) no_more_argument();
 
     int32_t status = 0;
-    if (brgfdb_create_port(port, ether, type, &status) < 0) refuse_creation(status, port);
+    if (brgfdb_create_port(port, ether, type, &status) < 0) refuse<port_creation_messages>(status, port);
 
     const int32_t kind = port_kind::of(port);
     if (kind != port_kind::not_shared) portshm_create_port(port, kind, kind == port_kind::physical ? ether : 0);
     libev_BridgePort_Status(0, port, type, trap_event::added);
-    qual_register("port", format_text("%d", port).text, type);
+    qual_register("port", compose<"{0}">(port).text, type);
 
     create_reserved_entries(port);
     act_puts();
@@ -105,13 +100,13 @@ void delete_port(int32_t count, char** words) {
     if (count > 3) no_more_argument();
 
     int32_t status = 0;
-    if (brgfdb_check_stream_in_port(port, &status) != 0) refuse_occupied(status, port);
-    if (brgfdb_delete_port(port, &status) != 0) refuse_deletion(status, port);
+    if (brgfdb_check_stream_in_port(port, &status) != 0) refuse_for_port<occupied_port_messages>(status, port);
+    if (brgfdb_delete_port(port, &status) != 0) refuse_for_port<port_deletion_messages>(status, port);
 
     const int32_t kind = port_kind::of(port);
     if (kind != port_kind::not_shared) portshm_delete_port(port, kind);
     libev_BridgePort_Status(0, port, -1, trap_event::gone);
-    qual_unregister("port", format_text("%d", port).text);
+    qual_unregister("port", compose<"{0}">(port).text);
     accept();
 }
 

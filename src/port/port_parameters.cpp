@@ -39,6 +39,12 @@ constexpr FlagParameter flag_parameters[] = {
     {"ignorefdb", "on", "off", port_flag::ignore_fdb, invalid::ignore_priority_tag},
 };
 
+constexpr NumberedText parameter_messages[] = {
+    {status::no_loop_breaker, "port {0} does not support sldbreaker."},
+    {status::vlan_mode_refused, "cannot set vlan mode of port {0}."},
+    {otherwise, "port {0} cannot set parameter."},
+};
+
 void require_front_port(int32_t port) {
     if (!is_within(port, 1, 4)) refuse_out_of_range(range_error::port, port);
 }
@@ -120,10 +126,6 @@ void set_port_parameter(int32_t count, char** words) {
     if (brgfdb_set_param_to_port(port, &setting.parameters, setting.aging, setting.loop_breaker, setting.fields,
                                  setting.flag_bit, &status) >= 0)
         accept();
-    switch (status) {
-    case status::no_loop_breaker: refuse(status, "port %d does not support sldbreaker.", port);
-    case status::vlan_mode_refused: refuse(status, "cannot set vlan mode of port %d.", port);
-    case status::no_port: refuse_missing(status, port);
-    default: refuse(status, "port %d cannot set parameter.", port);
-    }
+    if (status == status::no_port) refuse_missing(status, port);
+    refuse<parameter_messages>(status, port);
 }

@@ -15,13 +15,13 @@ struct DropPolicy {
 
 constexpr DropPolicy tail_drop{{100, 0}, {0, 0}};
 
-[[noreturn]] void apply(const QueueAddress& queue, int32_t color, const DropPolicy& policy) {
+[[noreturn]] void apply_drop_policy(const QueueAddress& queue, int32_t color, const DropPolicy& policy) {
     int32_t status = 0;
     if (brgfdb_set_red_in_stream(queue.stream_index(), queue.traffic_class, color, policy.threshold.min,
                                  policy.drop.min, policy.threshold.max, policy.drop.max, &status) == 0)
         accept();
     if (status == status::no_stream) refuse_missing(status, queue.stream);
-    refuse(status, "stream %d cannot set red.", queue.stream);
+    refuse<"stream {0} cannot set red.">(status, queue.stream);
 }
 
 // wred thresh <min-max> drop <min-max>, from words[6] on.
@@ -60,9 +60,9 @@ void set_queue_color(int32_t count, char** words) {
     const QueueAddress queue = read_queue_address(words[2]);
     const int32_t color = read_color_or_usage(words[4]);
     require_word(words[5], "drop_type");
-    if (is_word(words[6], "taildrop")) apply(queue, color, tail_drop);
+    if (is_word(words[6], "taildrop")) apply_drop_policy(queue, color, tail_drop);
     require_word(words[6], "wred");
-    apply(queue, color, read_wred_ranges(count, words));
+    apply_drop_policy(queue, color, read_wred_ranges(count, words));
 }
 
 // set color <port/stream/class/color> drop_type
@@ -73,8 +73,8 @@ void set_color(int32_t count, char** words) {
     require_word(words[3], "drop_type");
     if (is_word(words[4], "taildrop")) {
         if (count > 5) no_more_argument();
-        apply(address.queue, address.color, tail_drop);
+        apply_drop_policy(address.queue, address.color, tail_drop);
     }
     require_word(words[4], "wred");
-    apply(address.queue, address.color, read_wred_numbers(count, words));
+    apply_drop_policy(address.queue, address.color, read_wred_numbers(count, words));
 }

@@ -26,6 +26,17 @@ int32_t block_size(int32_t length) {
     return 64;
 }
 
+constexpr NumberedText queue_size_messages[] = {
+    {status::no_frame_buffers, "not enough frame buffers to change queue size."},
+    {otherwise, "queue {0}/{1} cannot set size."},
+};
+
+// Returns for a status that says anything else.
+void require_known(int32_t status, const QueueAddress& queue) {
+    if (status == status::no_stream) refuse_missing(status, queue.stream);
+    if (status == status::no_queue) refuse_missing(status, queue.traffic_class);
+}
+
 } // namespace
 
 // set queue <port/stream/class> pri <pri> [ratio <ratio>]
@@ -42,11 +53,8 @@ void set_queue_pri(int32_t count, char** words) {
 
     int32_t status = 0;
     if (brgfdb_set_queue_qos(queue.index(), queue.stream_index(), priority, ratio, &status) == 0) accept();
-    switch (status) {
-    case status::no_stream: refuse_missing(status, queue.stream);
-    case status::no_queue: refuse_missing(status, queue.traffic_class);
-    default: refuse(status, "queue %d/%d cannot set QoS.", queue.stream, queue.traffic_class);
-    }
+    require_known(status, queue);
+    refuse<"queue {0}/{1} cannot set QoS.">(status, queue.stream, queue.traffic_class);
 }
 
 // set queue <port/stream/class> queue_length <length>
@@ -62,10 +70,6 @@ void set_queue_length(int32_t count, char** words) {
     if (brgfdb_set_queue_size(queue.index(), queue.stream_index(), queue.traffic_class, length / block_size(length),
                               length, &status) == 0)
         accept();
-    switch (status) {
-    case status::no_queue: refuse_missing(status, queue.traffic_class);
-    case status::no_stream: refuse_missing(status, queue.stream);
-    case status::no_frame_buffers: refuse(status, "not enough frame buffers to change queue size.");
-    default: refuse(status, "queue %d/%d cannot set size.", queue.stream, queue.traffic_class);
-    }
+    require_known(status, queue);
+    refuse<queue_size_messages>(status, queue.stream, queue.traffic_class);
 }

@@ -50,44 +50,44 @@ ClassList read_class_list(const char* word) {
     return list;
 }
 
-ShortText qualifier_name(const QueueAddress& queue) {
-    return format_text("%d/%d/%d", queue.port, queue.stream, queue.traffic_class);
+ShortText queue_name(const QueueAddress& queue) {
+    return compose<"{0}/{1}/{2}">(queue.port, queue.stream, queue.traffic_class);
 }
 
-[[noreturn]] void refuse_creation(int32_t status, const QueueAddress& queue) {
-    switch (status) {
-    case status::queue_exists:
-        refuse(status, "queue %d/%d/%d already exists.", queue.port, queue.stream, queue.traffic_class);
-    case status::too_many_queues: refuse(status, "maximum number of queues.");
-    case status::no_frame_buffers: refuse(status, "not enough frame buffers to create queue.");
-    default: refuse(status, "cannot create queue. %d/%d/%d.", queue.port, queue.stream, queue.traffic_class);
-    }
-}
+constexpr NumberedText queue_creation_messages[] = {
+    {status::queue_exists, "queue {0}/{1}/{2} already exists."},
+    {status::too_many_queues, "maximum number of queues."},
+    {status::no_frame_buffers, "not enough frame buffers to create queue."},
+    {otherwise, "cannot create queue. {0}/{1}/{2}."},
+};
+
+constexpr NumberedText queue_attachment_messages[] = {
+    {status::queue_already_in_stream, "queue {0} already belongs to stream."},
+    {otherwise, "cannot add queue {0}."},
+};
+
+constexpr NumberedText queue_detachment_messages[] = {
+    {status::queue_not_in_stream, "queue {0}/{1}/{2} does not belong to stream."},
+    {otherwise, "cannot remove queue {0}/{1}/{2}."},
+};
 
 // `position` is the place of the class in the list, which is 0 for a single class: the messages show it in place of the
 // class, deliberately.
 [[noreturn]] void refuse_attachment(int32_t status, int32_t stream, int32_t position) {
-    switch (status) {
-    case status::no_stream: refuse_missing(status, stream);
-    case status::no_queue: refuse_missing(status, position);
-    case status::queue_already_in_stream: refuse(status, "queue %d already belongs to stream.", position);
-    default: refuse(status, "cannot add queue %d.", position);
-    }
+    if (status == status::no_stream) refuse_missing(status, stream);
+    if (status == status::no_queue) refuse_missing(status, position);
+    refuse<queue_attachment_messages>(status, position);
 }
 
 [[noreturn]] void refuse_detachment(int32_t status, const QueueAddress& queue) {
-    switch (status) {
-    case status::no_stream: refuse_missing(status, queue.stream);
-    case status::no_queue: refuse_missing(status, queue.traffic_class);
-    case status::queue_not_in_stream:
-        refuse(status, "queue %d/%d/%d does not belong to stream.", queue.port, queue.stream, queue.traffic_class);
-    default: refuse(status, "cannot remove queue %d/%d/%d.", queue.port, queue.stream, queue.traffic_class);
-    }
+    if (status == status::no_stream) refuse_missing(status, queue.stream);
+    if (status == status::no_queue) refuse_missing(status, queue.traffic_class);
+    refuse<queue_detachment_messages>(status, queue.port, queue.stream, queue.traffic_class);
 }
 
-[[noreturn]] void refuse_deletion(int32_t status, const QueueAddress& queue) {
+[[noreturn]] void refuse_queue_deletion(int32_t status, const QueueAddress& queue) {
     if (status == status::no_queue) refuse_missing(status, 0); // the place in a list of one
-    refuse(status, "cannot delete queue. %d/%d/%d.", queue.port, queue.stream, queue.traffic_class);
+    refuse<"cannot delete queue. {0}/{1}/{2}.">(status, queue.port, queue.stream, queue.traffic_class);
 }
 
 constexpr bool is_already_gone(int32_t status) {
@@ -107,20 +107,20 @@ void create_queue(int32_t count, char** words) {
     const int32_t stream_index = list.queue(0).stream_index();
     if (brgfdb_get_stream_info(stream_index, &stream, &status) != 0) {
         if (status == status::no_stream) refuse_missing(status, list.stream);
-        refuse(status, "cannot get stream %d/%d info.", list.port, list.stream);
+        refuse<"cannot get stream {0}/{1} info.">(status, list.port, list.stream);
     }
 
     for (int32_t traffic_class = list.first; traffic_class <= list.last; ++traffic_class) {
         const QueueAddress queue = list.queue(traffic_class);
         if (brgfdb_create_queue(queue.index(), initial_blocks, initial_length, &status) != 0) {
             if (list.is_all && status == status::queue_exists) continue;
-            refuse_creation(status, queue);
+            refuse<queue_creation_messages>(status, queue.port, queue.stream, queue.traffic_class);
         }
         if (brgfdb_add_queue_to_stream(queue.index(), stream_index, traffic_class, stream.type, traffic_class,
                                        stream.type == type_wfq ? 1 : 0, &status) != 0)
             refuse_attachment(status, list.stream, traffic_class - list.first);
         libev_Queue_Status(0, list.port, list.stream, traffic_class, trap_event::added);
-        qual_register("queue", qualifier_name(queue).text, -1);
+        qual_register("queue", queue_name(queue).text, -1);
     }
     accept();
 }
@@ -140,10 +140,10 @@ void delete_queue(int32_t count, char** words) {
         }
         if (brgfdb_delete_queue(queue.index(), &status) != 0) {
             if (list.is_all && status == status::no_queue) continue;
-            refuse_deletion(status, queue);
+            refuse_queue_deletion(status, queue);
         }
         libev_Queue_Status(0, list.port, list.stream, traffic_class, trap_event::gone);
-        qual_unregister("queue", qualifier_name(queue).text);
+        qual_unregister("queue", queue_name(queue).text);
     }
     accept();
 }

@@ -17,10 +17,10 @@ StreamAddress read_checked_stream(int32_t count, char** words) {
 }
 
 // `what` ends the message of a status that is not the missing stream.
-[[noreturn]] void finish(int32_t result, int32_t status, const StreamAddress& address, const char* what) {
+[[noreturn]] void finish_stream(int32_t result, int32_t status, const StreamAddress& address, const char* what) {
     if (result == 0) accept();
     if (status == status::no_stream) refuse_missing(status, address.stream);
-    refuse(status, "stream %d/%d cannot set %s.", address.port, address.stream, what);
+    refuse<"stream {0}/{1} cannot set {2}.">(status, address.port, address.stream, what);
 }
 
 } // namespace
@@ -33,7 +33,7 @@ void set_stream_priority(int32_t count, char** words) {
 
     int32_t status = 0;
     const int32_t result = brgfdb_set_stream_priority(address.index(), priority, &status);
-    finish(result, status, address, "priority");
+    finish_stream(result, status, address, "priority");
 }
 
 // set stream <port/stream> tosmap <map>
@@ -44,5 +44,5 @@ void set_stream_tosmap(int32_t count, char** words) {
 
     int32_t status = 0;
     const int32_t result = brgfdb_set_stream_tosmap(address.index(), map.present, map.values, map.masks, &status);
-    finish(result, status, address, "tosmap");
+    finish_stream(result, status, address, "tosmap");
 }

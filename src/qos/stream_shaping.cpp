@@ -92,7 +92,7 @@ void set_stream_shaping(int32_t count, char** words) {
     if (brgfdb_set_shaping_in_stream(address.index(), shaper.min_rate, shaper.min_burst, shaper.max_rate,
                                      shaper.max_burst, &status) != 0) {
         if (status == status::no_stream) refuse_missing(status, address.stream);
-        refuse(status, "stream %d/%d cannot set shaping rate.", address.port, address.stream);
+        refuse<"stream {0}/{1} cannot set shaping rate.">(status, address.port, address.stream);
     }
     update_stream_shaping(address.port);
     accept();

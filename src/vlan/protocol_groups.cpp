@@ -9,6 +9,18 @@
 
 namespace {
 
+constexpr NumberedText protgroup_messages[] = {
+    {status::too_many_protgroups, "maximum number of protocol groups."},
+    {status::protgroup_exists, "protocol group {0} already exists."},
+    {status::no_protgroup, "protocol group {0} does not exist."},
+    {status::too_many_protocols, "maximum number of protocol in group {0}."},
+    {status::protocol_in_group, "protocol {1:04x} already exists in group {0}."},
+    {status::protocol_in_other_group, "protocol {1:04x} already exists in other group."},
+    {status::protocol_not_in_group, "protocol {1:04x} does not exist in group {0}."},
+    {status::protgroup_in_use, "some port use protocol group {0} yet."},
+    {otherwise, "unknown"},
+};
+
 [[noreturn]] void refuse_protgroup(int32_t status, uint16_t protgroup, uint16_t ether_type) {
     report_protgroup_error(status, protgroup, ether_type);
     end_process();
@@ -54,20 +66,9 @@ uint16_t read_protgroup(const char* word, const char* shown) {
 }
 
 void report_protgroup_error(int32_t status, uint16_t protgroup, uint16_t ether_type) {
-    switch (status) {
-    case status::too_many_protgroups: return act_printf(status, "maximum number of protocol groups.");
-    case status::protgroup_exists: return act_printf(status, "protocol group %d already exists.", protgroup);
-    case status::no_protgroup: return act_printf(status, "protocol group %d does not exist.", protgroup);
-    case status::too_many_protocols: return act_printf(status, "maximum number of protocol in group %d.", protgroup);
-    case status::protocol_in_group:
-        return act_printf(status, "protocol %04x already exists in group %d.", ether_type, protgroup);
-    case status::protocol_in_other_group:
-        return act_printf(status, "protocol %04x already exists in other group.", ether_type);
-    case status::protocol_not_in_group:
-        return act_printf(status, "protocol %04x does not exist in group %d.", ether_type, protgroup);
-    case status::protgroup_in_use: return act_printf(status, "some port use protocol group %d yet.", protgroup);
-    default: return report_invalid(status, "unknown");
-    }
+    const bool is_catalogue_code = is_within(status, invalid::aftype, invalid::mirror_destination);
+    if (is_catalogue_code) return report_invalid(status, "unknown");
+    report<protgroup_messages>(status, protgroup, ether_type);
 }
 
 void create_protgroup(int32_t count, char** words) {

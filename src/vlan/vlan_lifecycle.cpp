@@ -11,17 +11,20 @@ namespace {
 constexpr int32_t name_is_reserved = 1;
 constexpr int32_t any_vlan_id = -1;
 
-[[noreturn]] void refuse_creation(int32_t status, const char* name, int32_t vid) {
-    switch (status) {
-    case status::vlan_exists: refuse(status, "VLAN \"%s\" already exists.", name);
-    case status::vlan_id_in_use: refuse(status, "VLAN id %d already in use.", vid);
-    case status::vlan_name_too_long: refuse(status, "VLAN name too long.");
-    case status::too_many_vlans: refuse(status, "maximum number of VLAN.");
-    case status::too_many_vlans_and_fwdlists: refuse(status, "maximum number of vlans and fwdlists.");
-    case status::no_free_vlan_id: refuse(status, "cannot allocate new VLAN id.");
-    default: refuse(status, "cannot create VLAN \"%s\".", name);
-    }
-}
+constexpr NumberedText vlan_creation_messages[] = {
+    {status::vlan_exists, "VLAN \"{0}\" already exists."},
+    {status::vlan_id_in_use, "VLAN id {1} already in use."},
+    {status::vlan_name_too_long, "VLAN name too long."},
+    {status::too_many_vlans, "maximum number of VLAN."},
+    {status::too_many_vlans_and_fwdlists, "maximum number of vlans and fwdlists."},
+    {status::no_free_vlan_id, "cannot allocate new VLAN id."},
+    {otherwise, "cannot create VLAN \"{0}\"."},
+};
+
+constexpr NumberedText vlan_deletion_messages[] = {
+    {status::vlan_has_port, "some port belongs to VLAN \"{0}\" yet."},
+    {otherwise, "cannot delete VLAN \"{0}\"."},
+};
 
 } // namespace
 
@@ -29,7 +32,7 @@ constexpr int32_t any_vlan_id = -1;
 void create_vlan(int32_t count, char** words) {
     if (count <= 2) show_usage();
     const char* const name = words[2];
-    if (is_word(name, "all")) refuse(name_is_reserved, "VLAN name \"%s\" is reserved.", name);
+    if (is_word(name, "all")) refuse<"VLAN name \"{0}\" is reserved.">(name_is_reserved, name);
 
     int32_t vid = any_vlan_id;
     if (count > 3) {
@@ -40,7 +43,7 @@ void create_vlan(int32_t count, char** words) {
     }
 
     int32_t status = 0;
-    if (brgfdb_create_vlan(name, &vid, &status) != 0) refuse_creation(status, name, vid);
+    if (brgfdb_create_vlan(name, &vid, &status) != 0) refuse<vlan_creation_messages>(status, name, vid);
     qual_register("vlan", name, vid);
     accept();
 }
@@ -55,8 +58,7 @@ void delete_vlan(int32_t count, char** words) {
     int32_t status = 0;
     if (brgfdb_delete_vlan(vid, &status) != 0) {
         if (status == status::no_vlan) refuse_missing(status, name);
-        if (status == status::vlan_has_port) refuse(status, "some port belongs to VLAN \"%s\" yet.", name);
-        refuse(status, "cannot delete VLAN \"%s\".", name);
+        refuse<vlan_deletion_messages>(status, name);
     }
     qual_unregister("vlan", name);
     accept();

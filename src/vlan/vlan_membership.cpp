@@ -52,44 +52,52 @@ Tagging read_tagging(int32_t count, char** words) {
 // What no membership can be, whatever the bridge library thinks of it; it words the second case in another way.
 void require_possible(const Tagging& tagging, uint32_t vid, const char* name) {
     const bool has_needless_tag_type = !tagging.is_tagged && tagging.tag_type != default_tag_type;
-    if (has_needless_tag_type) refuse(invalid::tag_type, "cannot specify tagtype.");
+    if (has_needless_tag_type) refuse<"cannot specify tagtype.">(invalid::tag_type);
     if (tagging.is_tagged && !is_tagged_vlan_id(static_cast<int32_t>(vid)))
-        refuse(invalid::tag_type, "VLAN \"%s\" has local VLAN id(4096-8191), can't specify tag \"on\".", name);
+        refuse<"VLAN \"{0}\" has local VLAN id(4096-8191), can't specify tag \"on\".">(invalid::tag_type, name);
+}
+
+constexpr NumberedText joining_messages[] = {
+    {status::port_already_in_vlan, "port {0} already belongs to VLAN \"{1}\"."},
+    {status::local_vlan_is_never_tagged, "VLAN \"{1}\" has local VLAN id(4096-8191). cannot specify tag \"on\"."},
+    {status::too_many_ports_in_vlan, "Maximum number of ports in VLAN."},
+    {status::member_fdb_entry_exists, "cannot add port {0} (fdbentry already exists)."},
+    {status::member_fdb_full, "cannot add port {0} (fdb is full)."},
+    {status::port_in_lag, "port {0} belongs to LAG."},
+    {status::port_already_untagged, "port {0} already belongs to VLAN as untagged port."},
+    {status::port_already_untagged_elsewhere, "port {0} already belongs to VLAN as untagged port."},
+    {status::vlan_has_ip_interface_port, "other port belongs to VLAN \"{1}\" as IP interface port."},
+    {status::port_in_other_vlan, "port {0} already belongs to another VLAN."},
+    {status::protgroup_already_in_vlan, "protocol group {2} already belongs to VLAN."},
+    {status::too_many_protgroups_in_port, "maximum number of protocol groups in this port."},
+    {otherwise, "cannot add port {0}."},
+};
+
+constexpr NumberedText leaving_messages[] = {
+    {status::port_has_ip_interface, "IP interface belongs to port {0} yet."},
+    {status::port_not_in_vlan, "port {0} does not belong to VLAN \"{1}\"."},
+    {status::member_has_profile, "port {0} use classify profile yet."},
+    {otherwise, "cannot remove port {0}."},
+};
+
+// Returns for a status that says anything else.
+void require_known(int32_t status, int32_t port, const char* name) {
+    if (status == status::no_port) refuse_missing(status, port);
+    if (status == status::no_vlan) refuse_missing(status, name);
 }
 
 [[noreturn]] void refuse_joining(int32_t status, int32_t port, const char* name, uint16_t protgroup) {
-    switch (status) {
-    case status::no_port: refuse_missing(status, port);
-    case status::no_vlan: refuse_missing(status, name);
-    case status::port_already_in_vlan: refuse(status, "port %d already belongs to VLAN \"%s\".", port, name);
-    case status::local_vlan_is_never_tagged:
-        refuse(status, "VLAN \"%s\" has local VLAN id(4096-8191). cannot specify tag \"on\".", name);
-    case status::too_many_ports_in_vlan: refuse(status, "Maximum number of ports in VLAN.");
-    case status::member_fdb_entry_exists: refuse(status, "cannot add port %d (fdbentry already exists).", port);
-    case status::member_fdb_full: refuse(status, "cannot add port %d (fdb is full).", port);
-    case status::port_in_lag: refuse(status, "port %d belongs to LAG.", port);
-    case status::port_already_untagged:
-    case status::port_already_untagged_elsewhere:
-        refuse(status, "port %d already belongs to VLAN as untagged port.", port);
-    case status::vlan_has_ip_interface_port:
-        refuse(status, "other port belongs to VLAN \"%s\" as IP interface port.", name);
-    case status::port_in_other_vlan: refuse(status, "port %d already belongs to another VLAN.", port);
-    case status::protgroup_already_in_vlan: refuse(status, "protocol group %d already belongs to VLAN.", protgroup);
-    case status::too_many_protgroups_in_port: refuse(status, "maximum number of protocol groups in this port.");
-    case status::no_protgroup: report_protgroup_error(status, protgroup, 0); end_process();
-    default: refuse(status, "cannot add port %d.", port);
+    require_known(status, port, name);
+    if (status == status::no_protgroup) {
+        report_protgroup_error(status, protgroup, 0);
+        end_process();
     }
+    refuse<joining_messages>(status, port, name, protgroup);
 }
 
 [[noreturn]] void refuse_leaving(int32_t status, int32_t port, const char* name) {
-    switch (status) {
-    case status::no_port: refuse_missing(status, port);
-    case status::no_vlan: refuse_missing(status, name);
-    case status::port_has_ip_interface: refuse(status, "IP interface belongs to port %d yet.", port);
-    case status::port_not_in_vlan: refuse(status, "port %d does not belong to VLAN \"%s\".", port, name);
-    case status::member_has_profile: refuse(status, "port %d use classify profile yet.", port);
-    default: refuse(status, "cannot remove port %d.", port);
-    }
+    require_known(status, port, name);
+    refuse<leaving_messages>(status, port, name);
 }
 
 } // namespace
@@ -114,7 +122,7 @@ void add_port(int32_t count, char** words) {
     const int32_t kind = port_kind::of(port);
     if (kind != port_kind::not_shared) portshm_add_port_vlan(port, kind, vid);
     libev_PortVlan_Status(0, port, name, trap_event::added);
-    qual_register("portvlan", format_text("%d/%s", port, name).text, -1);
+    qual_register("portvlan", compose<"{0}/{1}">(port, name).text, -1);
     accept();
 }
 
@@ -131,6 +139,6 @@ void remove_port(int32_t count, char** words) {
     const int32_t kind = port_kind::of(port);
     if (kind != port_kind::not_shared) portshm_rm_port_vlan(port, kind, vid);
     libev_PortVlan_Status(0, port, name, trap_event::gone);
-    qual_unregister("portvlan", format_text("%d/%s", port, name).text);
+    qual_unregister("portvlan", compose<"{0}/{1}">(port, name).text);
     accept();
 }

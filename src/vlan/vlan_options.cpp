@@ -45,7 +45,7 @@ template <auto read_value, auto set_option> void set_option_of_vlan(int32_t coun
     int32_t status = 0;
     if (set_option(vid, value, &status) != 0) {
         if (status == status::no_vlan) refuse_missing(status, name);
-        refuse(status, "VLAN \"%s\" cannot set %s", name, what);
+        refuse<"VLAN \"{0}\" cannot set {1}">(status, name, what);
     }
     accept();
 }

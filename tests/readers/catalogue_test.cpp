@@ -31,28 +31,28 @@ TEST(ResultDocument, OfRefusal) {
                        "    <errmsg>protocol group 3 already exists.</errmsg>\n"
                        "  </error>\n"
                        "</response>\n"),
-              run_in_child([] { act_printf(2802, "protocol group %d already exists.", 3); }));
+              run_in_child([] { act_printf(2802, compose<"protocol group {0} already exists.">(3)); }));
     EXPECT_EQ(ended(ng(1701, "port 3 does not belong to VLAN \"a\".")),
-              run_in_child([] { refuse(1701, "port %d does not belong to VLAN \"%s\".", 3, "a"); }));
+              run_in_child([] { refuse<"port {0} does not belong to VLAN \"{1}\".">(1701, 3, "a"); }));
 }
 
 TEST(ResultDocument, CodesAreSigned) {
     for (const int32_t code : {0, 1, -1, 31337, lowest, highest})
-        EXPECT_EQ(returned(ng(code, "text")), run_in_child([code] { act_printf(code, "text"); }));
+        EXPECT_EQ(returned(ng(code, "text")), run_in_child([code] { act_printf(code, {"text"}); }));
 }
 
 TEST(ResultDocument, MessagesAreCutAt127Characters) {
     for (const size_t length : {126U, 127U, 128U, 129U, 300U, 100000U}) {
         const std::string text = repeat('m', length);
         const std::string shown = repeat('m', std::min<size_t>(length, 127));
-        EXPECT_EQ(returned(ng(1, shown)), run_in_child([&] { act_printf(1, "%s", text.c_str()); }));
-        EXPECT_EQ(ended(ng(1, shown)), run_in_child([&] { refuse(1, "%s", text.c_str()); }));
+        EXPECT_EQ(returned(ng(1, shown)), run_in_child([&] { act_printf(1, compose<"{0}">(text.c_str())); }));
+        EXPECT_EQ(ended(ng(1, shown)), run_in_child([&] { refuse<"{0}">(1, text.c_str()); }));
     }
 }
 
 TEST(ResultDocument, NothingIsEscaped) {
     const char* const text = "<a b=\"c\">&amp;'\x01\xff\n\t%s%n</a>";
-    EXPECT_EQ(returned(ng(1, text)), run_in_child([text] { act_printf(1, "%s", text); }));
+    EXPECT_EQ(returned(ng(1, text)), run_in_child([text] { act_printf(1, compose<"{0}">(text)); }));
 }
 
 TEST(ResultDocument, OtherEndings) {

@@ -47,11 +47,12 @@ TEST(Operands, AreRefusedWithTheUsageText) {
     EXPECT_EQ(4, read_range_or_usage("1-4").max);
     EXPECT_EQ(ended(usage()), run_in_child([] { read_range_or_usage("-"); }));
 
-    constexpr WordValue words[] = {{"one", 1}, {"two", 2}};
-    EXPECT_EQ(1, find_word_or_usage(words, "one"));
-    EXPECT_EQ(2, find_word_or_usage(words, "two"));
-    EXPECT_EQ(ended(usage()), run_in_child([&] { find_word_or_usage(words, "three"); }));
-    EXPECT_EQ(ended(usage()), run_in_child([&] { find_word_or_usage(words, ""); }));
+    static constexpr NumberedText words[] = {{1, "one"}, {1000, "two"}, {0, "on"}};
+    EXPECT_EQ(1, find_word_or_usage<words>("one"));
+    EXPECT_EQ(1000, find_word_or_usage<words>("two"));
+    EXPECT_EQ(0, find_word_or_usage<words>(std::string_view("one", 2)));
+    for (const char* const word : {"three", "o", "ones", ""})
+        EXPECT_EQ(ended(usage()), run_in_child([&] { find_word_or_usage<words>(word); })) << word;
 }
 
 TEST(VlanNumbers, AreReadOrRefused) {

@@ -26,7 +26,7 @@ grep -q GNU_RELRO <<<"$segments" || fail "leaves relocated data writable"
 grep -qE 'GNU_STACK .* RW +0x' <<<"$segments" || fail "has an executable stack"
 grep -q TEXTREL <<<"$dynamic" && fail "has relocations in its code"
 grep -q __stack_chk_fail <<<"$symbols" || fail "has no stack protector"
-grep -q __vsnprintf_chk <<<"$symbols" || fail "calls no checked functions (_FORTIFY_SOURCE)"
+grep -q __snprintf_chk <<<"$symbols" || fail "calls no checked functions (_FORTIFY_SOURCE)"
 
 bound=lazy
 grep -qE 'BIND_NOW|Flags:.*NOW' <<<"$dynamic" && bound=now

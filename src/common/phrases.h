@@ -1,0 +1,48 @@
+// What messages and the usage text say again and again.
+#pragma once
+
+// Each takes one byte wherever the compiler finds it in a packed text, the longest that fits first; the texts
+// themselves are written out in full. Worth a line here is whatever saves more bytes than it has.
+constexpr const char* phrases[] = {
+    " already ",
+    " does not ",
+    " exist",
+    " in ",
+    " invalid.",
+    " is out of range.",
+    " out of range. Valid range is ",
+    " yet.",
+    "add ",
+    "aximum number of ",
+    "belongs to ",
+    "cannot ",
+    "class",
+    "classify profile",
+    "create ",
+    "delete ",
+    "destination",
+    "enable",
+    "fdbentry",
+    "group ",
+    "mirror ",
+    "not enough frame buffers to ",
+    "port ",
+    "protocol ",
+    "queue",
+    "remove ",
+    "set ",
+    "some ",
+    "source",
+    "stream",
+    "tag",
+    "type",
+    "VLAN ",
+    // of the usage text only
+    "\n    ",
+    "\n    set port <port> ",
+    " rate <rate> [burst <burst>] [{byte|kbyte}]}",
+    " {on|off}",
+    "<num>",
+    "clslist <listno>",
+    "vlan <name>",
+};
