@@ -88,8 +88,9 @@ constexpr void append(Buffer& buffer, uint8_t code) {
 // Two bytes, the high one first.
 constexpr void append_number(Buffer& buffer, int32_t number) {
     if (number < 0 || number > otherwise) text_is_malformed();
-    append(buffer, static_cast<uint8_t>(number >> 8));
-    append(buffer, static_cast<uint8_t>(number & 0xff));
+    const auto bits = static_cast<uint32_t>(number);
+    append(buffer, static_cast<uint8_t>(bits >> 8));
+    append(buffer, static_cast<uint8_t>(bits));
 }
 
 // A text as it is.

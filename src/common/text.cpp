@@ -36,11 +36,14 @@ void read_piece(uint8_t code, const Operand* operands, Piece& piece) {
         return;
     }
     const Operand& operand = operands[placeholder::operand_of(code)];
+    // Which member counts was checked when the text was compiled, and no number is longer than the buffer.
+    // NOLINTBEGIN(cppcoreguidelines-pro-type-union-access,cert-err33-c)
     switch (placeholder::kind_of(code)) {
     case placeholder::text: piece.text = operand.text; break;
     case placeholder::hexadecimal: snprintf(piece.own, sizeof piece.own, "%04x", operand.number); break;
     default: snprintf(piece.own, sizeof piece.own, "%d", operand.number);
     }
+    // NOLINTEND(cppcoreguidelines-pro-type-union-access,cert-err33-c)
 }
 
 } // namespace
@@ -48,7 +51,7 @@ void read_piece(uint8_t code, const Operand* operands, Piece& piece) {
 size_t fill(char* out, size_t size, const char* packed, const Operand* operands) {
     size_t length = 0;
     for (; *packed != '\0'; ++packed) {
-        Piece piece;
+        Piece piece{};
         read_piece(static_cast<uint8_t>(*packed), operands, piece);
         for (const char* from = piece.text; *from != '\0' && length < size - 1; ++from)
             out[length++] = *from;
