@@ -15,7 +15,6 @@ target_compile_options(
             -fstack-protector-strong
             -fno-asynchronous-unwind-tables
             -fno-unwind-tables
-            -fno-jump-tables
             $<${optimised}:-Os>
             $<${optimised}:-U_FORTIFY_SOURCE>
             $<${optimised}:-D_FORTIFY_SOURCE=2>)

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # What is in the binary of the tool: binary_test.sh TOOL {lazy|now} [MOST-BYTES]
 #
-# The libraries it asks for, its hardening, when its imports are bound, and how large code and data are.
+# The libraries it asks for, its hardening, when its imports are bound, and how large it is, text and data as `size`
+# counts them.
 set -euo pipefail
 tool=$1 binding=$2 most_bytes=${3:-}
 failures=0
@@ -35,12 +36,10 @@ grep -qE 'BIND_NOW|Flags:.*NOW' <<<"$dynamic" && bound=now
 eager=$(grep -E ' (brgfdb_|portshm_|qual_|libev_|stdout|stderr)' <<<"$relocations" | grep -vE 'JUMP_SLO|JMP_SLOT' || true)
 [ -z "$eager" ] || fail "has these looked up at every start: $eager"
 
-# Instructions and what the process can write to; constants, and the names and tables of the loader, come on top.
+# All that is loaded from the file: instructions, constants, the loader's tables, data.
 if [ -n "$most_bytes" ]; then
-  code=$(size -A "$tool" | awk '$1 == ".text" { print $2 }')
-  data=$(size "$tool" | awk 'NR == 2 { print $2 }')
   size "$tool"
-  echo "code: $code bytes, data: $data bytes"
-  [ $((code + data)) -le "$most_bytes" ] || fail "code and data take $((code + data)) bytes, at most $most_bytes allowed"
+  read -r text data _ < <(size "$tool" | tail -n 1)
+  [ $((text + data)) -le "$most_bytes" ] || fail "takes $((text + data)) bytes, at most $most_bytes are allowed"
 fi
 [ "$failures" = 0 ]

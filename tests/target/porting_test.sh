@@ -18,7 +18,7 @@ cmake --build "$work/build" --parallel 2
 DESTDIR=$sysroot cmake --install "$work/build" --component tool --strip
 
 tool=$sysroot/usr/sbin/tolvane
-"$here/../startup/binary_test.sh" "$tool" now
+"$here/../startup/binary_test.sh" "$tool" now 40960
 
 launcher="$qemu -cpu e300c3 -L /usr/powerpc-linux-gnu"
 # shellcheck disable=SC2086 # the words of the launcher
