@@ -108,11 +108,11 @@ constexpr size_t length_of_phrase(const char* phrase, const char* text) {
     return length;
 }
 
-// The longest phrase that the text begins with, or its first character. Answers what is behind it.
+// The longest phrase that the text begins with, or its first character; answers what is behind it.
 constexpr const char* append_piece(Buffer& buffer, const char* text) {
     auto code = static_cast<uint8_t>(*text);
     if (placeholder::is_encoded(code) || code >= first_phrase) text_is_malformed();
-    size_t longest = 0;
+    size_t longest = 1;
     for (size_t i = 0; i < std::size(phrases); ++i) {
         const size_t length = length_of_phrase(phrases[i], text);
         if (length <= longest) continue;
@@ -120,7 +120,7 @@ constexpr const char* append_piece(Buffer& buffer, const char* text) {
         code = static_cast<uint8_t>(first_phrase + i);
     }
     append(buffer, code);
-    return text + (longest > 0 ? longest : 1);
+    return text + longest;
 }
 
 // A text without placeholders.

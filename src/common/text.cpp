@@ -20,19 +20,17 @@ const char* phrase(uint8_t code) {
 
 // What one byte of a packed text stands for.
 struct Piece {
-    char own[sizeof "-2147483648"]; // where it is not to be found elsewhere
-    const char* text;
+    char own[sizeof "-2147483648"] = {}; // when it stands nowhere else
+    const char* text = own;
 };
 
 void read_piece(uint8_t code, const Operand* operands, Piece& piece) {
-    piece.text = piece.own;
     if (code >= first_phrase) {
         piece.text = phrase(code);
         return;
     }
     if (!placeholder::is_encoded(code)) {
         piece.own[0] = static_cast<char>(code);
-        piece.own[1] = '\0';
         return;
     }
     const Operand& operand = operands[placeholder::operand_of(code)];
@@ -51,7 +49,7 @@ void read_piece(uint8_t code, const Operand* operands, Piece& piece) {
 size_t fill(char* out, size_t size, const char* packed, const Operand* operands) {
     size_t length = 0;
     for (; *packed != '\0'; ++packed) {
-        Piece piece{};
+        Piece piece;
         read_piece(static_cast<uint8_t>(*packed), operands, piece);
         for (const char* from = piece.text; *from != '\0' && length < size - 1; ++from)
             out[length++] = *from;

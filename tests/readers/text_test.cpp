@@ -100,6 +100,21 @@ TEST(PackedMessage, IsCut) {
         << "no byte is written behind the end";
 }
 
+TEST(Placeholder, HasACodeOfItsOwn) {
+    int32_t encoded = 0;
+    for (int32_t code = 0; code < 256; ++code)
+        if (placeholder::is_encoded(static_cast<uint8_t>(code))) ++encoded;
+    EXPECT_EQ(9, encoded) << "three operands, each in three kinds";
+    for (size_t operand = 0; operand < placeholder::most_operands; ++operand) {
+        for (const auto kind : {placeholder::decimal, placeholder::hexadecimal, placeholder::text}) {
+            const uint8_t code = placeholder::encode(operand, kind);
+            EXPECT_TRUE(placeholder::is_encoded(code));
+            EXPECT_EQ(operand, placeholder::operand_of(code));
+            EXPECT_EQ(kind, placeholder::kind_of(code));
+        }
+    }
+}
+
 // --- Phrases ---
 
 constexpr auto every_phrase = packing::pack_with([](packing::Buffer& buffer) {
@@ -124,6 +139,7 @@ TEST(PackedMessage, TakesTheLongestPhrase) {
     constexpr auto packed =
         packing::pack_with([](packing::Buffer& buffer) { packing::append_text(buffer, "classify profile class"); });
     EXPECT_EQ(4U, sizeof packed.bytes) << "phrase, blank, phrase, NUL";
+    EXPECT_EQ('\0', packed.bytes[3]);
     EXPECT_STREQ("port 1 already exists.", compose<"port {0} already exists.">(1).text);
     EXPECT_STREQ("por mirro aximu", compose<"por mirro aximu">(0).text);
 }
