@@ -110,12 +110,10 @@ struct Index {
     std::array<Row, command_count> rows;
 };
 
-// The place of a word, which is added when it is new.
+// The place of a word, which is added when it is new. It may be the end of another.
 constexpr uint16_t place_of(const char* word, packing::Buffer& words) {
-    for (size_t at = 0; at < words.size; ++at) {
-        const bool is_start = at == 0 || words.bytes[at - 1] == '\0';
-        if (is_start && is_word(word, words.bytes + at)) return static_cast<uint16_t>(at);
-    }
+    for (size_t at = 0; at < words.size; ++at)
+        if (is_word(word, words.bytes + at)) return static_cast<uint16_t>(at);
     const auto end = static_cast<uint16_t>(words.size);
     packing::append_word(words, word);
     return end;
