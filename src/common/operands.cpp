@@ -3,12 +3,14 @@
 
 #include "platform/brgfdb.h"
 
-#include <cstring>
-
 int32_t find_listed_or_usage(const char* packed_words, const char* word, const char* end) {
     const int32_t number = find_number(packed_words, word, end);
     if (number == otherwise) show_usage();
     return number;
+}
+
+int32_t find_listed_or_usage(const char* packed_words, const char* word) {
+    return find_listed_or_usage(packed_words, word, end_of(word));
 }
 
 std::optional<bool> read_switch(const char* word) {
@@ -48,7 +50,7 @@ uint32_t resolve_vlan(const char* name) {
 
 int32_t parse_mac_address(const char* text, uint8_t* mac) {
     constexpr size_t text_length = 3 * mac_length - 1;
-    if (strlen(text) != text_length) return -1;
+    if (static_cast<size_t>(end_of(text) - text) != text_length) return -1;
 
     uint32_t value = 0;
     for (size_t i = 0; i < mac_length; ++i) {

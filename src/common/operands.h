@@ -12,10 +12,11 @@
 
 // What a packed table has for a word, or the usage text.
 int32_t find_listed_or_usage(const char* packed_words, const char* word, const char* end);
+int32_t find_listed_or_usage(const char* packed_words, const char* word);
 
 // find_word_or_usage<colors>(word)
 template <const auto& Words> int32_t find_word_or_usage(const char* word) {
-    return find_listed_or_usage(packing::words<Words>(), word, nullptr);
+    return find_listed_or_usage(packing::words<Words>(), word);
 }
 template <const auto& Words> int32_t find_word_or_usage(std::string_view word) {
     return find_listed_or_usage(packing::words<Words>(), word.data(), word.data() + word.size());

@@ -12,10 +12,7 @@ constexpr const char* text_of(const char* row) {
 }
 
 constexpr const char* next(const char* row) {
-    const char* end = text_of(row);
-    while (*end != '\0')
-        ++end;
-    return end + 1;
+    return end_of(text_of(row)) + 1;
 }
 
 } // namespace

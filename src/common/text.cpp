@@ -13,8 +13,7 @@ constexpr auto packed_phrases = packing::pack_with([](packing::Buffer& buffer) {
 const char* phrase(uint8_t code) {
     const char* text = packed_phrases.bytes;
     for (; code > first_phrase; --code)
-        while (*text++ != '\0') {
-        }
+        text = end_of(text) + 1;
     return text;
 }
 
