@@ -1,6 +1,7 @@
 // Filling texts with operands.
 #include "common/text.h"
 
+#include <array>
 #include <cstdio>
 
 namespace {
@@ -10,35 +11,32 @@ constexpr auto packed_phrases = packing::pack_with([](packing::Buffer& buffer) {
         packing::append_word(buffer, phrase);
 });
 
-const char* phrase(uint8_t code) {
-    const char* text = packed_phrases.bytes;
-    for (; code > first_phrase; --code)
-        text = end_of(text) + 1;
-    return text;
-}
+// Where each of them begins.
+constexpr size_t phrase_count = std::size(phrases);
+constexpr std::array<uint16_t, phrase_count> phrase_places = [] {
+    std::array<uint16_t, phrase_count> places{};
+    for (size_t i = 1; i < phrase_count; ++i)
+        places[i] = static_cast<uint16_t>(places[i - 1] + (end_of(phrases[i - 1]) - phrases[i - 1]) + 1);
+    return places;
+}();
 
-// What one byte of a packed text stands for.
-struct Piece {
-    char own[sizeof "-2147483648"] = {}; // when it stands nowhere else
-    const char* text = own;
+struct Number {
+    char digits[sizeof "-2147483648"];
 };
 
-void read_piece(uint8_t code, const Operand* operands, Piece& piece) {
-    if (code >= first_phrase) {
-        piece.text = phrase(code);
-        return;
-    }
-    if (!placeholder::is_encoded(code)) {
-        piece.own[0] = static_cast<char>(code);
-        return;
-    }
+// What a byte stands for that is no character; `number` is room for one.
+const char* expand(uint8_t code, const Operand* operands, Number& number) {
+    if (code >= first_phrase) return packed_phrases.bytes + phrase_places[code - first_phrase];
+
     const Operand& operand = operands[placeholder::operand_of(code)];
     // Which member counts was checked when the text was compiled, and no number is longer than the buffer.
     // NOLINTBEGIN(cppcoreguidelines-pro-type-union-access,cert-err33-c)
     switch (placeholder::kind_of(code)) {
-    case placeholder::text: piece.text = operand.text; break;
-    case placeholder::hexadecimal: snprintf(piece.own, sizeof piece.own, "%04x", operand.number); break;
-    default: snprintf(piece.own, sizeof piece.own, "%d", operand.number);
+    case placeholder::text: return operand.text;
+    case placeholder::hexadecimal:
+        snprintf(number.digits, sizeof number.digits, "%04x", operand.number);
+        return number.digits;
+    default: snprintf(number.digits, sizeof number.digits, "%d", operand.number); return number.digits;
     }
     // NOLINTEND(cppcoreguidelines-pro-type-union-access,cert-err33-c)
 }
@@ -46,11 +44,16 @@ void read_piece(uint8_t code, const Operand* operands, Piece& piece) {
 } // namespace
 
 size_t fill(char* out, size_t size, const char* packed, const Operand* operands) {
+    const size_t room = size - 1;
     size_t length = 0;
-    for (; *packed != '\0'; ++packed) {
-        Piece piece;
-        read_piece(static_cast<uint8_t>(*packed), operands, piece);
-        for (const char* from = piece.text; *from != '\0' && length < size - 1; ++from)
+    for (; *packed != '\0' && length < room; ++packed) {
+        const auto code = static_cast<uint8_t>(*packed);
+        if (code < first_phrase && !placeholder::is_encoded(code)) {
+            out[length++] = *packed;
+            continue;
+        }
+        Number number{};
+        for (const char* from = expand(code, operands, number); *from != '\0' && length < room; ++from)
             out[length++] = *from;
     }
     out[length] = '\0';
