@@ -27,7 +27,7 @@ Pair read_pair(char** words) {
     return {read_number_or_usage(words[5]), words[7]};
 }
 
-// Returns for a status that says anything else.
+// Refuses what the bridge library does not know; returns for any other status.
 void require_known(int32_t status, const Pair& pair) {
     if (status == status::no_port) refuse_missing(status, pair.port);
     if (status == status::no_vlan) refuse_missing(status, pair.vlan);

@@ -31,7 +31,7 @@ constexpr NumberedText queue_size_messages[] = {
     {otherwise, "queue {0}/{1} cannot set size."},
 };
 
-// Returns for a status that says anything else.
+// Refuses what the bridge library does not know; returns for any other status.
 void require_known(int32_t status, const QueueAddress& queue) {
     if (status == status::no_stream) refuse_missing(status, queue.stream);
     if (status == status::no_queue) refuse_missing(status, queue.traffic_class);

@@ -66,6 +66,7 @@ uint16_t read_protgroup(const char* word, const char* shown) {
 }
 
 void report_protgroup_error(int32_t status, uint16_t protgroup, uint16_t ether_type) {
+    // A status that has no message here is told as an invalid value "unknown"; some have a message there.
     const bool is_catalogue_code = is_within(status, invalid::aftype, invalid::mirror_destination);
     if (is_catalogue_code) return report_invalid(status, "unknown");
     report<protgroup_messages>(status, protgroup, ether_type);

@@ -80,7 +80,7 @@ constexpr NumberedText leaving_messages[] = {
     {otherwise, "cannot remove port {0}."},
 };
 
-// Returns for a status that says anything else.
+// Refuses what the bridge library does not know; returns for any other status.
 void require_known(int32_t status, int32_t port, const char* name) {
     if (status == status::no_port) refuse_missing(status, port);
     if (status == status::no_vlan) refuse_missing(status, name);
