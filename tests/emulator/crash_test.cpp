@@ -1,5 +1,5 @@
 // Processes that are killed: what they were told is kept, and nothing is half made.
-#include "process.h"
+#include "child_process.h"
 #include "random_calls.h"
 #include "switch_test.h"
 

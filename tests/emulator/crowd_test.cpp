@@ -1,5 +1,5 @@
 // Many processes at once: each waits its turn, and no accepted change is lost.
-#include "process.h"
+#include "child_process.h"
 #include "switch_test.h"
 
 namespace {

@@ -1,5 +1,5 @@
 // The log of calls.
-#include "process.h"
+#include "child_process.h"
 #include "switch_test.h"
 
 #include "platform/qual.h"

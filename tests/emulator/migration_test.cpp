@@ -1,5 +1,5 @@
 // Stores of earlier versions.
-#include "process.h"
+#include "child_process.h"
 #include "switch_test.h"
 
 #include <fstream>

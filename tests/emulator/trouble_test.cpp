@@ -1,5 +1,5 @@
 // Stores that cannot be used: refused with a line that says why, and left as they are.
-#include "process.h"
+#include "child_process.h"
 #include "switch_test.h"
 
 #include <sys/resource.h>

@@ -74,7 +74,7 @@ def document():
         "Every status that `tolvane` has a message for, and the shortest way to it on the emulated switch, from an empty",
         "one (`emuswitch reset`). The last command of a row is refused with what stands at its end.",
         "",
-        "This page is made from `tests/emuswitch/statuses.txt` (`tests/emuswitch/statuses_test.py --write`), and a test",
+        "This page is made from `tests/system/statuses.txt` (`tests/system/statuses_test.py --write`), and a test",
         "plays every row.",
     ]
     for first, title, last in GROUPS:
@@ -90,7 +90,7 @@ class Statuses(unittest.TestCase):
         self.assertEqual(sorted(status.number for status in listed), [status.number for status in listed])
 
     def test_the_document_shows_the_table(self):
-        self.assertEqual(document(), DOCUMENT.read_text(), "make it anew: tests/emuswitch/statuses_test.py --write")
+        self.assertEqual(document(), DOCUMENT.read_text(), "make it anew: tests/system/statuses_test.py --write")
 
     def test_the_commands_lead_to_the_status(self):
         from switch import Switch

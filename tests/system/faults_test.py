@@ -1,6 +1,6 @@
 """A fault at each library call of each sentence, by `emuswitch fail`.
 
-Prints what came of each: the table of the campaign (ctest -V -R emuswitch.faults).
+Prints what came of each: the table of the campaign (ctest -V -R system.faults).
 """
 
 import collections
@@ -15,7 +15,7 @@ sys.path.insert(0, str(SOURCE / "tests/docs"))
 from sentences import dispatch_rows, row_of  # noqa: E402
 
 STATUS = 4711  # none of the tool's
-SERVICE = SOURCE / "tests/emuswitch/full_service.txt"
+SERVICE = SOURCE / "tests/system/full_service.txt"
 
 
 def library_functions():

@@ -9,7 +9,7 @@ from switch import SOURCE, USAGE, Switch, read_cases
 sys.path.insert(0, str(SOURCE / "tests/docs"))
 from sentences import expand, row_of  # noqa: E402
 
-SERVICE = SOURCE / "tests/emuswitch/full_service.txt"
+SERVICE = SOURCE / "tests/system/full_service.txt"
 EXAMPLES = SOURCE / "docs/example"
 
 

@@ -1,5 +1,5 @@
 // Other processes.
-#include "process.h"
+#include "child_process.h"
 
 #include "core/store.h"
 
