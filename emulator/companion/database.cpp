@@ -60,9 +60,9 @@ sqlite3_stmt* Database::prepare(const std::string& sql, const std::vector<Parame
     return statement;
 }
 
-Rows Database::query(const std::string& sql, const std::vector<Parameter>& parameters) {
+Answer Database::query(const std::string& sql, const std::vector<Parameter>& parameters) {
     sqlite3_stmt* const statement = prepare(sql, parameters);
-    Rows result;
+    Answer result;
     const int count = sqlite3_column_count(statement);
     for (int i = 0; i < count; ++i)
         result.columns.emplace_back(sqlite3_column_name(statement, i));

@@ -27,7 +27,7 @@ struct Cell {
 };
 using Row = std::vector<Cell>;
 
-struct Rows {
+struct Answer {
     std::vector<std::string> columns;
     std::vector<Row> rows;
 };
@@ -53,7 +53,7 @@ public:
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
 
-    Rows query(const std::string& sql, const std::vector<Parameter>& parameters = {});
+    Answer query(const std::string& sql, const std::vector<Parameter>& parameters = {});
     int64_t number(const std::string& sql, const std::vector<Parameter>& parameters = {});
 
     // Answers how many rows changed.

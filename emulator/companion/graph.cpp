@@ -1,5 +1,7 @@
 // The switch as a drawing for Graphviz: emuswitch graph | dot -Tpng -o switch.png
+#include "companion/command_line.h"
 #include "companion/commands.h"
+#include "companion/database.h"
 
 #include <iostream>
 #include <sstream>
@@ -32,7 +34,7 @@ public:
         out << "  " << from << " -> " << to << " [" << attributes << "];\n";
     }
     // Nodes of one rank stand in this order.
-    void keep_order(const std::string& prefix, const Rows& numbers) {
+    void keep_order(const std::string& prefix, const Answer& numbers) {
         for (size_t i = 1; i < numbers.rows.size(); ++i)
             edge(prefix + numbers.rows[i - 1][0].str(), prefix + numbers.rows[i][0].str(), "style=invis");
     }
@@ -185,8 +187,6 @@ std::string qos_tree(Database& database, int64_t port) {
     return drawing.text();
 }
 
-} // namespace
-
 int print_graph(int64_t qos_port) {
     Database database(store_path());
     if (qos_port != 0) {
@@ -201,4 +201,14 @@ int print_graph(int64_t qos_port) {
     draw_mirrors(database, drawing);
     std::cout << drawing.text();
     return 0;
+}
+
+} // namespace
+
+void add_graph(CommandLine& line) {
+    auto qos_port = std::make_shared<int64_t>(0);
+    line.add("graph", "Print a drawing of the switch for Graphviz")
+        .option("--qos", *qos_port, any_port, "Draw the streams and queues of this port instead")
+        .footer("Example:\n  emuswitch graph | dot -Tpng -o switch.png")
+        .runs([qos_port] { return print_graph(*qos_port); });
 }

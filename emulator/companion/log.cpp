@@ -1,6 +1,7 @@
 // The library calls that the switch took, and the trap events that it raised.
+#include "companion/command_line.h"
 #include "companion/commands.h"
-#include "companion/sentences.h"
+#include "companion/database.h"
 
 #include <csignal>
 #include <iostream>
@@ -54,7 +55,7 @@ template <typename Print> int follow(const char* sql, bool keeps_on, Print print
     if (keeps_on) watch.emplace();
     int64_t last = 0;
     do {
-        const Rows rows = database.query(sql, {last});
+        const Answer rows = database.query(sql, {last});
         if (rows.rows.empty()) continue;
         last = *rows.rows.back()[0].number;
         print(rows.rows);
@@ -87,8 +88,6 @@ std::vector<Entry> entries_of(const std::vector<Row>& rows) {
     return entries;
 }
 
-} // namespace
-
 int print_log(bool keeps_on) {
     return follow("SELECT id, pid, sentence, call FROM call_log WHERE id > ? ORDER BY id", keeps_on,
                   [](const std::vector<Row>& rows) {
@@ -114,9 +113,20 @@ int print_events(bool keeps_on) {
                   });
 }
 
-int print_config() {
-    Database database(store_path());
-    for (const std::string& sentence : configuration(database))
-        std::cout << sentence << "\n";
-    return 0;
+void add_follower(CommandLine& line, const char* name, const char* about, const char* on_follow, int (*print)(bool)) {
+    auto keeps_on = std::make_shared<bool>(false);
+    line.add(name, about).flag("-f,--follow", *keeps_on, on_follow).runs([keeps_on, print] {
+        return print(*keeps_on);
+    });
+}
+
+} // namespace
+
+void add_log(CommandLine& line) {
+    add_follower(line, "log", "Print every library call, in the notation of the contract tests",
+                 "Go on as calls come, until interrupted", print_log);
+}
+
+void add_events(CommandLine& line) {
+    add_follower(line, "events", "Print the trap events", "Go on as events come, until interrupted", print_events);
 }

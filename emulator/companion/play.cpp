@@ -1,6 +1,8 @@
 // Playing a provisioning file through the tool, sentence by sentence.
+#include "companion/child_process.h"
+#include "companion/command_line.h"
 #include "companion/commands.h"
-#include "companion/process.h"
+#include "companion/database.h"
 #include "companion/words.h"
 
 #include <csignal>
@@ -16,6 +18,12 @@ volatile std::sig_atomic_t is_interrupted = 0;
 void stop_playing(int /*signal*/) {
     is_interrupted = 1;
 }
+
+struct PlayOptions {
+    std::string file; // "-": standard input
+    bool keep_going = false;
+    bool dry_run = false;
+};
 
 struct Sentence {
     size_t line;
@@ -128,8 +136,6 @@ Tally play_all(const std::vector<Sentence>& sentences, const PlayOptions& option
     return tally;
 }
 
-} // namespace
-
 int play(const PlayOptions& options) {
     const std::vector<Sentence> sentences = read_sentences(options.file);
 
@@ -155,4 +161,17 @@ int play(const PlayOptions& options) {
         std::cout << ", " << sentences.size() - played << " not played";
     std::cout << (options.dry_run ? " (on a copy)\n" : "\n");
     return tally.accepted == sentences.size() ? 0 : 1;
+}
+
+} // namespace
+
+void add_play(CommandLine& line) {
+    auto options = std::make_shared<PlayOptions>();
+    line.add("play", "Run a file of sentences, one a line, through tolvane")
+        .operand("file", options->file, "The file, or - for standard input")
+        .flag("-k,--keep-going", options->keep_going, "Go on after a refusal")
+        .flag("-n,--dry-run", options->dry_run, "Play on a copy of the switch that is then removed")
+        .footer("A line is a sentence, or blank, or a comment behind #. The exit status is 0 only when the switch\n"
+                "took every sentence.\n\nExample:\n  emuswitch play service.play")
+        .runs([options] { return play(*options); });
 }

@@ -1,7 +1,9 @@
 // The state of the switch as tables for people and as JSON for programs.
 //
 // Each topic is one query for its table and one that makes its JSON: an array of objects whose keys are stable.
+#include "companion/command_line.h"
 #include "companion/commands.h"
+#include "companion/database.h"
 #include "companion/table.h"
 
 #include <nlohmann/json.hpp>
@@ -9,6 +11,12 @@
 #include <iostream>
 
 namespace {
+
+struct ShowOptions {
+    std::string what; // empty: the overview
+    bool as_json = false;
+    bool with_system = false; // the switch's own FDB entries too
+};
 
 struct Section {
     const char* title; // of a second or later table of the topic
@@ -286,7 +294,7 @@ void print_topic(Database& database, const Topic& topic, bool with_system) {
         is_fdb ? std::vector<Parameter>{Parameter(int64_t{with_system ? 1 : 0})} : std::vector<Parameter>{};
     print_table(std::cout, database.query(topic.sections[0].sql, parameters), topic.empty);
     for (size_t i = 1; i < topic.sections.size(); ++i) {
-        const Rows rows = database.query(topic.sections[i].sql);
+        const Answer rows = database.query(topic.sections[i].sql);
         if (rows.rows.empty()) continue;
         std::cout << "\n" << topic.sections[i].title << "\n";
         print_table(std::cout, rows, "");
@@ -321,8 +329,6 @@ UNION ALL SELECT 'faults', (SELECT count(*) FROM fault), coalesce((SELECT 'next:
 UNION ALL SELECT 'calls logged', (SELECT count(*) FROM call_log),
        coalesce((SELECT 'last: ' || sentence FROM call_log ORDER BY id DESC LIMIT 1), 'none'))sql";
 
-} // namespace
-
 std::vector<std::string> show_topics() {
     std::vector<std::string> names;
     for (const Topic& topic : topics())
@@ -345,4 +351,16 @@ int show(const ShowOptions& options) {
         print_topic(database, find_topic(options.what), options.with_system);
     }
     return 0;
+}
+
+} // namespace
+
+void add_show(CommandLine& line) {
+    auto options = std::make_shared<ShowOptions>();
+    line.add("show", "Show the switch: an overview, or one kind of object")
+        .optional_operand("what", options->what, show_topics(), "What to show")
+        .flag("--json", options->as_json, "For programs: an object with stable keys")
+        .flag("--all", options->with_system, "The switch's own FDB entries too")
+        .footer("Examples:\n  emuswitch show\n  emuswitch show vlans\n  emuswitch show --json")
+        .runs([options] { return show(*options); });
 }

@@ -30,7 +30,7 @@ std::string without_trailing_blanks(std::string line) {
 
 } // namespace
 
-void print_table(std::ostream& out, const Rows& rows, const std::string& empty) {
+void print_table(std::ostream& out, const Answer& rows, const std::string& empty) {
     if (rows.rows.empty()) {
         out << empty << "\n";
         return;

@@ -1,7 +1,7 @@
 // Child processes and their surroundings.
-#include "companion/process.h"
+#include "companion/child_process.h"
 
-#include "companion/commands.h"
+#include "companion/database.h"
 
 #include <cerrno>
 #include <csignal>
@@ -145,15 +145,4 @@ Ended run_captured(const std::vector<std::string>& command) {
     close(ends[0]);
     ended.status = wait_for(child);
     return ended;
-}
-
-int run_on_switch(const std::vector<std::string>& command) {
-    prepare_environment(store_path());
-    return run_in_foreground(command).status;
-}
-
-int run_on_private_switch(const std::vector<std::string>& command) {
-    const PrivateFolder folder;
-    prepare_environment(folder.path() / "switch.db");
-    return run_in_foreground(command).status;
 }

@@ -1,10 +1,13 @@
 // From the store to sentences: the way back from what the tool makes of them.
-#include "companion/sentences.h"
+#include "companion/command_line.h"
+#include "companion/commands.h"
+#include "companion/database.h"
 
 #include "companion/words.h"
 
 #include <array>
 #include <bit>
+#include <iostream>
 #include <map>
 #include <sstream>
 
@@ -328,8 +331,6 @@ void add_mirrors(Sentences& out) {
     }
 }
 
-} // namespace
-
 std::vector<std::string> configuration(Database& database) {
     Sentences out(database);
     add_ports(out);
@@ -346,4 +347,19 @@ std::vector<std::string> configuration(Database& database) {
     add_mirrors(out);
     out.add_rows("SELECT printf('enable port %d', port) FROM port WHERE enabled ORDER BY port");
     return out.lines;
+}
+
+int print_config() {
+    Database database(store_path());
+    for (const std::string& sentence : configuration(database))
+        std::cout << sentence << "\n";
+    return 0;
+}
+
+} // namespace
+
+void add_config(CommandLine& line) {
+    line.add("config", "Print the configuration as sentences that rebuild it")
+        .footer("Example:\n  emuswitch config > switch.play")
+        .runs(print_config);
 }

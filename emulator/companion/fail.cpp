@@ -1,0 +1,82 @@
+// Calls of the libraries that are made to fail.
+#include "companion/command_line.h"
+#include "companion/commands.h"
+#include "companion/database.h"
+#include "companion/table.h"
+
+#include "library_functions.h" // made from the declarations of the libraries when the project is built
+
+#include <algorithm>
+#include <iostream>
+
+namespace {
+
+int add_fault(const std::string& function, int64_t status, int64_t at, int64_t times) {
+    const auto* const last = std::end(library_function_names);
+    if (std::find(std::begin(library_function_names), last, function) == last)
+        throw Failure("no library has a function \"" + function + "\"; emuswitch fail --functions lists all of them");
+    Database database(store_path());
+    database.change("INSERT INTO fault (function, status, skip, times) VALUES (?, ?, ?, ?)",
+                    {function, status, at - 1, times});
+    return 0;
+}
+
+int list_faults() {
+    Database database(store_path());
+    print_table(std::cout,
+                database.query("SELECT function AS FUNCTION, status AS STATUS, skip + 1 AS 'AT CALL', times AS TIMES"
+                               " FROM fault ORDER BY id"),
+                "no call is made to fail");
+    return 0;
+}
+
+int clear_faults() {
+    Database database(store_path());
+    database.change("DELETE FROM fault");
+    return 0;
+}
+
+int list_functions() {
+    for (const char* name : library_function_names)
+        std::cout << name << "\n";
+    return 0;
+}
+
+struct Words {
+    std::string function;
+    int64_t status = 0;
+    int64_t at = 1;
+    int64_t times = 1;
+    bool is_list = false;
+    bool is_clear = false;
+    bool is_functions = false;
+};
+
+int fail(const Words& words) {
+    if (words.is_list + words.is_clear + words.is_functions + !words.function.empty() > 1)
+        throw WrongUse("fail takes a function, --list, --clear or --functions, and only one of these");
+    if (words.is_list) return list_faults();
+    if (words.is_clear) return clear_faults();
+    if (words.is_functions) return list_functions();
+    if (words.status == 0)
+        throw WrongUse("fail needs a function and the status to refuse with, a number that is not 0");
+    return add_fault(words.function, words.status, words.at, words.times);
+}
+
+} // namespace
+
+void add_fail(CommandLine& line) {
+    constexpr Range any_status{std::numeric_limits<int32_t>::min(), std::numeric_limits<int32_t>::max()};
+    constexpr Range any_count{1, std::numeric_limits<int32_t>::max()};
+    auto words = std::make_shared<Words>();
+    line.add("fail", "Have the next calls of a library function refused")
+        .optional_operand("function", words->function, "The function, brgfdb_create_port for one")
+        .optional_operand("status", words->status, any_status, "The status to refuse with, not 0")
+        .option("--at", words->at, any_count, "Beginning with its Nth call from now on")
+        .option("--times", words->times, any_count, "So many calls")
+        .flag("--list", words->is_list, "List what is still to fail")
+        .flag("--clear", words->is_clear, "Forget all of it")
+        .flag("--functions", words->is_functions, "List the functions that can fail")
+        .footer("Examples:\n  emuswitch fail brgfdb_create_lfil 2002 --at 10\n  emuswitch fail --list")
+        .runs([words] { return fail(*words); });
+}

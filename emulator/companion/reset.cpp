@@ -1,0 +1,32 @@
+// Making the switch a new one.
+#include "companion/command_line.h"
+#include "companion/commands.h"
+#include "companion/database.h"
+
+extern const char store_schema[];
+
+namespace {
+
+// The statements of the schema that fill a new store.
+std::string initial_rows() {
+    const std::string schema = store_schema;
+    return schema.substr(schema.find("INSERT INTO limits"));
+}
+
+int reset() {
+    Database database(store_path());
+    Transaction transaction(database);
+    database.script("PRAGMA defer_foreign_keys = ON");
+    for (const Row& row :
+         database.query("SELECT name FROM sqlite_schema WHERE type = 'table' AND name NOT LIKE 'sqlite%'").rows)
+        database.script("DELETE FROM \"" + *row[0].text + "\"");
+    database.script(initial_rows());
+    transaction.commit();
+    return 0;
+}
+
+} // namespace
+
+void add_reset(CommandLine& line) {
+    line.add("reset", "Empty the switch: objects, limits, faults, log and events").runs(reset);
+}
