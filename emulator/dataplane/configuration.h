@@ -158,8 +158,9 @@ struct List {
     Matcher matcher; // with its rules, in the order of their lines
 };
 
+// A list is compiled by itself: a new rule in one leaves the others as they are.
 struct Lists {
-    std::vector<List> lists; // by number
+    std::vector<std::shared_ptr<const List>> lists; // by number
 };
 
 // --- Mirrors ---

@@ -4,7 +4,9 @@
 #include "dataplane/frame.h"
 #include "dataplane/tables.h"
 
+#include <array>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 namespace dataplane {
@@ -14,8 +16,8 @@ struct LearnedEntry {
     Nanoseconds seen = 0;
 };
 
-// Learned addresses by (vid, address), counted by VLAN for the learning limits. What changes is noted, so that it can
-// be written back to the store.
+// Learned addresses by (vid, address), counted by VLAN for the learning limits. What changes can be noted, so that it
+// can be written back to the store.
 class Learned {
 public:
     // Null: unknown, or not seen for longer than its port's ageing time.
@@ -30,9 +32,25 @@ public:
 
     template <typename Visit> void for_each(Visit visit) const { entries_.for_each(visit); }
 
+    // From now on notes which addresses came, moved to another port or went; a refreshed one has not changed.
+    void note_changes() { notes_changes_ = true; }
+    bool has_changes() const { return !changes_.empty(); }
+    // The keys (`address_key`) of those since the last call; one may be there several times. What became of it is what
+    // `for_each` or `peek` says now.
+    std::vector<uint64_t> take_changes() { return std::exchange(changes_, {}); }
+    // The entry whatever its age; null: there is none.
+    const LearnedEntry* peek(uint32_t vid, Mac mac) const { return entries_.find(vid, mac); }
+
 private:
+    // To be called by whatever adds, moves or removes an entry.
+    void note(uint32_t vid, Mac mac) {
+        if (notes_changes_) changes_.push_back(address_key(vid, mac));
+    }
+
     AddressTable<LearnedEntry> entries_;
     std::vector<uint32_t> counts_;
+    std::vector<uint64_t> changes_;
+    bool notes_changes_ = false;
 };
 
 // A token bucket of a policer, in units that leave no remainder: bits times nanoseconds per second.
