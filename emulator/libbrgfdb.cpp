@@ -51,7 +51,7 @@ int32_t brgfdb_set_default_class(int32_t port, int32_t stream, int32_t traffic_c
     });
 }
 int32_t brgfdb_set_port_cosmap(int32_t port, uint32_t entry_mask, const uint32_t* entries, int32_t* status) {
-    return Call(__func__, port, Hex{entry_mask, 2}, Words{entries, 8, false}).make(status, [&] {
+    return Call(__func__, port, Hex{entry_mask, 2}, Words{entries, priority_count, false}).make(status, [&] {
         return emulator::set_port_cosmap(port, entry_mask, entries);
     });
 }
@@ -218,7 +218,8 @@ int32_t brgfdb_set_stream_priority(int32_t stream_index, int32_t priority, int32
 }
 int32_t brgfdb_set_stream_tosmap(int32_t stream_index, uint32_t present, const uint32_t* values, const uint32_t* masks,
                                  int32_t* status) {
-    return Call(__func__, stream_index, Hex{present, 2}, Words{values, 8, true}, Words{masks, 8, true})
+    return Call(__func__, stream_index, Hex{present, 2}, Words{values, tosmap_entry_count, true},
+                Words{masks, tosmap_entry_count, true})
         .make(status, [&] { return emulator::set_stream_tosmap(stream_index, present, values, masks); });
 }
 int32_t brgfdb_create_queue(int32_t queue_index, int32_t blocks, int32_t length, int32_t* status) {

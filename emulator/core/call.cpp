@@ -17,7 +17,7 @@ namespace {
 
 pthread_mutex_t turn = PTHREAD_MUTEX_INITIALIZER; // of the threads of this process
 
-// Counts the faults of the function down by one call. Answers the status to refuse this one with, or 0.
+// Counts the faults of the function down by one call. Returns the status to refuse this one with, or 0.
 int32_t next_fault(const char* function) {
     int32_t status = 0;
     bool is_hit = false;

@@ -17,7 +17,7 @@ public:
     Call(const Call&) = delete;
     Call& operator=(const Call&) = delete;
 
-    // Makes the change: `operation` answers 0, or the status with which the switch refuses, and then nothing of what it
+    // Makes the change: `operation` returns 0, or the status with which the switch refuses, and then nothing of what it
     // did is kept. Returns 0, or -1 with the status stored where the function has one.
     template <typename Operation> int32_t make(int32_t* status, Operation operation) {
         int32_t outcome = begin();
@@ -34,7 +34,7 @@ public:
     void answer_print(const char* text);
 
 private:
-    // Takes the store, and refuses where a fault is to be played. Answers 0 or the status.
+    // Takes the store, and refuses where a fault is to be played. Returns 0 or the status.
     int32_t begin();
     int32_t end(int32_t outcome, bool has_status);
     int32_t log_and_commit(int32_t outcome, bool has_status);

@@ -1,4 +1,4 @@
-// Classification lists, their bindings and rules. Each operation answers 0 or the status with which the switch refuses.
+// Classification lists, their bindings and rules. Each operation returns 0 or the status with which the switch refuses.
 #pragma once
 
 #include "platform/brgfdb.h"

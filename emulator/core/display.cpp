@@ -2,7 +2,7 @@
 #include "display.h"
 
 #include "match_fields.h"
-#include "platform/brgfdb.h"
+#include "platform/words.h"
 #include "query.h"
 #include "refusal.h"
 
@@ -98,12 +98,11 @@ public:
           rows_("SELECT line, stream, traffic_class, color FROM classify_rule WHERE list = ?1 ORDER BY line", list) {}
 
     bool next(RuleText& text) {
-        static constexpr const char* colors[] = {"green", "yellow", "red"};
         if (!rows_.next()) return false;
         text = RuleText{};
         text.line = rows_.number(0);
         add(text.words[0], "%d/%d/%s", static_cast<int>(rows_.number(1)) + 1, static_cast<int>(rows_.number(2)),
-            colors[rows_.number(3)]);
+            word_for(color_words, rows_.number(3)));
         read_fields(list_, text);
         return true;
     }
@@ -118,7 +117,7 @@ struct Widths {
     int words[columns];
 };
 
-// Answers how many rules there are.
+// Returns how many rules there are.
 int64_t measure(int64_t list, Widths& widths) {
     for (size_t i = 0; i < columns; ++i)
         widths.words[i] = static_cast<int>(strlen(headings[i]));
@@ -136,13 +135,12 @@ int64_t measure(int64_t list, Widths& widths) {
 }
 
 void print_list(int64_t list, OptionalNumber marking, Page& page) {
-    static constexpr const char* markings[] = {"normal", "dot1p", "dscp"};
     Widths widths;
     const int64_t count = measure(list, widths);
     page.print("clslist %lld: ", static_cast<long long>(list));
     if (count == 0) return page.print("no rules\n");
     page.print("%lld %s, marking %s\n", static_cast<long long>(count), count == 1 ? "rule" : "rules",
-               markings[marking.value_or(0)]);
+               word_for(marking_words, marking.value_or(marking::normal)));
 
     page.print("%*s", widths.line, "line");
     for (size_t i = 0; i < columns; ++i)

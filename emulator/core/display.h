@@ -26,7 +26,7 @@ private:
     bool is_broken_ = false;
 };
 
-// Writes the rules of a list, or of all lists for 0, one a line. Answers 0 or the status of a refusal.
+// Writes the rules of a list, or of all lists for 0, one a line. Returns 0 or the status of a refusal.
 int32_t display_classify(int32_t list, Page& page);
 
 } // namespace emulator

@@ -12,7 +12,6 @@ namespace emulator {
 namespace {
 
 constexpr int32_t no_port = 0;
-constexpr uint8_t discard = 4;
 
 } // namespace
 
@@ -38,11 +37,11 @@ int32_t clear_fdb_vlan(uint32_t vid) {
 
 int32_t create_sfil(uint32_t vid, const MacText& mac, int32_t port, uint8_t action, int32_t of_system) {
     if (!vlan_exists(vid)) return status::no_vlan;
-    const bool has_port = port != no_port || action != discard;
+    const bool has_port = port != no_port || action != static_action::discard;
     if (has_port && !port_exists(port)) return status::no_port;
     if (const OptionalNumber other =
             find_number("SELECT of_system FROM static_entry WHERE vid = ?1 AND mac = ?2", vid, mac.text))
-        return *other == 1 ? status::fdb_entry_of_system : status::fdb_entry_exists;
+        return *other == entry_owner::system ? status::fdb_entry_of_system : status::fdb_entry_exists;
     forget_learned(vid, mac); // what is configured counts more than what was learned
     if (!take(fdb_entries, 1)) return status::fdb_full;
     change("INSERT INTO static_entry (vid, mac, port, action, of_system) VALUES (?1, ?2, ?3, ?4, ?5)", vid, mac.text,
@@ -58,7 +57,7 @@ int32_t delete_sfil(uint32_t vid, const MacText& mac, int32_t of_system) {
         const bool is_learned = exists("SELECT 1 FROM learned_entry WHERE vid = ?1 AND mac = ?2", vid, mac.text);
         return is_learned ? status::fdb_entry_of_other_type : status::no_fdb_entry;
     }
-    if (*owner == 1 && of_system == 0) return status::fdb_entry_of_system;
+    if (*owner == entry_owner::system && of_system == entry_owner::user) return status::fdb_entry_of_system;
     give_back(fdb_entries, change("DELETE FROM static_entry WHERE vid = ?1 AND mac = ?2", vid, mac.text));
     return 0;
 }
@@ -78,7 +77,7 @@ int32_t delete_lfil(int32_t port, const MacText& mac, int32_t of_system) {
     const OptionalNumber owner =
         find_number("SELECT of_system FROM local_entry WHERE port = ?1 AND mac = ?2", port, mac.text);
     if (!owner) return status::no_fdb_entry;
-    if (*owner == 1 && of_system == 0) return status::fdb_entry_of_system;
+    if (*owner == entry_owner::system && of_system == entry_owner::user) return status::fdb_entry_of_system;
     give_back(fdb_entries, change("DELETE FROM local_entry WHERE port = ?1 AND mac = ?2", port, mac.text));
     return 0;
 }

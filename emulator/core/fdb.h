@@ -1,4 +1,4 @@
-// The forwarding database. Each operation answers 0 or the status with which the switch refuses.
+// The forwarding database. Each operation returns 0 or the status with which the switch refuses.
 #pragma once
 
 #include <cstdint>

@@ -11,9 +11,6 @@ namespace emulator {
 
 namespace {
 
-constexpr int64_t port_type_virtual = 2;
-constexpr uint32_t first_local_vid = 4096;
-
 // A locally administered address with the port's number in it.
 MacText address_of(int32_t port) {
     const auto number = static_cast<uint32_t>(port);
@@ -31,7 +28,7 @@ int32_t check_untagged(uint32_t vid, int32_t port) {
     const OptionalNumber other =
         find_number("SELECT vid FROM vlan_member WHERE port = ?1 AND tagged = 0 AND protgroup IS NULL", port);
     if (!other) return 0;
-    const bool is_local = vid >= first_local_vid || *other >= first_local_vid;
+    const bool is_local = vid >= vlan_id::lowest_local || *other >= vlan_id::lowest_local;
     return is_local ? status::port_already_untagged_elsewhere : status::port_already_untagged;
 }
 
@@ -50,7 +47,7 @@ int32_t check_port(uint32_t vid, int32_t port, int64_t type, bool in_lag) {
     if (in_lag) return status::port_in_lag;
     if (exists("SELECT 1 FROM port JOIN vlan_member USING (port) WHERE ip_interface = 1 AND vid = ?1", vid))
         return status::vlan_has_ip_interface_port;
-    if (type == port_type_virtual && exists("SELECT 1 FROM vlan_member WHERE port = ?1", port))
+    if (type == port_type::virtual_interface && exists("SELECT 1 FROM vlan_member WHERE port = ?1", port))
         return status::port_in_other_vlan;
     return 0;
 }
@@ -62,8 +59,8 @@ int32_t create_own_entry(uint32_t vid, int32_t port) {
         return status::member_fdb_entry_exists;
     forget_learned(vid, mac);
     if (!take(fdb_entries, 1)) return status::member_fdb_full;
-    change("INSERT INTO static_entry (vid, mac, port, action, of_system) VALUES (?1, ?2, ?3, 0, 1)", vid, mac.text,
-           port);
+    change("INSERT INTO static_entry (vid, mac, port, action, of_system) VALUES (?1, ?2, ?3, ?4, ?5)", vid, mac.text,
+           port, static_action::forward, entry_owner::system);
     return 0;
 }
 
@@ -78,7 +75,7 @@ int32_t add_port_to_vlan(uint32_t vid, int32_t port, int32_t tagged, uint32_t ta
     if (by_group && !protgroup_exists(protgroup)) return status::no_protgroup;
     if (exists("SELECT 1 FROM vlan_member WHERE vid = ?1 AND port = ?2", vid, port))
         return status::port_already_in_vlan;
-    if (tagged != 0 && vid >= first_local_vid) return status::local_vlan_is_never_tagged;
+    if (tagged != 0 && vid >= vlan_id::lowest_local) return status::local_vlan_is_never_tagged;
     if (const int32_t status = check_port(vid, port, rows.number(0), rows.number(1) != 0); status != 0) return status;
     if (tagged == 0) {
         const int32_t status = by_group ? check_protgroup(port, protgroup) : check_untagged(vid, port);
@@ -101,8 +98,8 @@ int32_t rem_port_from_vlan(uint32_t vid, int32_t port) {
     if (exists("SELECT 1 FROM list_binding WHERE vid = ?1 AND port = ?2", vid, port)) return status::member_has_profile;
 
     int64_t entries = change("DELETE FROM learned_entry WHERE vid = ?1 AND port = ?2", vid, port);
-    entries +=
-        change("DELETE FROM static_entry WHERE vid = ?1 AND mac = ?2 AND of_system = 1", vid, address_of(port).text);
+    entries += change("DELETE FROM static_entry WHERE vid = ?1 AND mac = ?2 AND of_system = ?3", vid,
+                      address_of(port).text, entry_owner::system);
     give_back(fdb_entries, entries);
     change("DELETE FROM vlan_member WHERE vid = ?1 AND port = ?2", vid, port);
     return 0;

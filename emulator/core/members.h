@@ -1,4 +1,4 @@
-// Ports in VLANs. Each operation answers 0 or the status with which the switch refuses.
+// Ports in VLANs. Each operation returns 0 or the status with which the switch refuses.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// Mirrors. Each operation answers 0 or the status with which the switch refuses.
+// Mirrors. Each operation returns 0 or the status with which the switch refuses.
 #pragma once
 
 #include "platform/brgfdb.h"

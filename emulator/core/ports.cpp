@@ -9,8 +9,6 @@ namespace emulator {
 
 namespace {
 
-constexpr int64_t port_type_ether = 1;
-
 bool is_ether(int64_t ether) {
     return ether >= 1 && ether <= limit("ethers");
 }
@@ -76,9 +74,10 @@ int32_t delete_port(int32_t port) {
 
 int32_t check_stream_in_port(int32_t port) {
     if (!port_exists(port)) return status::no_port;
-    const int64_t first = (int64_t{port} - 1) * 256;
+    const int64_t first = (int64_t{port} - 1) * streams_per_port;
+    const int64_t last = first + streams_per_port - 1;
     const bool has_stream =
-        exists("SELECT 1 FROM stream WHERE stream_index BETWEEN ?1 AND ?1 + 255 AND port = ?2", first, port);
+        exists("SELECT 1 FROM stream WHERE stream_index BETWEEN ?1 AND ?2 AND port = ?3", first, last, port);
     return has_stream ? status::port_has_stream : 0;
 }
 
@@ -108,7 +107,7 @@ int32_t set_param_to_port(int32_t port, const PortParameters& parameters, uint32
     case port_field::aging: return update_port("UPDATE port SET aging = ?2 WHERE port = ?1", port, aging);
     case port_field::loop_breaker:
         // A port without an interface of its own cannot cut the loop.
-        if (*type != port_type_ether) return status::no_loop_breaker;
+        if (*type != port_type::ether) return status::no_loop_breaker;
         return update_port("UPDATE port SET loop_breaker = ?2 WHERE port = ?1", port, loop_breaker);
     default: return refusal::invalid_value;
     }
@@ -121,7 +120,7 @@ int32_t set_default_class(int32_t port, int32_t stream, int32_t traffic_class, i
 
 int32_t set_port_cosmap(int32_t port, uint32_t entry_mask, const uint32_t* entries) {
     if (!port_exists(port)) return status::no_port;
-    for (uint32_t priority = 0; priority < 8; ++priority)
+    for (uint32_t priority = 0; priority < priority_count; ++priority)
         if ((entry_mask >> priority & 1U) != 0)
             change("REPLACE INTO cos_map (port, priority, traffic_class) VALUES (?1, ?2, ?3)", port, priority,
                    entries[priority]);
@@ -130,7 +129,7 @@ int32_t set_port_cosmap(int32_t port, uint32_t entry_mask, const uint32_t* entri
 
 int32_t set_port_class_policing(int32_t port, int32_t traffic_class, int32_t rate, int32_t burst, int32_t color) {
     if (!port_exists(port)) return status::no_port;
-    if (traffic_class < 0 || traffic_class > 7) return status::no_such_class;
+    if (traffic_class < 0 || traffic_class >= classes_per_stream) return status::no_such_class;
     if (rate == 0 && burst == 0 && color == 0)
         change("DELETE FROM class_policer WHERE port = ?1 AND traffic_class = ?2", port, traffic_class);
     else

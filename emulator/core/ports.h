@@ -1,4 +1,4 @@
-// Ports and their parameters. Each operation answers 0 or the status with which the switch refuses.
+// Ports and their parameters. Each operation returns 0 or the status with which the switch refuses.
 #pragma once
 
 #include "platform/brgfdb.h"

@@ -1,4 +1,4 @@
-// Protocol groups. Each operation answers 0 or the status with which the switch refuses.
+// Protocol groups. Each operation returns 0 or the status with which the switch refuses.
 #pragma once
 
 #include <cstdint>

@@ -66,7 +66,7 @@ template <typename... Values> OptionalNumber find_number(const char* sql, const 
     return rows.optional_number(0);
 }
 
-// Answers how many rows were inserted, updated or deleted; those that went with their parent do not count.
+// Returns how many rows were inserted, updated or deleted; those that went with their parent do not count.
 template <typename... Values> int64_t change(const char* sql, const Values&... values) {
     Rows rows(sql, values...);
     while (rows.next()) {

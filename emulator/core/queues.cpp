@@ -10,7 +10,7 @@ namespace emulator {
 
 namespace {
 
-constexpr int64_t most_queues = 8192;
+constexpr int64_t most_queues = front_port_count * streams_per_port * classes_per_stream;
 
 // A queue index names a class of a stream.
 struct Place {
@@ -20,7 +20,7 @@ struct Place {
 
 Place place_of(int32_t queue_index) {
     if (queue_index < 0) return {-1, -1};
-    return {queue_index / 8, queue_index % 8};
+    return {queue_index / classes_per_stream, queue_index % classes_per_stream};
 }
 
 OptionalNumber find_blocks(Place place) {

@@ -1,4 +1,4 @@
-// Queues. Each operation answers 0 or the status with which the switch refuses.
+// Queues. Each operation returns 0 or the status with which the switch refuses.
 #pragma once
 
 #include <cstdint>

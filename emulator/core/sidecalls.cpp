@@ -1,13 +1,13 @@
-// What the port table, the registry of names and the trap events are told: kept as it was told, right or wrong.
+// The port table, the registry of names and the trap events. The switch believes what it is told here: a port of the
+// table need not be one of the bridge.
 #include "sidecalls.h"
 
 #include "limits.h"
+#include "platform/portshm.h"
 
 namespace emulator {
 
 namespace {
-
-constexpr int32_t logical = 2;
 
 int32_t changed_one(int64_t rows) {
     return rows == 1 ? 0 : -1;
@@ -55,13 +55,13 @@ int32_t table_rm_port_vlan(int32_t port, int32_t kind, uint32_t vid) {
 
 int32_t table_set_port_linkmode(int32_t port, int32_t mode) {
     return changed_one(
-        change("UPDATE port_table SET link_mode = ?3 WHERE kind = ?1 AND port = ?2", logical, port, mode));
+        change("UPDATE port_table SET link_mode = ?3 WHERE kind = ?1 AND port = ?2", port_kind::logical, port, mode));
 }
 
 int32_t table_set_port_linkdepend(int32_t port, int32_t type, uint32_t port_mask) {
     return changed_one(
-        change("UPDATE port_table SET link_depend = ?3, link_depend_ports = ?4 WHERE kind = ?1 AND port = ?2", logical,
-               port, type, port_mask));
+        change("UPDATE port_table SET link_depend = ?3, link_depend_ports = ?4 WHERE kind = ?1 AND port = ?2",
+               port_kind::logical, port, type, port_mask));
 }
 
 int32_t register_name(const char* category, const char* name, int32_t id) {

@@ -1,5 +1,6 @@
-// What the port table, the registry of names and the trap events are told. Each operation answers 0, or -1 where it
-// contradicts what was told before.
+// The port table, the registry of names and the trap events: what the tool tells the other processes of the switch
+// after the bridge has taken a change. Each operation returns 0, or -1 where it is about a port or a name that was
+// never told.
 #pragma once
 
 #include <cstdint>

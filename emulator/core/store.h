@@ -12,11 +12,11 @@ namespace emulator::store {
 
 constexpr int version = 2; // of the schema; PRAGMA user_version
 
-// Opens the store where that is still to be done, waits its turn and begins. Answers 0, or why it could not, having
+// Opens the store where that is still to be done, waits its turn and begins. Returns 0, or why it could not, having
 // said so on standard error.
 int32_t begin();
 
-// Ends the transaction with its changes. Answers 0, or why it could not; then nothing of it is left.
+// Ends the transaction with its changes. Returns 0, or why it could not; then nothing of it is left.
 int32_t commit();
 
 void roll_back();

@@ -9,7 +9,7 @@ namespace emulator {
 
 namespace {
 
-constexpr int64_t most_streams = 1024;
+constexpr int64_t most_streams = front_port_count * streams_per_port;
 constexpr int64_t buffers_of_stream = 64;
 
 // Runs an update of one stream, `?1`.
@@ -22,7 +22,7 @@ bool has_queue(int64_t stream_index) {
 }
 
 int64_t index_of(int32_t port, int64_t stream) {
-    return (int64_t{port} - 1) * 256 + stream;
+    return (int64_t{port} - 1) * streams_per_port + stream;
 }
 
 } // namespace
@@ -101,7 +101,7 @@ int32_t set_stream_priority(int32_t stream_index, int32_t priority) {
 int32_t set_stream_tosmap(int32_t stream_index, uint32_t present, const uint32_t* values, const uint32_t* masks) {
     if (!stream_exists(stream_index)) return status::no_stream;
     change("DELETE FROM tos_map WHERE stream_index = ?1", stream_index);
-    for (uint32_t entry = 0; entry < 8; ++entry)
+    for (uint32_t entry = 0; entry < tosmap_entry_count; ++entry)
         if ((present >> entry & 1U) != 0)
             change("INSERT INTO tos_map (stream_index, entry, value, mask) VALUES (?1, ?2, ?3, ?4)", stream_index,
                    entry, values[entry], masks[entry]);

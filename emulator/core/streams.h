@@ -1,4 +1,4 @@
-// Streams. Each operation answers 0 or the status with which the switch refuses.
+// Streams. Each operation returns 0 or the status with which the switch refuses.
 #pragma once
 
 #include "platform/brgfdb.h"

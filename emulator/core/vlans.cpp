@@ -13,17 +13,16 @@ namespace emulator {
 namespace {
 
 constexpr int64_t most_vlans = 8190; // as many as there are ids
-constexpr int64_t highest_tagged_vid = 4094;
 
 // The id after the highest one in use, else the lowest that is free: only the latter takes a walk through all.
 OptionalNumber find_free_vid() {
     const int64_t highest_allowed = limit("vlan_allocation");
     const int64_t highest_used =
-        find_number("SELECT max(vid) FROM vlan WHERE vid <= ?1", highest_tagged_vid).value_or(0);
+        find_number("SELECT max(vid) FROM vlan WHERE vid <= ?1", vlan_id::highest_tagged).value_or(0);
     if (highest_used < highest_allowed) return highest_used + 1;
 
     int64_t candidate = 1;
-    Rows used("SELECT vid FROM vlan WHERE vid <= ?1 ORDER BY vid", highest_tagged_vid);
+    Rows used("SELECT vid FROM vlan WHERE vid <= ?1 ORDER BY vid", vlan_id::highest_tagged);
     while (used.next() && used.number(0) == candidate)
         ++candidate;
     if (candidate > highest_allowed) return std::nullopt;
@@ -35,9 +34,9 @@ bool is_vlan_table_full() {
     return is_full("vlans_and_fwdlists", 2 * most_vlans, "SELECT 2 * count(*) + 1 FROM vlan");
 }
 
-// Runs an update of one VLAN, `?1`, or of all of them for 0.
+// Runs an update of one VLAN, `?1`, or of every VLAN.
 int32_t update_vlans(const char* one, const char* all, uint32_t vid, int32_t value) {
-    const int64_t updated = vid == 0 ? change(all, value) : change(one, vid, value);
+    const int64_t updated = vid == vlan_id::every_vlan ? change(all, value) : change(one, vid, value);
     return updated > 0 ? 0 : status::no_vlan;
 }
 
@@ -55,14 +54,13 @@ int32_t get_vid(const char* name, uint32_t& vid) {
 }
 
 int32_t create_vlan(const char* name, int32_t& vid) {
-    constexpr int32_t any = -1;
-    if (name == nullptr || (vid != any && vid < 1)) return refusal::invalid_value;
+    if (name == nullptr || (vid != vlan_id::any && vid < 1)) return refusal::invalid_value;
     if (static_cast<int64_t>(strlen(name)) > limit("vlan_name_length")) return status::vlan_name_too_long;
     if (exists("SELECT 1 FROM vlan WHERE name = ?1", name)) return status::vlan_exists;
-    if (vid != any && vlan_exists(static_cast<uint32_t>(vid))) return status::vlan_id_in_use;
+    if (vid != vlan_id::any && vlan_exists(static_cast<uint32_t>(vid))) return status::vlan_id_in_use;
     if (is_full("vlans", most_vlans, "SELECT count(*) FROM vlan")) return status::too_many_vlans;
     if (is_vlan_table_full()) return status::too_many_vlans_and_fwdlists;
-    if (vid == any) {
+    if (vid == vlan_id::any) {
         const OptionalNumber free = find_free_vid();
         if (!free) return status::no_free_vlan_id;
         vid = static_cast<int32_t>(*free);

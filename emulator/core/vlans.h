@@ -1,4 +1,4 @@
-// VLANs and their options. Each operation answers 0 or the status with which the switch refuses.
+// VLANs and their options. Each operation returns 0 or the status with which the switch refuses.
 #pragma once
 
 #include <cstdint>

@@ -17,9 +17,8 @@ constexpr NumberedText display_messages[] = {
 } // namespace
 
 void show_clslist(int32_t count, char** words) {
-    constexpr int32_t all_lists = 0;
     if (count < 3) show_usage();
-    const int32_t list = is_word(words[2], "all") ? all_lists : read_number_or_usage(words[2]);
+    const int32_t list = is_word(words[2], "all") ? every_list : read_number_or_usage(words[2]);
     if (count > 3) no_more_argument();
 
     int32_t status = 0;

@@ -10,8 +10,6 @@
 
 namespace {
 
-constexpr NumberedText markings[] = {{0, "normal"}, {1, "dot1p"}, {2, "dscp"}};
-
 constexpr uint16_t any_16_bits = 0xffff;
 constexpr uint8_t any_8_bits = 0xff;
 constexpr uint16_t highest_vid = 4095;
@@ -49,9 +47,9 @@ void read_matches(char** operands, ClassifyRule& rule) {
     rule.present |= parse_extraction_matches(operands[9], rule.extraction);
 }
 
-// [line <line_no>] at the end of nineteen words; with any other count there is no line, and the library chooses (0).
+// [line <line_no>] at the end of nineteen words; with any other count there is no line.
 int32_t read_line(int32_t count, char** words) {
-    if (count != 19) return 0;
+    if (count != 19) return any_line;
     require_word(words[17], "line");
     return read_number_or_usage(words[18]);
 }
@@ -79,7 +77,7 @@ void add_classify(int32_t count, char** words) {
     require_word(words[15], "clslist");
     ClassifyRule rule{};
     read_target(words[2], rule);
-    rule.marking = static_cast<uint32_t>(find_word_or_usage<markings>(words[3]));
+    rule.marking = static_cast<uint32_t>(find_word_or_usage<marking_words>(words[3]));
     read_matches(words + 4, rule);
     const int32_t list = read_number_or_usage(words[16]);
     const int32_t line = read_line(count, words);

@@ -1,8 +1,6 @@
 // Operand checks and look-ups shared by the handlers.
 #include "common/operands.h"
 
-#include "platform/brgfdb.h"
-
 int32_t find_listed_or_usage(const char* packed_words, const char* word, const char* end) {
     const int32_t number = find_number(packed_words, word, end);
     if (number == otherwise) show_usage();

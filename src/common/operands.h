@@ -4,6 +4,7 @@
 
 #include "common/result.h"
 #include "common/scan.h"
+#include "platform/brgfdb.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -14,7 +15,7 @@
 int32_t find_listed_or_usage(const char* packed_words, const char* word, const char* end);
 int32_t find_listed_or_usage(const char* packed_words, const char* word);
 
-// find_word_or_usage<colors>(word)
+// find_word_or_usage<color_words>(word)
 template <const auto& Words> int32_t find_word_or_usage(const char* word) {
     return find_listed_or_usage(packing::words<Words>(), word);
 }
@@ -35,8 +36,6 @@ int32_t vlan_name_to_vid(const char* name, uint32_t* vid);
 
 // The same for a handler that needs the VLAN: without it the sentence is refused with 103.
 uint32_t resolve_vlan(const char* name);
-
-constexpr size_t mac_length = 6;
 
 // Six pairs separated by colons, 17 characters: 0 and the bytes in network order, else -1. Nothing but length and
 // colons is checked; a pair without a hexadecimal digit repeats the byte before it (the first pair gives 0), and a

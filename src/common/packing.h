@@ -7,6 +7,7 @@
 #pragma once
 
 #include "common/phrases.h"
+#include "platform/words.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -37,7 +38,7 @@ constexpr bool is_word(std::string_view word, const char* keyword) {
     return is_word(word.data(), word.data() + word.size(), keyword);
 }
 
-// A row of a table: what a word stands for, or what to say for a status.
+// A row of a table of messages: what to say for a status. The rows of words are in platform/words.h.
 struct NumberedText {
     int32_t number; // 0 to 65534
     const char* text;
@@ -181,9 +182,9 @@ template <typename Pack> consteval auto pack_with(Pack /*pack*/) {
 // The table, packed.
 template <const auto& Words> const char* words() {
     static constexpr auto packed = pack_with([](Buffer& buffer) {
-        for (const NumberedText& row : Words) {
+        for (const NumberedWord& row : Words) {
             append_number(buffer, row.number);
-            append_word(buffer, row.text);
+            append_word(buffer, row.word);
         }
         append_number(buffer, otherwise);
     });

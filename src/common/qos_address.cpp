@@ -7,8 +7,6 @@
 
 namespace {
 
-constexpr NumberedText colors[] = {{0, "green"}, {1, "yellow"}, {2, "red"}};
-
 bool scan_two(const char*& at, int32_t& first, int32_t& second) {
     return read_decimal(at, first) && read_literal(at, '/') && read_decimal(at, second);
 }
@@ -25,15 +23,15 @@ void require_queue_in_range(const QueueAddress& queue) {
 } // namespace
 
 bool is_stream(int32_t stream) {
-    return is_within(stream, 1, stream_count);
+    return is_within(stream, 1, streams_per_port);
 }
 
 bool is_class(int32_t traffic_class) {
-    return is_within(traffic_class, 0, class_count - 1);
+    return is_within(traffic_class, 0, classes_per_stream - 1);
 }
 
 void require_port_and_stream(int32_t port, int32_t stream) {
-    if (!is_within(port, 1, 4)) refuse_out_of_range(range_error::port, port);
+    if (!is_within(port, 1, front_port_count)) refuse_out_of_range(range_error::port, port);
     if (!is_stream(stream)) refuse_out_of_range(range_error::stream, stream);
 }
 
@@ -42,11 +40,11 @@ void require_class(int32_t traffic_class) {
 }
 
 int32_t read_color_or_usage(const char* word) {
-    return find_word_or_usage<colors>(word);
+    return find_word_or_usage<color_words>(word);
 }
 
 int32_t read_color_or_usage(std::string_view word) {
-    return find_word_or_usage<colors>(word);
+    return find_word_or_usage<color_words>(word);
 }
 
 StreamAddress read_stream_address(const char* word) {

@@ -1,18 +1,16 @@
-// Addresses in the QoS tree: port / stream / class queue / colour, typed as one operand with slashes.
+// Addresses in the QoS tree: port / stream / class queue / color, typed as one operand with slashes.
 #pragma once
 
-#include <cstdint>
-#include <string_view>
+#include "platform/brgfdb.h"
 
-constexpr int32_t stream_count = 256; // of a port, numbered from 1
-constexpr int32_t class_count = 8;    // of a stream, numbered from 0
+#include <string_view>
 
 // The bridge library's numbers of streams and queues, from 0.
 constexpr int32_t stream_index(int32_t port, int32_t stream) {
-    return (port - 1) * stream_count + (stream - 1);
+    return (port - 1) * streams_per_port + (stream - 1);
 }
 constexpr int32_t queue_index(int32_t port, int32_t stream, int32_t traffic_class) {
-    return stream_index(port, stream) * class_count + traffic_class;
+    return stream_index(port, stream) * classes_per_stream + traffic_class;
 }
 
 // Only ports 1 to 4 have a QoS tree. 206 and 207 when out of range, the port first.
@@ -46,7 +44,7 @@ struct QueueAddress {
 };
 QueueAddress read_queue_address(const char* word);
 
-// <port/stream/class/color>, the numbers checked before the colour.
+// <port/stream/class/color>, the numbers checked before the color.
 struct ColorAddress {
     QueueAddress queue;
     int32_t color;

@@ -9,7 +9,7 @@
 namespace {
 
 // What does not exist.
-constexpr NumberedText objects[] = {
+constexpr NumberedWord objects[] = {
     {101, "blade"},
     {status::no_port, "port"},
     {status::no_vlan, "VLAN"},

@@ -5,7 +5,7 @@
 #include "platform/brgfdb.h"
 
 int32_t burst_unit(int32_t count, char** words, int32_t at) {
-    static constexpr NumberedText units[] = {{1000, "kbyte"}, {1, "byte"}};
+    static constexpr NumberedWord units[] = {{1000, "kbyte"}, {1, "byte"}};
     if (count <= at) return 1000;
     return find_word_or_usage<units>(words[at]);
 }

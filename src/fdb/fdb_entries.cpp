@@ -7,9 +7,6 @@
 
 namespace {
 
-constexpr uint8_t discard = 4;
-constexpr int32_t of_user = 0;
-
 // Where frames to a static entry's address go.
 struct StaticAction {
     int32_t port;
@@ -22,11 +19,11 @@ StaticAction read_static_action(int32_t count, char** words) {
     if (count == 6) show_usage();
     if (is_word(words[6], "discard")) {
         if (count != 7) no_more_argument();
-        return {0, discard};
+        return {0, static_action::discard};
     }
     require_word(words[6], "port");
     if (count == 7) show_usage();
-    StaticAction action{read_number_or_usage(words[7]), 0};
+    StaticAction action{read_number_or_usage(words[7]), static_action::forward};
     if (count == 10) {
         uint32_t flag = 0;
         require_word(words[8], "flag");
@@ -73,19 +70,20 @@ constexpr NumberedText local_deletion_messages[] = {
     refuse<static_entry_messages>(status, entry.mac, entry.verb);
 }
 
-// 01:80:C2:00:00:00 to 0F, which the switch filters on every port by itself.
+// Of the addresses that the switch filters on every port by itself.
 constexpr bool is_reserved(const uint8_t* mac) {
-    return mac[0] == 0x01 && mac[1] == 0x80 && mac[2] == 0xc2 && mac[3] == 0 && mac[4] == 0 && mac[5] <= 0x0f;
+    for (size_t i = 0; i + 1 < mac_length; ++i)
+        if (mac[i] != reserved_address::first[i]) return false;
+    return mac[mac_length - 1] <= reserved_address::last_byte;
 }
 
 [[noreturn]] void create_local(int32_t count, char** words, const uint8_t* mac, int32_t port) {
-    static constexpr NumberedText types[] = {{1, "local"}, {2, "both"}, {3, "local_learning"}, {4, "discard"}};
     if (count < 7) show_usage();
-    const int32_t type = find_word_or_usage<types>(words[6]);
+    const int32_t type = find_word_or_usage<local_type_words>(words[6]);
     if (count > 7) no_more_argument();
 
     int32_t status = 0;
-    if (brgfdb_create_lfil(port, mac, type, of_user, &status) >= 0) accept();
+    if (brgfdb_create_lfil(port, mac, type, entry_owner::user, &status) >= 0) accept();
     if (status == status::no_port) refuse_missing(status, port);
     refuse<local_creation_messages>(status, words[2]);
 }
@@ -94,7 +92,7 @@ constexpr bool is_reserved(const uint8_t* mac) {
     if (count > 6) no_more_argument();
 
     int32_t status = 0;
-    if (brgfdb_delete_lfil(port, mac, of_user, &status) == 0) accept();
+    if (brgfdb_delete_lfil(port, mac, entry_owner::user, &status) == 0) accept();
     if (status == status::no_port) refuse_missing(status, port);
     refuse<local_deletion_messages>(status, words[2]);
 }
@@ -138,11 +136,11 @@ void change_sfdbentry(int32_t count, char** words) {
     if (is_word(words[0], "create")) {
         const StaticAction action = read_static_action(count, words);
         entry.port = action.port;
-        if (brgfdb_create_sfil(vid, mac, action.port, action.action, of_user, &status) != 0)
+        if (brgfdb_create_sfil(vid, mac, action.port, action.action, entry_owner::user, &status) != 0)
             refuse_static(status, entry);
     } else {
         if (count != 6) no_more_argument();
-        if (brgfdb_delete_sfil(vid, mac, of_user, &status) != 0) refuse_static(status, entry);
+        if (brgfdb_delete_sfil(vid, mac, entry_owner::user, &status) != 0) refuse_static(status, entry);
     }
     accept();
 }

@@ -10,14 +10,6 @@
 
 namespace {
 
-namespace source_type {
-constexpr int32_t received = 1;
-constexpr int32_t received_in_vlan = 2;
-constexpr int32_t sent = 3;
-constexpr int32_t sent_in_vlan = 4;
-constexpr int32_t vlan = 5;
-} // namespace source_type
-
 constexpr NumberedText mirror_messages[] = {
     {status::mirror_failed, "mirror {0} unexpected error."},
     {status::mirror_id_out_of_range, "mirror {0} is range over."},
@@ -47,6 +39,7 @@ void finish(int32_t result, int32_t status, uint16_t mirror) {
 }
 
 // Mirrors and the ports that they mirror are 1 to 4.
+static_assert(mirror_count == 4 && front_port_count == 4);
 uint16_t read_one_to_four(const char* word, int32_t not_a_number, int32_t out_of_range, const char* shown) {
     int32_t number = 0;
     if (!read_number(word, number)) refuse_invalid(not_a_number, shown);
@@ -76,9 +69,9 @@ struct Source {
 // port <port> {in|out} [vlan <name>], from words[4] on. Any word does for "vlan", and the name "all", or none, is no
 // VLAN.
 Source read_port_source(int32_t count, char** words) {
-    static constexpr NumberedText of_port[] = {{source_type::received, "in"}, {source_type::sent, "out"}};
-    static constexpr NumberedText of_port_in_vlan[] = {{source_type::received_in_vlan, "in"},
-                                                       {source_type::sent_in_vlan, "out"}};
+    static constexpr NumberedWord of_port[] = {{mirror_source::received, "in"}, {mirror_source::sent, "out"}};
+    static constexpr NumberedWord of_port_in_vlan[] = {{mirror_source::received_in_vlan, "in"},
+                                                       {mirror_source::sent_in_vlan, "out"}};
 
     if (count <= 6) show_usage();
     const uint16_t port = read_one_to_four(words[5], invalid::mirror_source, range_error::mirror_source, words[5]);
@@ -89,7 +82,7 @@ Source read_port_source(int32_t count, char** words) {
 
 Source read_source(int32_t count, char** words) {
     if (is_word(words[4], "port")) return read_port_source(count, words);
-    if (is_word(words[4], "vlan")) return {source_type::vlan, 0, static_cast<uint16_t>(resolve_vlan(words[5]))};
+    if (is_word(words[4], "vlan")) return {mirror_source::vlan, 0, static_cast<uint16_t>(resolve_vlan(words[5]))};
     show_usage();
 }
 

@@ -5,13 +5,141 @@
 // failure, and only then, it has stored one of the numbers of namespace `status` (or one that is not listed there) in
 // the status word whose address is its last argument.
 //
-// Ports, lists and lines are numbered from 1, as the operator types them. Streams and queues are numbered from 0:
-// stream index (port - 1) * 256 + (stream - 1), queue index stream index * 8 + class. Colours are 0 green, 1 yellow,
-// 2 red. Rates are in bit/s, bursts and lengths in bytes. All records are in the byte order of the machine.
+// Rates are in bit/s, 64000 to 100000000, bursts in bytes, 80 to 32000, lengths in bytes. Switches are 0 off, 1 on. All
+// records are in the byte order of the machine. The ranges in this file are those that sentences pass; where one passes
+// more it is said. `platform/words.h` has the words for the numbers that are named here.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+
+// Ports, lists and lines are numbered from 1, as the operator types them. Streams, mirrors, the aging time and the
+// links that a logical port depends on are those of the ports at the front of the switch, 1 to 4.
+constexpr int32_t front_port_count = 4;
+constexpr int32_t mirror_count = 4;
+
+// A stream is numbered from 1 within its port, a class from 0 within its stream. Where a function asks for an index it
+// counts from 0 over the whole switch: stream index (port - 1) * 256 + (stream - 1), 0 to 1023; queue index stream
+// index * 8 + class, 0 to 8191. Where a function wants the stream of a port counted from 0, 0 to 255, it says so.
+constexpr int32_t streams_per_port = 256;
+constexpr int32_t classes_per_stream = 8;
+
+constexpr uint32_t priority_count = 8;     // 0 to 7, of IEEE 802.1Q
+constexpr uint32_t tosmap_entry_count = 8; // numbered from 0
+
+constexpr size_t mac_length = 6; // bytes of a MAC address, in network order
+
+// What a port is bound to.
+namespace port_type {
+constexpr int32_t none = 0;
+constexpr int32_t ether = 1;
+constexpr int32_t virtual_interface = 2;
+} // namespace port_type
+
+// How much a frame is worth when its queue fills up: green the most.
+namespace color {
+constexpr int32_t green = 0;
+constexpr int32_t yellow = 1;
+constexpr int32_t red = 2;
+constexpr int32_t discard = 255; // of policed traffic only: no color, it is dropped
+} // namespace color
+
+namespace bandwidth_mode {
+constexpr int32_t frame_only = 0;
+constexpr int32_t frame_gap = 1; // rates count the gap between frames, too
+} // namespace bandwidth_mode
+
+// Frames of link protocols, which a port treats apart from all others.
+namespace link_frame {
+constexpr int32_t bpdu = 0; // bridge protocol data units
+constexpr int32_t lag = 2;  // link aggregation
+constexpr int32_t pae = 3;  // port access entity
+} // namespace link_frame
+
+namespace link_frame_action {
+constexpr int32_t discard = 0;
+constexpr int32_t forward = 1;
+} // namespace link_frame_action
+
+// When the link of a logical port is up.
+namespace link_mode {
+constexpr int32_t all = 1; // all links that it depends on are
+constexpr int32_t any = 2; // any of them is
+} // namespace link_mode
+
+namespace link_depend {
+constexpr int32_t vlan = 1;  // the link of the port's VLAN
+constexpr int32_t ports = 2; // those of physical ports
+} // namespace link_depend
+
+// VLAN ids. Tagged ones are those of IEEE 802.1Q, the only ones that can stand in a tag; local ones never leave the
+// switch.
+namespace vlan_id {
+constexpr int32_t any = -1;        // the library chooses
+constexpr uint32_t every_vlan = 0; // not one VLAN, but all there are
+constexpr int32_t lowest_tagged = 1;
+constexpr int32_t highest_tagged = 4094;
+constexpr int32_t lowest_local = 4096;
+constexpr int32_t highest_local = 8191;
+} // namespace vlan_id
+
+// A tag type is the tag protocol identifier (TPID) of IEEE 802.1Q: the 16 bits behind the addresses of a frame that say
+// that a tag follows. This one is that of customer VLANs; service providers use 0x88a8.
+constexpr uint16_t default_tag_type = 0x8100;
+
+// Which frames a mirror copies.
+namespace mirror_source {
+constexpr int32_t received = 1; // by the port
+constexpr int32_t received_in_vlan = 2;
+constexpr int32_t sent = 3; // by the port
+constexpr int32_t sent_in_vlan = 4;
+constexpr int32_t vlan = 5; // all of the VLAN
+} // namespace mirror_source
+
+// How a stream serves its queues.
+namespace qos_type {
+constexpr int32_t weighted_fair = 1;   // weighted fair queueing
+constexpr int32_t strict_priority = 2; // a queue waits for all of higher priority
+} // namespace qos_type
+
+// The action byte of a static entry. A sentence may pass any other, too.
+namespace static_action {
+constexpr uint8_t forward = 0; // to the port of the entry, without any flag
+constexpr uint8_t discard = 4;
+} // namespace static_action
+
+// The type of a local entry.
+namespace local_type {
+constexpr int32_t local = 1;
+constexpr int32_t both = 2;
+constexpr int32_t local_learning = 3;
+constexpr int32_t discard = 4;
+} // namespace local_type
+
+// To whom an entry of the forwarding database belongs. The operator cannot delete one of the system.
+namespace entry_owner {
+constexpr int32_t user = 0;
+constexpr int32_t system = 1;
+} // namespace entry_owner
+
+// The addresses of link protocols, 01:80:c2:00:00:00 to 0f. The switch never forwards frames to them: every port has
+// entries of the system that discard them.
+namespace reserved_address {
+constexpr std::array<uint8_t, mac_length> first{0x01, 0x80, 0xc2, 0x00, 0x00, 0x00};
+constexpr uint8_t last_byte = 0x0f; // of the last one; the others are alike
+} // namespace reserved_address
+
+// Where frames that match a rule have their priority from; all rules of a list have the same marking.
+namespace marking {
+constexpr uint32_t normal = 0;
+constexpr uint32_t dot1p = 1; // the tag, as IEEE 802.1p has it
+constexpr uint32_t dscp = 2;  // the code point of the IP header
+} // namespace marking
+
+// In place of a list or a line.
+constexpr int32_t every_list = 0;
+constexpr int32_t any_line = 0; // the library chooses
 
 // The reasons for which the bridge library refuses a call. They are printed as error codes, so the numbers are part of
 // the contract with whoever reads the result document.
@@ -135,15 +263,15 @@ constexpr uint32_t loop_breaker = 0x0080;
 struct PortParameters {
     uint16_t flags;
     uint16_t unused[2]; // never written by a command
-    uint16_t tag_type;  // tag protocol identifier
-    uint16_t pvid;
+    uint16_t tag_type;  // that the port takes for a tag, 0 to 0xffff
+    uint16_t pvid;      // the VLAN of untagged frames: an id, or 0
 };
 static_assert(sizeof(PortParameters) == 10);
 static_assert(offsetof(PortParameters, tag_type) == 6);
 static_assert(offsetof(PortParameters, pvid) == 8);
 
 // What the library tells of a stream. It writes 288 bytes, of which only the type word is known: the QoS type that
-// the stream was given, 1 for weighted fair queueing, 2 for strict priority.
+// the stream was given (namespace qos_type).
 struct StreamInfo {
     int32_t before_type[4];
     int32_t type;
@@ -152,8 +280,9 @@ struct StreamInfo {
 static_assert(sizeof(StreamInfo) == 288);
 static_assert(offsetof(StreamInfo, type) == 16);
 
-// A place in the frame that the rules of a bound list can match: `width` bytes (1, 2 or 4) at `offset` (0 to 1532).
-// Both 0: not used.
+// A field that the user defines, for what no other field of a rule covers: `width` bytes (1, 2 or 4) at `offset` bytes
+// (0 to 1532; a negative number is passed as its low 16 bits) into the frame. The binding of a list says where its four
+// extraction points lie, the rules of the list what has to stand there. Both 0: not used.
 struct ExtractionPoint {
     uint16_t offset;
     uint16_t width;
@@ -193,10 +322,10 @@ constexpr uint32_t first_extraction = 0x01000000; // and the three bits above it
 // One classification rule, 120 bytes: frames that match all present fields are put into the stream and class with
 // the colour, and their priority is taken as the marking mode says.
 struct ClassifyRule {
-    uint32_t marking; // 0 normal, 1 dot1p, 2 dscp
-    uint16_t stream;  // 0 to 255
-    uint8_t traffic_class;
-    uint8_t color;
+    uint32_t marking;      // namespace marking
+    uint16_t stream;       // 0 to 255
+    uint8_t traffic_class; // 0 to 7
+    uint8_t color;         // green, yellow, red
     uint32_t present;
     MatchSlot<uint8_t> cos;
     MatchSlot<uint16_t> vid;
@@ -229,14 +358,14 @@ extern "C" {
 
 // --- Ports ---
 
-// Binds a new port to a physical interface. `type`: 0 none, 1 ether, 2 virtual interface. A negative result is a
+// Binds a new port to a physical interface. `type` is of namespace port_type. A negative result is a
 // failure: too_many_ports, port_exists.
 int32_t brgfdb_create_port(int32_t port, int32_t ether, int32_t type, int32_t* status);
 
 // Removes a port with its reserved-address filter entries. Fails with port_in_vlan, port_has_ip_interface, no_port.
 int32_t brgfdb_delete_port(int32_t port, int32_t* status);
 
-// Answers 0 when no stream is attached to the port; else port_has_stream, or no_port.
+// Returns 0 when no stream is attached to the port; else port_has_stream, or no_port.
 int32_t brgfdb_check_stream_in_port(int32_t port, int32_t* status);
 
 // Fails with no_port, port_already_enabled.
@@ -251,29 +380,29 @@ int32_t brgfdb_disable_port(int32_t port, int32_t* status);
 int32_t brgfdb_set_param_to_port(int32_t port, const PortParameters* parameters, uint32_t aging, uint32_t loop_breaker,
                                  uint32_t fields, uint32_t flag_bit, int32_t* status);
 
-// Where frames go that no rule matches. `stream` counts from 0. Fails with no_port.
+// Where frames go that no rule matches. `stream` counts from 0; it and the class are passed as typed, without a range.
+// Fails with no_port.
 int32_t brgfdb_set_default_class(int32_t port, int32_t stream, int32_t traffic_class, int32_t color, int32_t* status);
 
 // Maps priority i to class entries[i] (0 to 7) where bit i of `entry_mask` is set. Eight entries. Fails with no_port.
 int32_t brgfdb_set_port_cosmap(int32_t port, uint32_t entry_mask, const uint32_t* entries, int32_t* status);
 
-// Polices one class of a port; `color` is what traffic above the rate gets, 255 discards it. All 0: off.
+// Polices one class of a port, passed as typed; `color` is what traffic above the rate gets. All 0: off.
 // Fails with no_port, no_such_class.
 int32_t brgfdb_set_port_class_policing(int32_t port, int32_t traffic_class, int32_t rate, int32_t burst, int32_t color,
                                        int32_t* status);
 
-// Whether rates count the frame alone (0) or with its gap (1). Fails with no_port.
+// What rates count: namespace bandwidth_mode. Fails with no_port.
 int32_t brgfdb_set_port_bandwidth_calc_mode(int32_t port, int32_t mode, int32_t* status);
 
-// `kind`: 0 bridge protocol data units, 2 link aggregation, 3 port access entity. `action`: 0 discard, 1 forward.
-// Fails with no_port.
+// `kind` is of namespace link_frame, `action` of link_frame_action. Fails with no_port.
 int32_t brgfdb_set_port_link_frames(int32_t port, int32_t kind, int32_t action, int32_t* status);
 
-// When the link of a logical port is up: 1 all links that it depends on are, 2 any of them is. Fails with no_port.
+// `mode` is of namespace link_mode; logical ports only. Fails with no_port.
 int32_t brgfdb_set_link_mode(int32_t port, int32_t mode, int32_t* status);
 
-// What the link of a logical port depends on: type 1 its VLAN (mask 0), type 2 the physical ports whose bits
-// (port - 1) are set. Fails with no_port.
+// What the link of a logical port depends on: `type` is of namespace link_depend, with mask 0 for the VLAN, else the
+// physical ports 1 to 4 whose bits (port - 1) are set. Fails with no_port.
 int32_t brgfdb_set_link_depend(int32_t port, int32_t type, uint32_t port_mask, int32_t* status);
 
 // Shapes what a physical interface sends; rate 0 and burst 0 take the shaper off. Fails with no_ether.
@@ -287,7 +416,7 @@ int32_t brgfdb_stream_shaping_rate_update(int32_t port, int32_t* status);
 // Stores the id of the VLAN of that name. Any result but 0: there is none.
 int32_t brgfdb_get_vid(const char* name, uint32_t* vid, int32_t* status);
 
-// `vid` holds the wanted id, 1 to 4094 or a local one, 4096 to 8191, or -1 for any; after the call the id given.
+// `vid` holds the wanted id, tagged or local, or vlan_id::any; after the call the id given.
 // Fails with vlan_exists, vlan_id_in_use, vlan_name_too_long, too_many_vlans, too_many_vlans_and_fwdlists,
 // no_free_vlan_id.
 int32_t brgfdb_create_vlan(const char* name, int32_t* vid, int32_t* status);
@@ -303,13 +432,15 @@ int32_t brgfdb_add_port_to_vlan(uint32_t vid, int32_t port, int32_t tagged, uint
 // Fails with no_port, no_vlan, port_has_ip_interface, port_not_in_vlan, member_has_profile.
 int32_t brgfdb_rem_port_from_vlan(uint32_t vid, int32_t port, int32_t* status);
 
-// The VLAN options. `vid` 0 means every VLAN. Each fails with no_vlan.
-int32_t brgfdb_set_vlan_sld(uint32_t vid, int32_t on, int32_t* status);              // simple loop detection
-int32_t brgfdb_set_vlan_learninglimit(uint32_t vid, int32_t limit, int32_t* status); // 0: no limit
+// The VLAN options. `vid` may be vlan_id::every_vlan. Each fails with no_vlan.
+int32_t brgfdb_set_vlan_sld(uint32_t vid, int32_t on, int32_t* status); // simple loop detection
+int32_t brgfdb_set_vlan_learninglimit(uint32_t vid, int32_t limit,
+                                      int32_t* status); // 2 to 50000 addresses, 0: no limit
 int32_t brgfdb_set_vlan_ignore_fdb(uint32_t vid, int32_t on, int32_t* status);
 int32_t brgfdb_set_vlan_learning_off(uint32_t vid, int32_t off, int32_t* status); // 1 stops learning
 
-// A protocol group is a set of Ethernet types. They fail with the numbers 2801 to 2807 and protgroup_in_use.
+// A protocol group, 0 to 65535, is a set of Ethernet types. They fail with the numbers 2801 to 2807 and
+// protgroup_in_use.
 int32_t brgfdb_create_protgroup(uint16_t protgroup, int32_t* status);
 int32_t brgfdb_delete_protgroup(uint16_t protgroup, int32_t* status);
 int32_t brgfdb_add_prot_to_group(uint16_t ether_type, uint16_t protgroup, int32_t* status);
@@ -322,16 +453,16 @@ int32_t brgfdb_delete_mirror(uint16_t mirror, int32_t* status);
 int32_t brgfdb_enable_mirror(uint16_t mirror, int32_t* status);
 int32_t brgfdb_disable_mirror(uint16_t mirror, int32_t* status);
 
-// `type`: 1 received on the port, 2 the same within the VLAN, 3 sent on the port, 4 the same within the VLAN,
-// 5 all frames of the VLAN (port 0). `vid` is 0 for types 1 and 3.
+// `type` is of namespace mirror_source. `port`, 1 to 4, is 0 where the whole VLAN is the source, `vid` is 0 where there
+// is none. The destination is a port from 1 to 4.
 int32_t brgfdb_set_mirror_source(uint16_t mirror, int32_t type, uint16_t port, uint16_t vid, int32_t* status);
 int32_t brgfdb_set_mirror_dest(uint16_t mirror, uint16_t port, int32_t* status);
 
-// Mirrors only the frames of one stream (0 to 255), class and colour.
+// Mirrors only the frames of one stream (0 to 255), class and color.
 int32_t brgfdb_set_mirror_classify(uint16_t mirror, uint16_t stream, int32_t traffic_class, int32_t color,
                                    int32_t* status);
 
-// Whether the copies get a tag of their own (on 1), with which protocol identifier and VLAN id.
+// Whether the copies get a tag of their own (on 1), with which tag type and VLAN id.
 int32_t brgfdb_set_mirror_tag(uint16_t mirror, int32_t on, uint16_t tag_type, uint16_t vid, int32_t* status);
 
 // --- Streams and queues ---
@@ -348,10 +479,10 @@ int32_t brgfdb_add_stream_to_port(int32_t stream_index, int32_t port, int32_t st
 // `stream` counts from 0. Fails with no_stream, no_port, stream_not_in_port.
 int32_t brgfdb_rem_stream_from_port(int32_t stream_index, int32_t port, int32_t stream, int32_t* status);
 
-// Answers 0 when the stream (counted from 1) holds no queue; else stream_has_queue, no_stream, no_port.
+// Returns 0 when the stream (counted from 1) holds no queue; else stream_has_queue, no_stream, no_port.
 int32_t brgfdb_check_queue_in_stream(int32_t port, int32_t stream, int32_t* status);
 
-// `type`: 1 weighted fair queueing, 2 strict priority. The two parameters have no command: 2048 and 64.
+// `type` is of namespace qos_type. The two parameters are always 2048 and 64; no command sets them.
 // Fails with no_stream.
 int32_t brgfdb_set_qostype_in_stream(int32_t stream_index, int32_t type, int32_t first_parameter,
                                      int32_t second_parameter, int32_t* status);
@@ -359,44 +490,53 @@ int32_t brgfdb_set_qostype_in_stream(int32_t stream_index, int32_t type, int32_t
 // Fills the whole record. Fails with no_stream.
 int32_t brgfdb_get_stream_info(int32_t stream_index, StreamInfo* info, int32_t* status);
 
-// Minimum and maximum rate in bit/s with their bursts in bytes; all 0: off. Fails with no_stream.
+// Minimum and maximum rate with their bursts; all 0: off. A minimum rate may be any below the maximum, negative ones
+// too, and a minimum burst above the maximum. Fails with no_stream.
 int32_t brgfdb_set_shaping_in_stream(int32_t stream_index, int32_t min_rate, int32_t min_burst, int32_t max_rate,
                                      int32_t max_burst, int32_t* status);
 
-// Priority 0 to 7. Fails with no_stream.
+// Priority 0 to 7; which of them is served first is the library's matter. Fails with no_stream.
 int32_t brgfdb_set_stream_priority(int32_t stream_index, int32_t priority, int32_t* status);
 
-// Eight values and eight masks; bit i of `present` says that entry i was given. Fails with no_stream.
+// Eight values and eight masks, each as typed, up to 32 bits; bit i of `present` says that entry i was given. Fails
+// with no_stream.
 int32_t brgfdb_set_stream_tosmap(int32_t stream_index, uint32_t present, const uint32_t* values, const uint32_t* masks,
                                  int32_t* status);
 
-// A new queue with its block count and length in bytes. Fails with queue_exists, too_many_queues, no_frame_buffers.
+// A new queue of 256 blocks of 64 bytes, 16384 bytes in all; no command asks for others. Fails with queue_exists,
+// too_many_queues, no_frame_buffers.
 int32_t brgfdb_create_queue(int32_t queue_index, int32_t blocks, int32_t length, int32_t* status);
 
 // Fails with no_queue.
 int32_t brgfdb_delete_queue(int32_t queue_index, int32_t* status);
 
-// `weighted` is 1 when `stream_type` is 1. Fails with no_stream, no_queue, queue_already_in_stream.
+// `stream_type` is the QoS type that the library gave for the stream, `weighted` 1 when that is weighted fair queueing,
+// `priority` the class. Fails with no_stream, no_queue, queue_already_in_stream.
 int32_t brgfdb_add_queue_to_stream(int32_t queue_index, int32_t stream_index, int32_t traffic_class,
                                    int32_t stream_type, int32_t priority, int32_t weighted, int32_t* status);
 
 // Fails with no_stream, no_queue, queue_not_in_stream.
 int32_t brgfdb_rem_queue_from_stream(int32_t queue_index, int32_t stream_index, int32_t traffic_class, int32_t* status);
 
-// Fails with no_stream, no_queue.
+// `priority` orders the queues of a stream with strict priority, `ratio` is the share of a queue among weighted ones, 1
+// when a sentence has none. Both are passed as typed, without a range. Fails with no_stream, no_queue.
 int32_t brgfdb_set_queue_qos(int32_t queue_index, int32_t stream_index, int32_t priority, int32_t ratio,
                              int32_t* status);
 
-// The length in bytes and the number of blocks that hold it. Fails with no_queue, no_stream, no_frame_buffers.
+// The length, 1536 to 4194304 bytes in units of 64, and the number of blocks that hold it: blocks of 64 bytes up to a
+// length of 262144, of 128 up to 1048576, of 256 beyond. One length wraps around: 2147483585 to 2147483647 are passed
+// as -2147483648. Fails with no_queue, no_stream, no_frame_buffers.
 int32_t brgfdb_set_queue_size(int32_t queue_index, int32_t stream_index, int32_t traffic_class, int32_t blocks,
                               int32_t length, int32_t* status);
 
-// What is dropped of one colour of a queue, by fill level. Thresholds 100, 0 with drops 0, 0: tail drop.
-// Fails with no_stream.
+// What is dropped of one color of a queue: from the minimum threshold on the minimum drop, rising to the maximum drop
+// at the maximum threshold. Thresholds are fill levels of the queue, drops the frames dropped, all in percent; they are
+// passed as typed, without a range. Minimum threshold 100 with maximum 0 and drops 0, 0: tail drop, nothing is dropped
+// until the queue is full. Fails with no_stream.
 int32_t brgfdb_set_red_in_stream(int32_t stream_index, int32_t traffic_class, int32_t color, int32_t min_threshold,
                                  int32_t min_drop, int32_t max_threshold, int32_t max_drop, int32_t* status);
 
-// --- Forwarding database; a MAC address is 6 bytes in network order, `of_system` is 1 for the switch's own ---
+// --- Forwarding database; `of_system` is of namespace entry_owner ---
 
 // Forgets every learned entry. Nobody looks at the result.
 int32_t brgfdb_clear_fdb(void);
@@ -404,7 +544,8 @@ int32_t brgfdb_clear_fdb(void);
 // Forgets the learned entries of a VLAN. A negative result is a failure.
 int32_t brgfdb_clear_fdb_vlan(uint32_t vid);
 
-// A static entry: `action` 4 discards (port 0), else the entry's flags. Fails with fdb_entry_exists, fdb_full,
+// A static entry: `action` is static_action::discard with port 0, or the low 8 bits of the flag of a sentence, forward
+// when it has none. Fails with fdb_entry_exists, fdb_full,
 // no_vlan, no_port, fdb_entry_of_system, fdb_entry_of_other_type.
 int32_t brgfdb_create_sfil(uint32_t vid, const uint8_t* mac, int32_t port, uint8_t action, int32_t of_system,
                            int32_t* status);
@@ -412,7 +553,7 @@ int32_t brgfdb_create_sfil(uint32_t vid, const uint8_t* mac, int32_t port, uint8
 // Fails with no_fdb_entry, fdb_entry_of_system, fdb_entry_of_other_type, no_vlan.
 int32_t brgfdb_delete_sfil(uint32_t vid, const uint8_t* mac, int32_t of_system, int32_t* status);
 
-// A local filter entry of a port. `type`: 1 local, 2 both, 3 local learning, 4 discard. A negative result is a
+// A local filter entry of a port. `type` is of namespace local_type. A negative result is a
 // failure: fdb_entry_exists, fdb_full, no_port.
 int32_t brgfdb_create_lfil(int32_t port, const uint8_t* mac, int32_t type, int32_t of_system, int32_t* status);
 
@@ -435,7 +576,7 @@ int32_t brgfdb_add_classify_profile_to_pv(int32_t list, int32_t port, uint32_t v
 // Takes off whichever list is bound. Fails with no_port, no_vlan, port_not_in_vlan, pair_has_no_profile.
 int32_t brgfdb_rem_classify_profile_from_pv(int32_t port, uint32_t vid, int32_t* status);
 
-// Line 0: the library chooses the line. Fails with no_profile, too_many_actions, no_memory_in_profile,
+// `line` may be any_line. Fails with no_profile, too_many_actions, no_memory_in_profile,
 // profile_has_other_mode.
 int32_t brgfdb_add_classify_action_to_profile(int32_t list, int32_t line, const ClassifyRule* rule, int32_t* status);
 
@@ -443,7 +584,7 @@ int32_t brgfdb_add_classify_action_to_profile(int32_t list, int32_t line, const 
 int32_t brgfdb_rem_classify_action_from_profile(int32_t list, int32_t line, int32_t* status);
 int32_t brgfdb_rem_classify_all_from_profile(int32_t list, int32_t* status);
 
-// Prints the rules of a list, or of all lists for 0, on standard output. Fails with no_profile, no_action,
+// Prints the rules of a list, or of every_list, on standard output. Fails with no_profile, no_action,
 // no_profile_at_all.
 int32_t brgfdb_disp_classify(int32_t list, int32_t* status);
 

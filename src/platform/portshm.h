@@ -1,9 +1,19 @@
-// The port table that the processes of the switch share, libportshm. It holds physical ports (kind 1, numbers 1 to 10)
-// and logical ports (kind 2, numbers 101 to 164); `common/port_kind.h` tells them apart. It is told after the bridge
-// library has taken a change, and nobody looks at its results.
+// The port table that the processes of the switch share, libportshm. It holds physical ports, numbers 1 to 10, and
+// logical ports, numbers 101 to 164; `common/port_kind.h` tells them apart. It is told after the bridge library has
+// taken a change, and nobody looks at its results.
 #pragma once
 
 #include <cstdint>
+
+namespace port_kind {
+constexpr int32_t physical = 1;
+constexpr int32_t logical = 2;
+} // namespace port_kind
+
+constexpr int32_t lowest_physical_port = 1;
+constexpr int32_t highest_physical_port = 10;
+constexpr int32_t lowest_logical_port = 101;
+constexpr int32_t highest_logical_port = 164;
 
 extern "C" {
 

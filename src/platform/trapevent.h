@@ -7,11 +7,12 @@
 namespace trap_event {
 constexpr int32_t added = 1; // created, or made a member
 constexpr int32_t gone = 2;  // deleted, or taken out
+constexpr int32_t no_type = -1;
 } // namespace trap_event
 
 extern "C" {
 
-// `type` is the port type, -1 when the port is gone.
+// `type` is the port type, no_type when the port is gone.
 int32_t libev_BridgePort_Status(int32_t zero, int32_t port, int32_t type, int32_t event);
 int32_t libev_PortVlan_Status(int32_t zero, int32_t port, const char* vlan, int32_t event);
 

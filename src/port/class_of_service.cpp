@@ -11,9 +11,6 @@
 
 namespace {
 
-// Colours of policed traffic: those of the QoS tree, and "discard".
-constexpr NumberedText policing_colors[] = {{0, "green"}, {1, "yellow"}, {2, "red"}, {255, "discard"}};
-
 constexpr NumberedText policing_messages[] = {
     {status::no_such_class, "invalid class number {1}."},
     {otherwise, "port {0} cannot set class policy."},
@@ -70,7 +67,7 @@ void set_port_class_policing(int32_t count, char** words) {
     if (*is_on) {
         if (count <= 10) show_usage();
         require_word(words[7], "rcolor");
-        color = find_word_or_usage<policing_colors>(words[8]);
+        color = find_word_or_usage<policing_color_words>(words[8]);
         limit = read_rate_and_burst(count, words, 9);
     }
 
@@ -82,10 +79,9 @@ void set_port_class_policing(int32_t count, char** words) {
 
 // set port <port> bandwidth {frame_only|frame_gap}
 void set_port_bandwidth(int32_t count, char** words) {
-    static constexpr NumberedText modes[] = {{0, "frame_only"}, {1, "frame_gap"}};
     if (count <= 4) show_usage();
     const int32_t port = read_number_or_usage(words[2]);
-    const int32_t mode = find_word_or_usage<modes>(words[4]);
+    const int32_t mode = find_word_or_usage<bandwidth_mode_words>(words[4]);
 
     int32_t status = 0;
     if (brgfdb_set_port_bandwidth_calc_mode(port, mode, &status) == 0) accept();

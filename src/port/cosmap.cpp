@@ -2,14 +2,13 @@
 #include "port/cosmap.h"
 
 bool parse_cosmap(const char* text, CosMap& map) {
-    constexpr uint32_t count = 8;
     uint32_t entry = 0;
-    while (entry < count) {
+    while (entry < priority_count) {
         if (*text >= '0' && *text <= '7') {
             map.classes[entry] = static_cast<uint32_t>(*text - '0');
             map.given |= 1U << entry;
             if (text[1] == ',') {
-                if (entry == count - 1) return false;
+                if (entry == priority_count - 1) return false;
                 ++text;
             }
         } else if (*text != ',') {

@@ -1,12 +1,12 @@
 // The text form of a class-of-service map.
 #pragma once
 
-#include <cstdint>
+#include "platform/brgfdb.h"
 
 // The class (0 to 7) of each of the eight priorities; bit i of `given` is set where the text holds a digit for entry i.
 struct CosMap {
     uint32_t given;
-    uint32_t classes[8];
+    uint32_t classes[priority_count];
 };
 
 // Eight entries, each a digit 0 to 7 or nothing (class 0), with a comma behind each but the last. Commas between digits

@@ -9,11 +9,6 @@
 
 namespace {
 
-namespace depends_on {
-constexpr int32_t vlan = 1;
-constexpr int32_t ports = 2;
-} // namespace depends_on
-
 // Link mode and dependency exist for logical ports only; other numbers get the usage text, not a range error.
 int32_t read_logical_port(const char* word) {
     const int32_t port = read_number_or_usage(word);
@@ -25,12 +20,10 @@ int32_t read_logical_port(const char* word) {
 
 // set port <port> link_frame {bpdu|lag|pae} {discard|forward}
 void set_port_link_frame(int32_t count, char** words) {
-    static constexpr NumberedText kinds[] = {{0, "bpdu"}, {2, "lag"}, {3, "pae"}};
-    static constexpr NumberedText actions[] = {{0, "discard"}, {1, "forward"}};
     if (count <= 5) show_usage();
     const int32_t port = read_number_or_usage(words[2]);
-    const int32_t kind = find_word_or_usage<kinds>(words[4]);
-    const int32_t action = find_word_or_usage<actions>(words[5]);
+    const int32_t kind = find_word_or_usage<link_frame_words>(words[4]);
+    const int32_t action = find_word_or_usage<link_frame_action_words>(words[5]);
 
     int32_t status = 0;
     if (brgfdb_set_port_link_frames(port, kind, action, &status) == 0) accept();
@@ -40,10 +33,9 @@ void set_port_link_frame(int32_t count, char** words) {
 
 // set port <port> link_mode {or|and}
 void set_port_link_mode(int32_t count, char** words) {
-    static constexpr NumberedText modes[] = {{1, "and"}, {2, "or"}};
     const int32_t port = read_logical_port(words[2]);
     if (count <= 4) show_usage();
-    const int32_t mode = find_word_or_usage<modes>(words[4]);
+    const int32_t mode = find_word_or_usage<link_mode_words>(words[4]);
     if (count > 5) no_more_argument();
 
     int32_t status = 0;
@@ -60,10 +52,10 @@ void set_port_link_depend(int32_t count, char** words) {
     const int32_t port = read_logical_port(words[2]);
     if (count <= 4) show_usage();
 
-    int32_t type = depends_on::vlan;
+    int32_t type = link_depend::vlan;
     uint32_t mask = 0;
     if (is_word(words[4], "port")) {
-        type = depends_on::ports;
+        type = link_depend::ports;
         if (count <= 5 || !parse_port_list(words[5], mask)) show_usage();
         if (count > 6) no_more_argument();
     } else if (!is_word(words[4], "vlan") || count > 5) {

@@ -11,8 +11,6 @@
 
 namespace {
 
-constexpr NumberedText port_types[] = {{0, "none"}, {1, "ether"}, {2, "vif"}};
-
 constexpr NumberedText port_creation_messages[] = {
     {status::too_many_ports, "maxmum number of ports."},
     {status::port_exists, "port {0} already exists."},
@@ -40,15 +38,12 @@ template <const auto& Messages> [[noreturn]] void refuse_for_port(int32_t status
     refuse<Messages>(status, port);
 }
 
-// The switch never forwards the frames that link protocols send to 01:80:C2:00:00:00 to 0F. Entries that stand when one
-// fails stay.
+// Entries that stand when one fails stay.
 void create_reserved_entries(int32_t port) {
-    constexpr int32_t discard = 4;
-    constexpr int32_t of_system = 1;
-    uint8_t mac[mac_length] = {0x01, 0x80, 0xc2, 0x00, 0x00, 0x00};
-    for (; mac[5] <= 0x0f; ++mac[5]) {
+    std::array<uint8_t, mac_length> mac = reserved_address::first;
+    for (; mac.back() <= reserved_address::last_byte; ++mac.back()) {
         int32_t status = 0;
-        if (brgfdb_create_lfil(port, mac, discard, of_system, &status) < 0)
+        if (brgfdb_create_lfil(port, mac.data(), local_type::discard, entry_owner::system, &status) < 0)
             refuse_for_port<reserved_entry_messages>(status, port);
     }
 }
@@ -78,7 +73,7 @@ void create_port(int32_t count, char** words) {
     const int32_t ether = read_number_or_usage(words[4]); // any word does in place of "npport"
     require_word(words[5], "portType");
     if (count == 6) show_usage();
-    const int32_t type = find_word_or_usage<port_types>(words[6]);
+    const int32_t type = find_word_or_usage<port_type_words>(words[6]);
     if (count > 7) no_more_argument();
 
     int32_t status = 0;
@@ -87,7 +82,7 @@ void create_port(int32_t count, char** words) {
     const int32_t kind = port_kind::of(port);
     if (kind != port_kind::not_shared) portshm_create_port(port, kind, kind == port_kind::physical ? ether : 0);
     libev_BridgePort_Status(0, port, type, trap_event::added);
-    qual_register("port", compose<"{0}">(port).text, type);
+    qual_register(qualifier::port, compose<"{0}">(port).text, type);
 
     create_reserved_entries(port);
     act_puts();
@@ -105,8 +100,8 @@ void delete_port(int32_t count, char** words) {
 
     const int32_t kind = port_kind::of(port);
     if (kind != port_kind::not_shared) portshm_delete_port(port, kind);
-    libev_BridgePort_Status(0, port, -1, trap_event::gone);
-    qual_unregister("port", compose<"{0}">(port).text);
+    libev_BridgePort_Status(0, port, trap_event::no_type, trap_event::gone);
+    qual_unregister(qualifier::port, compose<"{0}">(port).text);
     accept();
 }
 

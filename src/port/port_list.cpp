@@ -1,9 +1,11 @@
 // Reading port lists.
 #include "port/port_list.h"
 
+#include "platform/brgfdb.h"
+
 namespace {
 
-constexpr uint32_t highest_port = 4;
+constexpr uint32_t highest_port = front_port_count;
 
 // One item, up to its comma or the end of the text.
 bool parse_item(const char*& at, uint32_t& mask) {

@@ -46,7 +46,7 @@ constexpr NumberedText parameter_messages[] = {
 };
 
 void require_front_port(int32_t port) {
-    if (!is_within(port, 1, 4)) refuse_out_of_range(range_error::port, port);
+    if (!is_within(port, 1, front_port_count)) refuse_out_of_range(range_error::port, port);
 }
 
 Setting read_flag(const FlagParameter& flag, const char* value) {

@@ -1,4 +1,4 @@
-// What a class queue drops of each colour: nothing until it is full (tail drop), or by fill level (WRED). The bridge
+// What a class queue drops of each color: nothing until it is full (tail drop), or by fill level (WRED). The bridge
 // library judges the values.
 #include "qos/qos.h"
 

@@ -15,8 +15,6 @@ namespace {
 constexpr int32_t initial_blocks = 256;
 constexpr int32_t initial_length = 16384;
 
-constexpr int32_t type_wfq = 1;
-
 // The classes that a sentence names: one, or all eight for "-". What is already as wanted is passed over in silence
 // when all are named.
 struct ClassList {
@@ -41,7 +39,7 @@ ClassList read_class_list(const char* word) {
 
     list.is_all = is_word(class_word, "-");
     if (list.is_all) {
-        list.last = class_count - 1;
+        list.last = classes_per_stream - 1;
         return list;
     }
     list.first = read_number_or_usage(class_word.data());
@@ -117,10 +115,10 @@ void create_queue(int32_t count, char** words) {
             refuse<queue_creation_messages>(status, queue.port, queue.stream, queue.traffic_class);
         }
         if (brgfdb_add_queue_to_stream(queue.index(), stream_index, traffic_class, stream.type, traffic_class,
-                                       stream.type == type_wfq ? 1 : 0, &status) != 0)
+                                       stream.type == qos_type::weighted_fair ? 1 : 0, &status) != 0)
             refuse_attachment(status, list.stream, traffic_class - list.first);
         libev_Queue_Status(0, list.port, list.stream, traffic_class, trap_event::added);
-        qual_register("queue", queue_name(queue).text, -1);
+        qual_register(qualifier::queue, queue_name(queue).text, qualifier::no_id);
     }
     accept();
 }
@@ -143,7 +141,7 @@ void delete_queue(int32_t count, char** words) {
             refuse_queue_deletion(status, queue);
         }
         libev_Queue_Status(0, list.port, list.stream, traffic_class, trap_event::gone);
-        qual_unregister("queue", queue_name(queue).text);
+        qual_unregister(qualifier::queue, queue_name(queue).text);
     }
     accept();
 }

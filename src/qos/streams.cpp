@@ -63,12 +63,11 @@ ShortText stream_name(const StreamAddress& address) {
 
 // create stream <port/stream> qostype {wfq|pq}
 void create_stream(int32_t count, char** words) {
-    static constexpr NumberedText qos_types[] = {{1, "wfq"}, {2, "pq"}};
     if (count <= 4) show_usage();
     const StreamAddress address = read_stream_address(words[2]);
     require_port_and_stream(address.port, address.stream);
     require_word(words[3], "qostype");
-    const int32_t qos_type = find_word_or_usage<qos_types>(words[4]);
+    const int32_t qos_type = find_word_or_usage<qos_type_words>(words[4]);
     if (count != 5) no_more_argument();
 
     int32_t status = 0;
@@ -82,7 +81,7 @@ void create_stream(int32_t count, char** words) {
     // A stream whose type is refused stays, attached and without a name; deleting it is the way out.
     if (brgfdb_set_qostype_in_stream(index, qos_type, first_qos_parameter, second_qos_parameter, &status) != 0)
         refuse_qos_type(status, address.stream);
-    qual_register("stream", stream_name(address).text, -1);
+    qual_register(qualifier::stream, stream_name(address).text, qualifier::no_id);
     accept();
 }
 
@@ -105,7 +104,7 @@ void delete_stream(int32_t count, char** words) {
         refuse_removal(status, address);
     }
     if (brgfdb_delete_stream(index, &status) != 0) refuse_stream_deletion(status, address.stream);
-    qual_unregister("stream", stream_name(address).text);
+    qual_unregister(qualifier::stream, stream_name(address).text);
     update_stream_shaping(address.port);
     accept();
 }

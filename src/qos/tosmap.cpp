@@ -35,7 +35,7 @@ void close_field(TosMap& map, uint32_t entry, Field& field) {
 
 int32_t parse_tosmap(const char* text, TosMap& map) {
     map = TosMap{};
-    for (uint32_t entry = 0; entry < 8; ++entry) {
+    for (uint32_t entry = 0; entry < tosmap_entry_count; ++entry) {
         Field field;
         for (; *text != '\0' && *text != ','; ++text) {
             uint32_t digit = 0;

@@ -1,14 +1,14 @@
 // The text form of a ToS map.
 #pragma once
 
-#include <cstdint>
+#include "platform/brgfdb.h"
 
 // Eight entries. Bit i of `present` is set when entry i was given; one that was not has value 0 and mask 0, one given
 // without a mask has mask 255.
 struct TosMap {
     uint32_t present;
-    uint32_t values[8];
-    uint32_t masks[8];
+    uint32_t values[tosmap_entry_count];
+    uint32_t masks[tosmap_entry_count];
 };
 
 // Up to eight fields separated by commas, each empty, a hexadecimal value, or value/mask. Digits only: no prefix, no

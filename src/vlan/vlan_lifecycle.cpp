@@ -9,7 +9,6 @@
 namespace {
 
 constexpr int32_t name_is_reserved = 1;
-constexpr int32_t any_vlan_id = -1;
 
 constexpr NumberedText vlan_creation_messages[] = {
     {status::vlan_exists, "VLAN \"{0}\" already exists."},
@@ -34,7 +33,7 @@ void create_vlan(int32_t count, char** words) {
     const char* const name = words[2];
     if (is_word(name, "all")) refuse<"VLAN name \"{0}\" is reserved.">(name_is_reserved, name);
 
-    int32_t vid = any_vlan_id;
+    int32_t vid = vlan_id::any;
     if (count > 3) {
         require_word(words[3], "vid");
         if (count == 4) show_usage();
@@ -44,7 +43,7 @@ void create_vlan(int32_t count, char** words) {
 
     int32_t status = 0;
     if (brgfdb_create_vlan(name, &vid, &status) != 0) refuse<vlan_creation_messages>(status, name, vid);
-    qual_register("vlan", name, vid);
+    qual_register(qualifier::vlan, name, vid);
     accept();
 }
 
@@ -60,6 +59,6 @@ void delete_vlan(int32_t count, char** words) {
         if (status == status::no_vlan) refuse_missing(status, name);
         refuse<vlan_deletion_messages>(status, name);
     }
-    qual_unregister("vlan", name);
+    qual_unregister(qualifier::vlan, name);
     accept();
 }

@@ -122,7 +122,7 @@ void add_port(int32_t count, char** words) {
     const int32_t kind = port_kind::of(port);
     if (kind != port_kind::not_shared) portshm_add_port_vlan(port, kind, vid);
     libev_PortVlan_Status(0, port, name, trap_event::added);
-    qual_register("portvlan", compose<"{0}/{1}">(port, name).text, -1);
+    qual_register(qualifier::member, compose<"{0}/{1}">(port, name).text, qualifier::no_id);
     accept();
 }
 
@@ -139,6 +139,6 @@ void remove_port(int32_t count, char** words) {
     const int32_t kind = port_kind::of(port);
     if (kind != port_kind::not_shared) portshm_rm_port_vlan(port, kind, vid);
     libev_PortVlan_Status(0, port, name, trap_event::gone);
-    qual_unregister("portvlan", compose<"{0}/{1}">(port, name).text);
+    qual_unregister(qualifier::member, compose<"{0}/{1}">(port, name).text);
     accept();
 }

@@ -8,11 +8,8 @@
 
 namespace {
 
-// The bridge library's id for every VLAN.
-constexpr uint32_t every_vlan = 0;
-
 uint32_t read_vlan_selector(const char* name) {
-    return is_word(name, "all") ? every_vlan : resolve_vlan(name);
+    return is_word(name, "all") ? vlan_id::every_vlan : resolve_vlan(name);
 }
 
 // All three switches report a bad word as one of simple loop detection.

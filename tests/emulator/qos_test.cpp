@@ -73,7 +73,7 @@ TEST_F(Streams, take_a_whole_tos_map_at_a_time) {
     EXPECT_EQ(refusal(brgfdb_set_stream_tosmap, 0, 0x2U, values, masks), status::no_stream);
 }
 
-TEST_F(Streams, drop_by_class_and_colour) {
+TEST_F(Streams, drop_by_class_and_color) {
     create();
     EXPECT_EQ(refusal(brgfdb_set_red_in_stream, index, 3, 1, 20, 5, 80, 50), 0);
     EXPECT_EQ(refusal(brgfdb_set_red_in_stream, index, 3, 2, 20, 5, 80, 50), 0);

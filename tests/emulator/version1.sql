@@ -2,7 +2,7 @@
 --
 -- Numbers are those of the libraries' interface: ports, lists and lines count from 1, streams and queues from 0
 -- (stream_index = (port - 1) * 256 + stream, both counted from 0 on; a queue is a traffic class of a stream), rates are
--- in bit/s, bursts and lengths in bytes, flags are 0 or 1, colours 0 green, 1 yellow, 2 red. NULL: never set. A MAC
+-- in bit/s, bursts and lengths in bytes, flags are 0 or 1, colors 0 green, 1 yellow, 2 red. NULL: never set. A MAC
 -- address is written 01:80:c2:00:00:0a.
 --
 -- Whoever writes: one transaction for one library call, BEGIN IMMEDIATE, PRAGMA foreign_keys = ON, and a look at
@@ -110,7 +110,7 @@ CREATE TABLE mirror (
     source_port INTEGER REFERENCES port CHECK ((source_type <= 4) = (source_port IS NOT NULL)),
     source_vid INTEGER REFERENCES vlan CHECK ((source_type IN (2, 4, 5)) = (source_vid IS NOT NULL)),
     destination INTEGER REFERENCES port CHECK (destination <> source_port),
-    stream INTEGER CHECK (stream BETWEEN 0 AND 255), -- only the frames of this stream, class and colour
+    stream INTEGER CHECK (stream BETWEEN 0 AND 255), -- only the frames of this stream, class and color
     traffic_class INTEGER CHECK (traffic_class BETWEEN 0 AND 7),
     color INTEGER CHECK (color BETWEEN 0 AND 2),
     tagged INTEGER NOT NULL DEFAULT 0 CHECK (tagged IN (0, 1)), -- the copies get a tag of their own
@@ -143,7 +143,7 @@ CREATE TABLE tos_map ( -- the entries given by the last map of a stream
     PRIMARY KEY (stream_index, entry)
 ) STRICT, WITHOUT ROWID;
 
-CREATE TABLE drop_policy ( -- of a colour of a class, as far as it was set
+CREATE TABLE drop_policy ( -- of a color of a class, as far as it was set
     stream_index INTEGER NOT NULL REFERENCES stream ON DELETE CASCADE,
     traffic_class INTEGER NOT NULL CHECK (traffic_class BETWEEN 0 AND 7),
     color INTEGER NOT NULL CHECK (color BETWEEN 0 AND 2),

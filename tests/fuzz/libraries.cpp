@@ -124,7 +124,7 @@ void require_class(int32_t traffic_class) {
 }
 
 void require_color(int32_t color) {
-    require(is_between(color, 0, 2), "a colour is 0 to 2");
+    require(is_between(color, 0, 2), "a color is 0 to 2");
 }
 
 void require_queue(int32_t queue_index) {
@@ -261,7 +261,7 @@ int32_t brgfdb_set_port_cosmap(int32_t port, uint32_t entry_mask, const uint32_t
 int32_t brgfdb_set_port_class_policing(int32_t port, int32_t traffic_class, int32_t rate, int32_t burst, int32_t color,
                                        int32_t* status) {
     require(is_rate_or_off(rate, burst), "rate and burst keep to their bounds");
-    require(is_between(color, 0, 2) || color == 255, "a policing colour is 0 to 2 or 255");
+    require(is_between(color, 0, 2) || color == 255, "a policing color is 0 to 2 or 255");
     return call(status, __func__, port, traffic_class, rate, burst, color);
 }
 int32_t brgfdb_set_port_bandwidth_calc_mode(int32_t port, int32_t mode, int32_t* status) {

@@ -47,7 +47,7 @@ TEST(Operands, AreRefusedWithTheUsageText) {
     EXPECT_EQ(4, read_range_or_usage("1-4").max);
     EXPECT_EQ(ended(usage()), run_in_child([] { read_range_or_usage("-"); }));
 
-    static constexpr NumberedText words[] = {{1, "one"}, {1000, "two"}, {0, "on"}};
+    static constexpr NumberedWord words[] = {{1, "one"}, {1000, "two"}, {0, "on"}};
     EXPECT_EQ(1, find_word_or_usage<words>("one"));
     EXPECT_EQ(1000, find_word_or_usage<words>("two"));
     EXPECT_EQ(0, find_word_or_usage<words>(std::string_view("one", 2)));

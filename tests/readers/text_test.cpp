@@ -21,7 +21,7 @@ int32_t find_whole(const char* packed_words, const char* word) {
     return find_number(packed_words, word, end_of(word));
 }
 
-constexpr NumberedText units[] = {{1000, "kbyte"}, {1, "byte"}, {0, ""}};
+constexpr NumberedWord units[] = {{1000, "kbyte"}, {1, "byte"}, {0, ""}};
 
 TEST(PackedWords, StandOneBehindTheOther) {
     const std::string expected = bytes("\x03\xe8"
