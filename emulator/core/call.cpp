@@ -1,9 +1,9 @@
 // One call of a library: transaction, faults, log.
-#include "call.h"
+#include "core/call.h"
 
-#include "limits.h"
-#include "process.h"
-#include "query.h"
+#include "core/limits.h"
+#include "core/process.h"
+#include "core/query.h"
 
 #include <pthread.h>
 #include <unistd.h>

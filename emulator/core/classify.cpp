@@ -1,11 +1,11 @@
 // Classification lists, their bindings and rules.
-#include "classify.h"
+#include "core/classify.h"
 
-#include "limits.h"
-#include "match_fields.h"
-#include "ports.h"
-#include "refusal.h"
-#include "vlans.h"
+#include "core/limits.h"
+#include "core/match_fields.h"
+#include "core/ports.h"
+#include "core/refusal.h"
+#include "core/vlans.h"
 
 #include <cstring>
 

@@ -1,10 +1,10 @@
 // The display of classification lists: a table of rules, whose fields are written as a sentence takes them.
-#include "display.h"
+#include "core/display.h"
 
-#include "match_fields.h"
+#include "core/match_fields.h"
+#include "core/query.h"
+#include "core/refusal.h"
 #include "platform/words.h"
-#include "query.h"
-#include "refusal.h"
 
 #include <bit>
 #include <cstdarg>

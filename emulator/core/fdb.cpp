@@ -1,11 +1,11 @@
 // The forwarding database. Whatever comes or goes is counted in the pool of FDB entries.
-#include "fdb.h"
+#include "core/fdb.h"
 
-#include "limits.h"
+#include "core/limits.h"
+#include "core/ports.h"
+#include "core/vlans.h"
 #include "notation.h"
 #include "platform/brgfdb.h"
-#include "ports.h"
-#include "vlans.h"
 
 namespace emulator {
 

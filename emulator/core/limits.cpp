@@ -1,5 +1,5 @@
 // The limits of the switch.
-#include "limits.h"
+#include "core/limits.h"
 
 namespace emulator {
 

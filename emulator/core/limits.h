@@ -1,7 +1,7 @@
 // The limits of the switch, which are rows of the store.
 #pragma once
 
-#include "query.h"
+#include "core/query.h"
 
 namespace emulator {
 

@@ -1,5 +1,5 @@
 // Where the store of the switch is.
-#include "location.h"
+#include "core/location.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

@@ -1,11 +1,11 @@
 // Ports in VLANs. A membership brings a static entry of the system with it: the port's own address in that VLAN.
-#include "members.h"
+#include "core/members.h"
 
-#include "fdb.h"
-#include "limits.h"
+#include "core/fdb.h"
+#include "core/limits.h"
+#include "core/protgroups.h"
+#include "core/vlans.h"
 #include "platform/brgfdb.h"
-#include "protgroups.h"
-#include "vlans.h"
 
 namespace emulator {
 

@@ -1,9 +1,9 @@
 // Mirrors: complete before they are enabled, unchanged while they are.
-#include "mirrors.h"
+#include "core/mirrors.h"
 
-#include "limits.h"
-#include "ports.h"
-#include "vlans.h"
+#include "core/limits.h"
+#include "core/ports.h"
+#include "core/vlans.h"
 
 namespace emulator {
 

@@ -1,9 +1,9 @@
 // Ports and their parameters.
-#include "ports.h"
+#include "core/ports.h"
 
-#include "limits.h"
-#include "mirrors.h"
-#include "refusal.h"
+#include "core/limits.h"
+#include "core/mirrors.h"
+#include "core/refusal.h"
 
 namespace emulator {
 

@@ -1,5 +1,5 @@
 // Which process calls, for the log.
-#include "process.h"
+#include "core/process.h"
 
 #include "notation.h"
 

@@ -1,7 +1,7 @@
 // Protocol groups: an Ethernet type belongs to one of them at most.
-#include "protgroups.h"
+#include "core/protgroups.h"
 
-#include "limits.h"
+#include "core/limits.h"
 #include "platform/brgfdb.h"
 
 namespace emulator {

@@ -1,7 +1,7 @@
 // Asking and changing the store: short names for a statement with its values.
 #pragma once
 
-#include "store.h"
+#include "core/store.h"
 
 #include <concepts>
 #include <cstddef>

@@ -1,10 +1,10 @@
 // Queues: made with their buffers, then attached to their stream.
-#include "queues.h"
+#include "core/queues.h"
 
-#include "limits.h"
+#include "core/limits.h"
+#include "core/refusal.h"
+#include "core/streams.h"
 #include "platform/brgfdb.h"
-#include "refusal.h"
-#include "streams.h"
 
 namespace emulator {
 

@@ -1,8 +1,8 @@
 // The port table, the registry of names and the trap events. The switch believes what it is told here: a port of the
 // table need not be one of the bridge.
-#include "sidecalls.h"
+#include "core/sidecalls.h"
 
-#include "limits.h"
+#include "core/limits.h"
 #include "platform/portshm.h"
 
 namespace emulator {

@@ -1,8 +1,8 @@
 // The store: opening, making, migrating; transactions; what goes wrong.
-#include "store.h"
+#include "core/store.h"
 
-#include "location.h"
-#include "refusal.h"
+#include "core/location.h"
+#include "core/refusal.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,9 +1,9 @@
 // Streams: made, attached to their port, and given what they do with frames.
-#include "streams.h"
+#include "core/streams.h"
 
-#include "limits.h"
-#include "ports.h"
-#include "refusal.h"
+#include "core/limits.h"
+#include "core/ports.h"
+#include "core/refusal.h"
 
 namespace emulator {
 

@@ -1,10 +1,10 @@
 // VLANs and their options.
-#include "vlans.h"
+#include "core/vlans.h"
 
-#include "limits.h"
-#include "mirrors.h"
+#include "core/limits.h"
+#include "core/mirrors.h"
+#include "core/refusal.h"
 #include "platform/brgfdb.h"
-#include "refusal.h"
 
 #include <cstring>
 
