@@ -45,12 +45,12 @@ class Companion(unittest.TestCase):
     def emuswitch(self, *arguments, status=0, text=None):
         """Runs emuswitch, expects this exit status, and returns what it printed."""
         result = subprocess.run([EMUSWITCH, *arguments], env=self.environment, input=text, text=True,
-                                capture_output=True, timeout=120, check=False)
+                                capture_output=True, check=False)
         self.assertEqual(status, result.returncode, result.stdout + result.stderr)
         return result
 
     def tolvane(self, *words):
-        return subprocess.run([TOLVANE, *words], env=self.environment, text=True, capture_output=True, timeout=120,
+        return subprocess.run([TOLVANE, *words], env=self.environment, text=True, capture_output=True,
                               check=True).stdout
 
     def file(self, text, name="service.play"):
@@ -134,7 +134,7 @@ class Play(Companion):
                 interrupt = False
             shown += piece
         os.close(master)
-        output = process.communicate(timeout=60)[0]
+        output = process.communicate()[0]
         return process.returncode, output, shown.decode()
 
     def test_shows_progress_on_a_terminal_and_none_in_a_pipe(self):
@@ -207,7 +207,7 @@ class Looking(Companion):
         self.assertIn("> brgfdb_create_port(1, 1, 1) = -1 status 1202\n...\n", log)
         (transcripts / "service.txt").write_text(log)
         result = subprocess.run([CONTRACT_TESTS, "--gtest_filter=service.*"], text=True, capture_output=True, check=False,
-                                env=dict(self.environment, CONTRACT_TRANSCRIPTS=str(transcripts)), timeout=120)
+                                env=dict(self.environment, CONTRACT_TRANSCRIPTS=str(transcripts)))
         self.assertEqual(0, result.returncode, result.stdout)
         self.assertRegex(result.stdout, rf"PASSED  \] {log.count('$ ')} tests")
 
@@ -234,7 +234,7 @@ class Looking(Companion):
         finally:
             process.send_signal(signal.SIGINT)
             process.stdout.close()
-            self.assertEqual(0, process.wait(timeout=60))
+            self.assertEqual(0, process.wait())
 
     def test_the_log_can_be_followed(self):
         self.follow("log", "> brgfdb_create_port(1, 1, 1)")
@@ -333,7 +333,7 @@ class Doing(Companion):
         self.played()
         with open("/dev/full", "w", encoding="ascii") as full:
             result = subprocess.run([EMUSWITCH, "config"], env=self.environment, stdout=full, stderr=subprocess.PIPE,
-                                    text=True, check=False, timeout=60)
+                                    text=True, check=False)
         self.assertEqual((1, "emuswitch: standard output cannot be written\n"), (result.returncode, result.stderr))
 
 

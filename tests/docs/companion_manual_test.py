@@ -100,7 +100,7 @@ class CompanionManual(unittest.TestCase):
             environment = {"HOME": home, "TMPDIR": home,
                            "PATH": f"{pathlib.Path(EMUSWITCH).parent}:{os.environ['PATH']}"}
             done = subprocess.run(["bash", "-e", "-o", "pipefail", "-c", script], cwd=home, env=environment, text=True,
-                                  capture_output=True, timeout=100)
+                                  capture_output=True)
             self.assertEqual((0, ""), (done.returncode, done.stderr), done.stdout)
             self.assertNotIn("<result>NG</result>", done.stdout)
             pictures = {path.name for path in pathlib.Path(home).iterdir() if path.suffix in (".png", ".svg")}

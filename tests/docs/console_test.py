@@ -88,7 +88,7 @@ def run_commands(commands, home):
     mark = uuid.uuid4().hex
     script = "".join(f"{command}\nprintf %s {mark}\n" for command in commands)
     done = subprocess.run(["bash", "--norc", "--noprofile", "-s"], input=script, cwd=checkout, env=environment, text=True,
-                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=100)
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
     outputs = done.stdout.split(mark)
     if len(outputs) != len(commands) + 1:
         raise AssertionError(f"bash ended before the last command: {done.stdout}")

@@ -56,7 +56,7 @@ TEST_F(Crowd, waits_for_whoever_holds_the_lock) {
     run_tool({"create", "vlan", "first"});
     sqlite3* database = nullptr;
     ASSERT_EQ(sqlite3_open(store.c_str(), &database), SQLITE_OK);
-    sqlite3_busy_timeout(database, 20'000); // who waits looks in now and then
+    sqlite3_busy_timeout(database, 3'600'000); // who waits looks in now and then
     ASSERT_EQ(sqlite3_exec(database, "BEGIN IMMEDIATE; INSERT INTO vlan (vid, name) VALUES (5, 'held')", nullptr,
                            nullptr, nullptr),
               SQLITE_OK);

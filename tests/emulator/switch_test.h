@@ -41,7 +41,7 @@ protected:
     std::string ask(const std::string& sql) const {
         sqlite3* database = nullptr;
         sqlite3_open(store.c_str(), &database);
-        sqlite3_busy_timeout(database, 20'000);
+        sqlite3_busy_timeout(database, 3'600'000);
         sqlite3_exec(database, "PRAGMA synchronous = OFF", nullptr, nullptr, nullptr);
         std::string answer;
         char* problem = nullptr;

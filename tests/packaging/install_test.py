@@ -82,7 +82,7 @@ class Install(unittest.TestCase):
         programs = self.whole / "usr" / os.environ["BINDIR"]
         environment = {"HOME": str(self.folder), "TMPDIR": str(self.folder), "PATH": os.environ["PATH"]}
         done = subprocess.run([programs / "emuswitch", "run", "tolvane", "create", "vlan", "sales", "vid", "10"],
-                              env=environment, capture_output=True, text=True, timeout=60)
+                              env=environment, capture_output=True, text=True)
         self.assertEqual((0, "<response>\n  <result>OK</result>\n</response>\n", ""),
                          (done.returncode, done.stdout, done.stderr))
 

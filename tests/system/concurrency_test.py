@@ -73,7 +73,7 @@ class Concurrency(unittest.TestCase):
         expected = tables(switch)
         with Switch() as copy:
             subprocess.run([sys.executable, REPLAY], input="\n".join(expected["calls"]) + "\n", text=True, check=True,
-                           env={**copy.environment, "EMULATED_LIBRARIES": LIBRARIES}, timeout=120)
+                           env={**copy.environment, "EMULATED_LIBRARIES": LIBRARIES})
             replayed = tables(copy)
         for name, rows in expected.items():
             self.assertEqual(rows, replayed[name], name)

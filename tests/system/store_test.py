@@ -111,7 +111,7 @@ class UnusableStore(unittest.TestCase):
                 with self.assertRaises(subprocess.TimeoutExpired):
                     waiting.communicate(timeout=0.3)
                 other.execute("ROLLBACK")
-                output, errors = waiting.communicate(timeout=60)
+                output, errors = waiting.communicate()
         self.assertEqual(("OK", ""), (outcome_of(output), errors))
 
     def say_as_nobody(self, sentence):
@@ -125,7 +125,7 @@ class UnusableStore(unittest.TestCase):
         done = subprocess.run(
             ["setpriv", f"--reuid={NOBODY}", f"--regid={NOBODY}", "--clear-groups", programs / "tolvane",
              *sentence.split()], env={**self.switch.environment, "LD_LIBRARY_PATH": str(programs)},
-            capture_output=True, text=True, timeout=60)
+            capture_output=True, text=True)
         return Answer(outcome_of(done.stdout), done.stderr, done.returncode)
 
     def test_a_file_that_may_only_be_read(self):

@@ -90,12 +90,11 @@ class Switch:
 
     def say(self, sentence):
         with self.start(sentence) as process:
-            output, errors = process.communicate(timeout=60)
+            output, errors = process.communicate()
         return Answer(outcome_of(output), errors, process.returncode)
 
     def companion(self, *arguments, check=True, text=None):
-        done = subprocess.run([COMPANION, *arguments], env=self.environment, capture_output=True, text=True, input=text,
-                              timeout=120)
+        done = subprocess.run([COMPANION, *arguments], env=self.environment, capture_output=True, text=True, input=text)
         if check and done.returncode != 0:
             raise AssertionError(f"emuswitch {' '.join(arguments)} ended with {done.returncode}: {done.stderr}")
         return done
@@ -120,14 +119,14 @@ class Switch:
         return self.companion("show", "--json").stdout
 
     def query(self, sql, *values):
-        connection = sqlite3.connect(self.store, timeout=60)
+        connection = sqlite3.connect(self.store, timeout=3600)
         try:
             return connection.execute(sql, values).fetchall()
         finally:
             connection.close()
 
     def change(self, sql, *values):
-        connection = sqlite3.connect(self.store, timeout=60)
+        connection = sqlite3.connect(self.store, timeout=3600)
         try:
             with connection:
                 connection.execute(sql, values)
