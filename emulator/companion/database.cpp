@@ -46,6 +46,10 @@ void Database::fail() {
     throw Failure(file.string() + ": " + (connection != nullptr ? sqlite3_errmsg(connection) : "out of memory"));
 }
 
+void Database::fail_as_damaged(const std::string& what) {
+    throw Failure(file.string() + ": damaged (" + what + "); move it away, the next sentence makes an empty switch");
+}
+
 sqlite3_stmt* Database::prepare(const std::string& sql, const std::vector<Parameter>& parameters) {
     sqlite3_stmt* statement = nullptr;
     if (sqlite3_prepare_v2(connection, sql.c_str(), -1, &statement, nullptr) != SQLITE_OK) fail();

@@ -60,6 +60,12 @@ public:
     int change(const std::string& sql, const std::vector<Parameter>& parameters = {});
     void script(const std::string& sql);
 
+    // For what reads so much that it prepares its statements once (companion/statement.h).
+    sqlite3* handle() const { return connection; }
+    [[noreturn]] void fail();
+    // A value that the store cannot have by itself, such as class 100: `what` names it.
+    [[noreturn]] void fail_as_damaged(const std::string& what);
+
     // A copy of the whole store, consistent while others write.
     void copy_to(const std::filesystem::path& path);
 
@@ -67,7 +73,6 @@ private:
     std::filesystem::path file;
     sqlite3* connection = nullptr;
     sqlite3_stmt* prepare(const std::string& sql, const std::vector<Parameter>& parameters);
-    [[noreturn]] void fail();
 };
 
 // A transaction that is undone unless it is committed.

@@ -169,7 +169,7 @@ enum class MirrorSource : uint8_t { received = 1, received_in_vlan = 2, sent = 3
 
 // A mirror that is enabled; others copy nothing.
 struct Mirror {
-    uint8_t number = 0; // 1 to 4
+    uint16_t number = 0; // 1 to 4, or as far as the limit allows
     MirrorSource source = MirrorSource::received;
     PortIndex source_port = no_port;
     uint16_t source_vid = 0;

@@ -52,7 +52,7 @@ enum class OutputKind : uint8_t { forwarded, flooded, delivered, mirrored };
 struct Output {
     PortIndex port = no_port; // `no_port`: the switch itself, where no port stands for it
     OutputKind kind = OutputKind::forwarded;
-    uint8_t mirror = 0; // its number; 0: not a copy of a mirror
+    uint16_t mirror = 0; // its number; 0: not a copy of a mirror
     uint8_t stream = 0; // 0 to 255
     uint8_t traffic_class = 0;
     uint8_t color = 0;

@@ -1,0 +1,497 @@
+// From rows to what forwarding looks at. Each statement is prepared once and its columns are read by number, in the
+// order in which it names them.
+#include "companion/configuration_compiler.h"
+
+#include "companion/statement.h"
+
+#include <algorithm>
+#include <optional>
+
+using namespace dataplane;
+
+namespace {
+
+constexpr int64_t highest_word = 0xffffffff;
+constexpr int64_t highest_int = INT32_MAX;
+
+int hex_digit(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return -1;
+}
+
+Mac read_mac(const Statement& row, int column) {
+    const std::optional<Mac> mac = mac_of_text(row.text(column));
+    if (!mac) row.fail_as_damaged(column);
+    return *mac;
+}
+
+PortIndex read_port(const Statement& row, int column, const Ports& ports) {
+    const PortIndex port = ports.find(row.in_range<int32_t>(column, 0, highest_int));
+    if (port == no_port) row.fail_as_damaged(column);
+    return port;
+}
+
+PortIndex read_port_or_none(const Statement& row, int column, const Ports& ports) {
+    return row.is_null(column) ? no_port : read_port(row, column, ports);
+}
+
+uint16_t read_vid(const Statement& row, int column) {
+    return row.in_range<uint16_t>(column, 1, vid_count - 1);
+}
+
+// The names that the store has for the fields of a rule.
+Field read_field(const Statement& row, int column) {
+    constexpr std::string_view names[field_count] = {"da",  "sa",    "tos",  "prot", "dp",   "sp",  "vid",
+                                                     "cos", "etype", "ext1", "ext2", "ext3", "ext4"};
+    const std::string_view name = row.text(column);
+    const auto* const found = std::find(std::begin(names), std::end(names), name);
+    if (found == std::end(names)) row.fail_as_damaged(column);
+    return static_cast<Field>(found - std::begin(names));
+}
+
+} // namespace
+
+std::optional<Mac> mac_of_text(std::string_view text) {
+    if (text.size() != 17) return std::nullopt;
+    Mac mac = 0;
+    for (size_t at = 0; at < text.size(); at += 3) {
+        const int high = hex_digit(text[at]);
+        const int low = hex_digit(text[at + 1]);
+        if (high < 0 || low < 0 || (at < 15 && text[at + 2] != ':')) return std::nullopt;
+        mac = mac << 8 | static_cast<Mac>(high << 4 | low);
+    }
+    return mac;
+}
+
+MacText::MacText(Mac mac) {
+    constexpr const char* digits = "0123456789abcdef";
+    for (size_t i = 0; i < 6; ++i) {
+        const auto byte = static_cast<unsigned>(mac >> (40 - 8 * i) & 0xff);
+        text[3 * i] = digits[byte >> 4];
+        text[3 * i + 1] = digits[byte & 15];
+        text[3 * i + 2] = i < 5 ? ':' : '\0';
+    }
+}
+
+struct ConfigurationCompiler::Statements {
+    explicit Statements(Database& owner) : database(owner) {}
+
+    void read_ports(Ports& result);
+    void read_cos_maps(Ports& result);
+    void read_policers(Ports& result);
+    void read_link_frames(Ports& result);
+
+    void read_vlans(Vlans& result);
+    void read_protocols(Vlans& result);
+    void read_members(Vlans& result, const Ports& known_ports);
+    void read_bindings(Vlans& result, const Ports& known_ports, const Lists& lists);
+    void read_extraction_points(Vlans& result, const Ports& known_ports);
+    void add_untagged(Vlans& result, const Member& member, uint16_t vid);
+    Member& require_member(const Statement& row, Vlans& result, const Ports& known_ports);
+
+    std::shared_ptr<const List> read_list(int32_t number, Marking marking);
+    void read_rules(int32_t list, std::vector<Rule>& result);
+
+    void read_streams(Qos& result, const Ports& known_ports);
+    void read_tos_maps(Qos& result);
+    void read_queues(Qos& result);
+    void read_drop_policies(Qos& result);
+    static Stream* find_stream(Qos& result, uint16_t index);
+
+    Database& database;
+    Statement ports{database,
+                    "SELECT port, ether, type, enabled, accept_all_frames, ingress_filtering, accept_tagged,"
+                    " accept_priority_tagged, cos_editing, ignore_fdb, bandwidth_mode, in_lag, ip_interface,"
+                    " loop_breaker, tag_type, pvid, aging, default_stream, default_class, default_color,"
+                    " coalesce(link_mode, 0), coalesce(link_depend, 0), link_depend_ports FROM port ORDER BY port"};
+    Statement cos_maps{database, "SELECT port, priority, traffic_class FROM cos_map"};
+    Statement policers{database, "SELECT port, traffic_class, rate, burst, color FROM class_policer"};
+    Statement link_frames{database, "SELECT port, kind, action FROM link_frame"};
+    Statement vlans{database, "SELECT vid, name, learning_off, ignore_fdb, loop_detection, learning_limit FROM vlan"
+                              " ORDER BY vid"};
+    Statement protgroups{database, "SELECT protgroup FROM protgroup ORDER BY protgroup"};
+    Statement protocols{database, "SELECT protgroup, ether_type FROM protocol ORDER BY protgroup, ether_type"};
+    Statement members{database, "SELECT vid, port, tagged, tag_type, protgroup FROM vlan_member ORDER BY vid, port"};
+    Statement bindings{database, "SELECT vid, port, list FROM list_binding"};
+    Statement points{database, "SELECT vid, port, point, byte_offset, width FROM extraction_point"};
+    Statement statics{database, "SELECT vid, mac, port, action, of_system FROM static_entry"};
+    Statement locals{database, "SELECT port, mac, type, of_system FROM local_entry"};
+    Statement fdb_limit{database, "SELECT value FROM limits WHERE name = 'fdb_entries'"};
+    Statement lists{database, "SELECT list, coalesce(marking, 0) FROM classify_list ORDER BY list"};
+    Statement list{database, "SELECT coalesce(marking, 0) FROM classify_list WHERE list = ?"};
+    Statement rules{database,
+                    "SELECT line, stream, traffic_class, color FROM classify_rule WHERE list = ? ORDER BY line"};
+    Statement matches{database, "SELECT line, field, low, coalesce(high, low), mask FROM classify_match WHERE list = ?"
+                                " ORDER BY line"};
+    Statement mirrors{database,
+                      "SELECT mirror, source_type, source_port, coalesce(source_vid, 0), destination, stream,"
+                      " traffic_class, color, tagged, tag_type, tag_vid FROM mirror WHERE enabled = 1 ORDER BY mirror"};
+    Statement streams{database,
+                      "SELECT stream_index, port, qos_type, priority, min_rate, min_burst, max_rate, max_burst"
+                      " FROM stream WHERE port IS NOT NULL ORDER BY stream_index"};
+    Statement tos_maps{database, "SELECT stream_index, entry, value, mask FROM tos_map ORDER BY stream_index, entry"};
+    Statement queues{database, "SELECT stream_index, traffic_class, length, priority, ratio FROM queue_in_stream"
+                               " JOIN queue USING (stream_index, traffic_class)"};
+    Statement drop_policies{database,
+                            "SELECT stream_index, traffic_class, color, min_threshold, min_drop, max_threshold,"
+                            " max_drop FROM drop_policy"};
+    Statement shapers{database, "SELECT ether, rate, burst FROM ether_shaper ORDER BY ether"};
+};
+
+ConfigurationCompiler::ConfigurationCompiler(Database& database) : statements(std::make_unique<Statements>(database)) {}
+ConfigurationCompiler::~ConfigurationCompiler() = default;
+
+// --- Ports ---
+
+void ConfigurationCompiler::Statements::read_ports(Ports& result) {
+    ports.for_each([&] {
+        if (result.ports.size() >= no_port)
+            throw Failure("the switch has more ports than frames can be sent through (" + std::to_string(no_port) +
+                          ")");
+        Port& port = result.ports.emplace_back();
+        port.number = ports.in_range<int32_t>(0, 1, highest_int);
+        port.ether = ports.in_range<int32_t>(1, INT32_MIN, highest_int);
+        port.type = ports.in_range<PortType>(2, 0, 2);
+        port.is_enabled = ports.flag(3);
+        port.accepts_untagged = ports.flag(4);
+        port.filters_ingress = ports.flag(5);
+        port.looks_at_tags = ports.flag(6);
+        port.looks_at_priority_tags = ports.flag(7);
+        port.edits_priority = ports.flag(8);
+        port.ignores_fdb = ports.flag(9);
+        port.counts_gap = ports.flag(10);
+        port.is_in_lag = ports.flag(11);
+        port.has_ip_interface = ports.flag(12);
+        port.breaks_loops = ports.flag(13);
+        port.tag_type = ports.in_range<uint16_t>(14, 0, 0xffff);
+        port.pvid = ports.in_range<uint16_t>(15, 0, vid_count - 1);
+        port.aging = ports.in_range<uint32_t>(16, 0, highest_word);
+        port.default_stream = ports.in_range<uint8_t>(17, 0, 255);
+        port.default_class = ports.in_range<uint8_t>(18, 0, class_count - 1);
+        port.default_color = ports.in_range<uint8_t>(19, 0, color_count - 1);
+        port.link_mode = ports.in_range<LinkMode>(20, 0, 2);
+        port.link_depend = ports.in_range<LinkDepend>(21, 0, 2);
+        port.link_depend_ports = ports.in_range<uint32_t>(22, 0, highest_word);
+    });
+}
+
+void ConfigurationCompiler::Statements::read_cos_maps(Ports& result) {
+    cos_maps.for_each([&] {
+        Port& port = result.ports[read_port(cos_maps, 0, result)];
+        port.class_of_priority[cos_maps.in_range<size_t>(1, 0, 7)] = cos_maps.in_range<uint8_t>(2, 0, class_count - 1);
+    });
+}
+
+void ConfigurationCompiler::Statements::read_policers(Ports& result) {
+    policers.for_each([&] {
+        Port& port = result.ports[read_port(policers, 0, result)];
+        Policer& policer = port.policers[policers.in_range<size_t>(1, 0, class_count - 1)];
+        policer.rate = policers.in_range<uint32_t>(2, 1, highest_int);
+        policer.burst = policers.in_range<uint32_t>(3, 1, highest_int);
+        policer.excess = policers.in_range<uint8_t>(4, 0, 255);
+        if (policer.excess >= color_count && policer.excess != discards_excess) policers.fail_as_damaged(4);
+    });
+}
+
+void ConfigurationCompiler::Statements::read_link_frames(Ports& result) {
+    link_frames.for_each([&] {
+        Port& port = result.ports[read_port(link_frames, 0, result)];
+        const auto kind = static_cast<uint8_t>(1U << link_frames.in_range<unsigned>(1, 0, 7));
+        uint8_t& kinds = link_frames.flag(2) ? port.forwarded_link_frames : port.discarded_link_frames;
+        kinds = static_cast<uint8_t>(kinds | kind);
+    });
+}
+
+std::shared_ptr<const Ports> ConfigurationCompiler::ports() {
+    auto result = std::make_shared<Ports>();
+    statements->read_ports(*result);
+    statements->read_cos_maps(*result);
+    statements->read_policers(*result);
+    statements->read_link_frames(*result);
+    return result;
+}
+
+// --- VLANs ---
+
+void ConfigurationCompiler::Statements::read_vlans(Vlans& result) {
+    vlans.for_each([&] {
+        Vlan& vlan = result.vlans.emplace_back();
+        vlan.vid = read_vid(vlans, 0);
+        vlan.name = vlans.text(1);
+        vlan.learns = !vlans.flag(2);
+        vlan.ignores_fdb = vlans.flag(3);
+        vlan.detects_loops = vlans.flag(4);
+        vlan.learning_limit = vlans.in_range<uint32_t>(5, 0, highest_word);
+        result.place[vlan.vid] = static_cast<uint16_t>(result.vlans.size());
+    });
+}
+
+void ConfigurationCompiler::Statements::read_protocols(Vlans& result) {
+    protgroups.for_each([&] { result.protgroups.push_back(protgroups.in_range<uint16_t>(0, 0, 0xffff)); });
+    result.protgroup_types.resize(result.protgroups.size());
+    protocols.for_each([&] {
+        const auto group = protocols.in_range<uint16_t>(0, 0, 0xffff);
+        const auto found = std::lower_bound(result.protgroups.begin(), result.protgroups.end(), group);
+        if (found == result.protgroups.end() || *found != group) protocols.fail_as_damaged(0);
+        result.protgroup_types[static_cast<size_t>(found - result.protgroups.begin())].push_back(
+            protocols.in_range<uint16_t>(1, 0, 0xffff));
+    });
+}
+
+// Where frames without a tag go that come in on this member.
+void ConfigurationCompiler::Statements::add_untagged(Vlans& result, const Member& member, uint16_t vid) {
+    if (member.is_tagged) return;
+    UntaggedVlans& untagged = result.untagged[member.port];
+    if (!member.protgroup) {
+        untagged.vid = vid;
+        return;
+    }
+    const auto found = std::lower_bound(result.protgroups.begin(), result.protgroups.end(), *member.protgroup);
+    if (found == result.protgroups.end() || *found != *member.protgroup) members.fail_as_damaged(4);
+    for (const uint16_t type : result.protgroup_types[static_cast<size_t>(found - result.protgroups.begin())])
+        untagged.by_type.push_back({.ether_type = type, .vid = vid, .protgroup = *member.protgroup});
+}
+
+void ConfigurationCompiler::Statements::read_members(Vlans& result, const Ports& known_ports) {
+    result.untagged.resize(known_ports.ports.size());
+    members.for_each([&] {
+        const uint16_t vid = read_vid(members, 0);
+        if (result.place[vid] == 0) members.fail_as_damaged(0);
+        Member member;
+        member.port = read_port(members, 1, known_ports);
+        member.is_tagged = members.flag(2);
+        member.tag_type = members.in_range<uint16_t>(3, 0, 0xffff);
+        if (!members.is_null(4)) member.protgroup = members.in_range<uint16_t>(4, 0, 0xffff);
+        member.list = -1;
+        add_untagged(result, member, vid);
+        result.vlans[result.place[vid] - 1U].members.push_back(member);
+    });
+    for (UntaggedVlans& untagged : result.untagged)
+        std::sort(untagged.by_type.begin(), untagged.by_type.end(),
+                  [](const auto& one, const auto& other) { return one.ether_type < other.ether_type; });
+}
+
+// The member that the first two columns of the row name.
+Member& ConfigurationCompiler::Statements::require_member(const Statement& row, Vlans& result,
+                                                          const Ports& known_ports) {
+    const uint16_t vid = read_vid(row, 0);
+    if (result.place[vid] == 0) row.fail_as_damaged(0);
+    const PortIndex port = read_port(row, 1, known_ports);
+    std::vector<Member>& members_of_vlan = result.vlans[result.place[vid] - 1U].members;
+    const auto found = std::lower_bound(members_of_vlan.begin(), members_of_vlan.end(), port,
+                                        [](const Member& member, PortIndex wanted) { return member.port < wanted; });
+    if (found == members_of_vlan.end() || found->port != port) row.fail_as_damaged(1);
+    return *found;
+}
+
+void ConfigurationCompiler::Statements::read_bindings(Vlans& result, const Ports& known_ports, const Lists& known) {
+    bindings.for_each([&] {
+        const auto number = bindings.in_range<int32_t>(2, 1, highest_int);
+        const auto found = std::lower_bound(known.lists.begin(), known.lists.end(), number,
+                                            [](const auto& one, int32_t wanted) { return one->number < wanted; });
+        if (found == known.lists.end() || (*found)->number != number) bindings.fail_as_damaged(2);
+        require_member(bindings, result, known_ports).list = static_cast<int32_t>(found - known.lists.begin());
+    });
+}
+
+void ConfigurationCompiler::Statements::read_extraction_points(Vlans& result, const Ports& known_ports) {
+    points.for_each([&] {
+        ExtractionPoint& point =
+            require_member(points, result, known_ports).extraction[points.in_range<size_t>(2, 1, 4) - 1];
+        point.offset = points.in_range<uint16_t>(3, 0, 0xffff);
+        point.width = points.in_range<uint8_t>(4, 1, 4);
+    });
+}
+
+std::shared_ptr<const Vlans> ConfigurationCompiler::vlans(const Ports& ports, const Lists& lists) {
+    auto result = std::make_shared<Vlans>();
+    statements->read_vlans(*result);
+    statements->read_protocols(*result);
+    statements->read_members(*result, ports);
+    statements->read_bindings(*result, ports, lists);
+    statements->read_extraction_points(*result, ports);
+    return result;
+}
+
+// --- Filter entries ---
+
+std::shared_ptr<const Filters> ConfigurationCompiler::filters(const Ports& ports) {
+    auto result = std::make_shared<Filters>();
+    Statement& statics = statements->statics;
+    statics.for_each([&] {
+        StaticEntry& entry = result->statics.put(read_vid(statics, 0), read_mac(statics, 1));
+        entry.port = read_port_or_none(statics, 2, ports);
+        entry.flags = statics.in_range<uint8_t>(3, 0, 255);
+        entry.is_of_system = statics.flag(4);
+    });
+    Statement& locals = statements->locals;
+    locals.for_each([&] {
+        LocalEntry& entry = result->locals.put(read_port(locals, 0, ports), read_mac(locals, 1));
+        entry.action = locals.in_range<LocalAction>(2, 1, 4);
+        entry.is_of_system = locals.flag(3);
+    });
+    const auto room = static_cast<uint64_t>(statements->fdb_limit.only_number());
+    const uint64_t used = result->statics.size() + result->locals.size();
+    result->learned_room = room > used ? room - used : 0;
+    return result;
+}
+
+// --- Classification lists ---
+
+void ConfigurationCompiler::Statements::read_rules(int32_t number, std::vector<Rule>& result) {
+    rules.for_each(
+        [&] {
+            Rule& rule = result.emplace_back();
+            rule.line = rules.in_range<int32_t>(0, 1, highest_int);
+            rule.stream = rules.in_range<uint8_t>(1, 0, 255);
+            rule.traffic_class = rules.in_range<uint8_t>(2, 0, class_count - 1);
+            rule.color = rules.in_range<uint8_t>(3, 0, color_count - 1);
+        },
+        number);
+    auto rule = result.begin();
+    matches.for_each(
+        [&] {
+            const auto line = matches.in_range<int32_t>(0, 1, highest_int);
+            while (rule != result.end() && rule->line < line)
+                ++rule;
+            if (rule == result.end() || rule->line != line) matches.fail_as_damaged(0);
+            rule->matches.push_back({.field = read_field(matches, 1),
+                                     .low = matches.in_range<uint32_t>(2, 0, highest_word),
+                                     .high = matches.in_range<uint32_t>(3, 0, highest_word),
+                                     .mask = matches.in_range<uint32_t>(4, 0, highest_word)});
+        },
+        number);
+}
+
+std::shared_ptr<const List> ConfigurationCompiler::Statements::read_list(int32_t number, Marking marking) {
+    std::vector<Rule> found;
+    read_rules(number, found);
+    auto result = std::make_shared<List>();
+    result->number = number;
+    result->marking = marking;
+    result->matcher = Matcher(std::move(found));
+    return result;
+}
+
+std::shared_ptr<const Lists> ConfigurationCompiler::lists() {
+    auto result = std::make_shared<Lists>();
+    std::vector<std::pair<int32_t, Marking>> known;
+    Statement& rows = statements->lists;
+    rows.for_each(
+        [&] { known.emplace_back(rows.in_range<int32_t>(0, 1, highest_int), rows.in_range<Marking>(1, 0, 2)); });
+    for (const auto& [number, marking] : known)
+        result->lists.push_back(statements->read_list(number, marking));
+    return result;
+}
+
+std::shared_ptr<const Lists> ConfigurationCompiler::lists(const Lists& before, const std::vector<int32_t>& changed) {
+    auto result = std::make_shared<Lists>(before);
+    for (auto& list : result->lists) {
+        if (std::find(changed.begin(), changed.end(), list->number) == changed.end()) continue;
+        Marking marking = Marking::normal;
+        Statement& row = statements->list;
+        row.for_each([&] { marking = row.in_range<Marking>(0, 0, 2); }, list->number);
+        list = statements->read_list(list->number, marking);
+    }
+    return result;
+}
+
+// --- Mirrors ---
+
+std::shared_ptr<const Mirrors> ConfigurationCompiler::mirrors(const Ports& ports) {
+    auto result = std::make_shared<Mirrors>();
+    Statement& rows = statements->mirrors;
+    rows.for_each([&] {
+        Mirror& mirror = result->mirrors.emplace_back();
+        mirror.number = rows.in_range<uint16_t>(0, 1, 0xffff);
+        mirror.source = rows.in_range<MirrorSource>(1, 1, 5);
+        mirror.source_port = read_port_or_none(rows, 2, ports);
+        mirror.source_vid = rows.in_range<uint16_t>(3, 0, vid_count - 1);
+        mirror.destination = read_port(rows, 4, ports);
+        mirror.is_filtered = !rows.is_null(5);
+        if (mirror.is_filtered) {
+            mirror.stream = rows.in_range<uint8_t>(5, 0, 255);
+            mirror.traffic_class = rows.in_range<uint8_t>(6, 0, class_count - 1);
+            mirror.color = rows.in_range<uint8_t>(7, 0, color_count - 1);
+        }
+        mirror.adds_tag = rows.flag(8);
+        mirror.tag_type = rows.in_range<uint16_t>(9, 0, 0xffff);
+        mirror.tag_vid = rows.in_range<uint16_t>(10, 0, vid_count - 1);
+    });
+    return result;
+}
+
+// --- Quality of service ---
+
+void ConfigurationCompiler::Statements::read_streams(Qos& result, const Ports& known_ports) {
+    streams.for_each([&] {
+        Stream& stream = result.streams.emplace_back();
+        stream.index = streams.in_range<uint16_t>(0, 0, static_cast<int64_t>(result.place.size()) - 1);
+        stream.port = read_port(streams, 1, known_ports);
+        stream.is_strict = streams.number(2) == 2;
+        stream.priority = streams.in_range<uint32_t>(3, 0, 7);
+        stream.min_rate = streams.in_range<uint32_t>(4, 0, highest_int);
+        stream.min_burst = streams.in_range<uint32_t>(5, 0, highest_int);
+        stream.max_rate = streams.in_range<uint32_t>(6, 0, highest_int);
+        stream.max_burst = streams.in_range<uint32_t>(7, 0, highest_int);
+        result.place[stream.index] = static_cast<uint16_t>(result.streams.size());
+    });
+}
+
+// Null: it is not attached to a port, and then nothing of it counts.
+Stream* ConfigurationCompiler::Statements::find_stream(Qos& result, uint16_t index) {
+    const uint16_t place = result.place[index];
+    return place == 0 ? nullptr : &result.streams[place - 1U];
+}
+
+void ConfigurationCompiler::Statements::read_tos_maps(Qos& result) {
+    tos_maps.for_each([&] {
+        Stream* const stream = find_stream(result, tos_maps.in_range<uint16_t>(0, 0, 1023));
+        if (stream == nullptr) return;
+        stream->tos_map.push_back({.entry = tos_maps.in_range<uint8_t>(1, 0, class_count - 1),
+                                   .value = tos_maps.in_range<uint32_t>(2, 0, highest_word),
+                                   .mask = tos_maps.in_range<uint32_t>(3, 0, highest_word)});
+    });
+}
+
+void ConfigurationCompiler::Statements::read_queues(Qos& result) {
+    queues.for_each([&] {
+        Stream* const stream = find_stream(result, queues.in_range<uint16_t>(0, 0, 1023));
+        if (stream == nullptr) return;
+        Queue& queue = stream->queues[queues.in_range<size_t>(1, 0, class_count - 1)];
+        queue.exists = true;
+        queue.length = queues.in_range<uint32_t>(2, 1, highest_int);
+        queue.priority = queues.in_range<uint32_t>(3, 0, 7);
+        queue.ratio = queues.in_range<uint32_t>(4, 0, highest_int);
+    });
+}
+
+void ConfigurationCompiler::Statements::read_drop_policies(Qos& result) {
+    drop_policies.for_each([&] {
+        Stream* const stream = find_stream(result, drop_policies.in_range<uint16_t>(0, 0, 1023));
+        if (stream == nullptr) return;
+        Queue& queue = stream->queues[drop_policies.in_range<size_t>(1, 0, class_count - 1)];
+        DropPolicy& policy = queue.drop[drop_policies.in_range<size_t>(2, 0, color_count - 1)];
+        policy.min_threshold = drop_policies.in_range<uint32_t>(3, 0, 100);
+        policy.min_drop = drop_policies.in_range<uint32_t>(4, 0, 100);
+        policy.max_threshold = drop_policies.in_range<uint32_t>(5, 0, 100);
+        policy.max_drop = drop_policies.in_range<uint32_t>(6, 0, 100);
+    });
+}
+
+std::shared_ptr<const Qos> ConfigurationCompiler::qos(const Ports& ports) {
+    auto result = std::make_shared<Qos>();
+    statements->read_streams(*result, ports);
+    statements->read_tos_maps(*result);
+    statements->read_queues(*result);
+    statements->read_drop_policies(*result);
+    Statement& shapers = statements->shapers;
+    shapers.for_each([&] {
+        result->shapers.push_back({.ether = shapers.in_range<int32_t>(0, INT32_MIN, highest_int),
+                                   .rate = shapers.in_range<uint32_t>(1, 1, highest_int),
+                                   .burst = shapers.in_range<uint32_t>(2, 1, highest_int)});
+    });
+    return result;
+}

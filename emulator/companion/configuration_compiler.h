@@ -1,0 +1,38 @@
+// The parts of a configuration, compiled from the rows of a store. Whoever calls these has a transaction open, so that
+// all parts are of one state of the store. A value that the store cannot have by itself ends in a `Failure`.
+#pragma once
+
+#include "companion/database.h"
+#include "dataplane/configuration.h"
+
+#include <memory>
+
+class ConfigurationCompiler {
+public:
+    explicit ConfigurationCompiler(Database& database);
+    ~ConfigurationCompiler();
+    ConfigurationCompiler(const ConfigurationCompiler&) = delete;
+    ConfigurationCompiler& operator=(const ConfigurationCompiler&) = delete;
+
+    std::shared_ptr<const dataplane::Ports> ports();
+    std::shared_ptr<const dataplane::Vlans> vlans(const dataplane::Ports& ports, const dataplane::Lists& lists);
+    std::shared_ptr<const dataplane::Filters> filters(const dataplane::Ports& ports);
+    std::shared_ptr<const dataplane::Mirrors> mirrors(const dataplane::Ports& ports);
+    std::shared_ptr<const dataplane::Qos> qos(const dataplane::Ports& ports);
+
+    // All lists anew.
+    std::shared_ptr<const dataplane::Lists> lists();
+    // Only the lists of these numbers; there are the same ones as before.
+    std::shared_ptr<const dataplane::Lists> lists(const dataplane::Lists& before, const std::vector<int32_t>& changed);
+
+private:
+    struct Statements;
+    std::unique_ptr<Statements> statements;
+};
+
+// An address as the store has it, 01:80:c2:00:00:0a; nothing where the text is none.
+std::optional<dataplane::Mac> mac_of_text(std::string_view text);
+struct MacText {
+    explicit MacText(dataplane::Mac mac);
+    char text[18];
+};

@@ -1,0 +1,26 @@
+// Prepared statements.
+#include "companion/statement.h"
+
+std::string_view Statement::text(int column) const {
+    const auto* const bytes = reinterpret_cast<const char*>(sqlite3_column_text(prepared, column));
+    if (bytes == nullptr) return {};
+    return {bytes, static_cast<size_t>(sqlite3_column_bytes(prepared, column))};
+}
+
+void Statement::fail_as_damaged(int column) const {
+    const std::string value = is_null(column) ? "missing" : std::string(text(column));
+    database.fail_as_damaged(std::string(sqlite3_column_name(prepared, column)) + " " + value);
+}
+
+void Statement::start() {
+    if (prepared != nullptr) return;
+    if (sqlite3_prepare_v3(database.handle(), sql, -1, SQLITE_PREPARE_PERSISTENT, &prepared, nullptr) != SQLITE_OK)
+        database.fail();
+}
+
+bool Statement::has_row() {
+    const int result = sqlite3_step(prepared);
+    if (result == SQLITE_ROW) return true;
+    if (result != SQLITE_DONE) database.fail();
+    return false;
+}

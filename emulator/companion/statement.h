@@ -1,0 +1,69 @@
+// A statement that is prepared once and read column by column: for what reads many rows, or reads them often.
+#pragma once
+
+#include "companion/database.h"
+
+#include <sqlite3.h>
+
+#include <concepts>
+#include <string_view>
+
+class Statement {
+public:
+    // `sql` has to live as long as the statement. It is prepared when it is first used.
+    Statement(Database& owner, const char* text) : database(owner), sql(text) {}
+    ~Statement() { sqlite3_finalize(prepared); }
+    Statement(const Statement&) = delete;
+    Statement& operator=(const Statement&) = delete;
+
+    // Calls visit() for each row. The columns are read with the functions below meanwhile.
+    template <typename Visit, typename... Values> void for_each(Visit visit, Values... values) {
+        start();
+        const Reset at_end{prepared};
+        [[maybe_unused]] int place = 0;
+        (bind(++place, values), ...);
+        while (has_row())
+            visit();
+    }
+
+    // The first column of the one row that there is.
+    template <typename... Values> int64_t only_number(Values... values) {
+        int64_t found = 0;
+        for_each([&] { found = number(0); }, values...);
+        return found;
+    }
+
+    // Changes the store. Returns how many rows it changed.
+    template <typename... Values> int change(Values... values) {
+        for_each([] {}, values...);
+        return sqlite3_changes(database.handle());
+    }
+
+    int64_t number(int column) const { return sqlite3_column_int64(prepared, column); }
+    bool is_null(int column) const { return sqlite3_column_type(prepared, column) == SQLITE_NULL; }
+    bool flag(int column) const { return number(column) != 0; }
+    std::string_view text(int column) const;
+
+    // A number that has to lie in a range; a store where it does not is damaged.
+    template <typename Number> Number in_range(int column, int64_t lowest, int64_t highest) const {
+        const int64_t found = number(column);
+        if (found < lowest || found > highest || sqlite3_column_type(prepared, column) != SQLITE_INTEGER)
+            fail_as_damaged(column);
+        return static_cast<Number>(found);
+    }
+    [[noreturn]] void fail_as_damaged(int column) const;
+
+private:
+    struct Reset {
+        sqlite3_stmt* statement;
+        ~Reset() { sqlite3_reset(statement); }
+    };
+    void start();
+    bool has_row();
+    void bind(int place, std::integral auto value) { sqlite3_bind_int64(prepared, place, static_cast<int64_t>(value)); }
+    void bind(int place, const char* text) { sqlite3_bind_text(prepared, place, text, -1, SQLITE_STATIC); }
+
+    Database& database;
+    const char* sql;
+    sqlite3_stmt* prepared = nullptr;
+};
