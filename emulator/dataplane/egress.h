@@ -103,15 +103,15 @@ public:
     DropReason enqueue(const Output& output, uint32_t length, FrameHandle handle, Nanoseconds time);
 
     // Sends everything whose time is before `time`, in the order of time, lines with one time in the order of their
-    // numbers. Frames that arrive at one time are enqueued all before this is called for a later one, so that the order
-    // of a capture does not beat priorities.
+    // first ports. Frames that arrive at one time are enqueued all before this is called for a later one, so that the
+    // order of a capture does not beat priorities.
     void run_before(Nanoseconds time, const EgressSink& sink);
 
     // When there is something to send next; `never` when nothing waits or all that waits is held up by `send`.
     Nanoseconds next_time() const;
 
-    // The interface takes frames again.
-    void resume(int32_t ether);
+    // The interface behind a port takes frames again, from that time on.
+    void resume(int32_t port, Nanoseconds time);
 
     uint32_t waiting() const; // frames, in all queues
     const std::vector<QueueView>& queues() const;
