@@ -402,7 +402,7 @@ TEST(Shares, StartAnewAfterARest) {
     bench.run_before(second + 8 * 1024 * byte_time);
     uint32_t of_first = 0;
     for (const Sent& sent : bench.sent)
-        of_first += sent.handle == 0 ? 1 : 0;
+        of_first += sent.handle == 0 ? 1U : 0U;
     EXPECT_NEAR(of_first, 4, 1);
 }
 
@@ -501,7 +501,7 @@ TEST(EarlyDrop, FollowsItsCurve) {
             const double chance = percent < 20 ? 0 : percent >= 80 ? 1 : (5 + 45 * (percent - 20) / 60) / 100;
             expected += chance;
             variance += chance * (1 - chance);
-            dropped += drops_early(policy, fill, length, random_number(1, 42, uint64_t{tenth} * trials + i)) ? 1 : 0;
+            dropped += drops_early(policy, fill, length, random_number(1, 42, uint64_t{tenth} * trials + i)) ? 1U : 0U;
         }
         EXPECT_NEAR(dropped, expected, 3 * std::sqrt(variance) + 1e-9) << tenth;
     }
@@ -528,7 +528,7 @@ TEST(EarlyDrop, OfAQueueFollowsTheCurveOfTheColor) {
             const uint32_t length = output.color == 0 ? 1000 : 10;
             const DropReason reason = bench.egress.enqueue(output, length, 0, 0);
             ASSERT_NE(reason, DropReason::queue_full);
-            dropped[tenth][output.color] += reason == DropReason::red ? 1 : 0;
+            dropped[tenth][output.color] += reason == DropReason::red ? 1U : 0U;
         }
     }
     for (uint32_t tenth = 0; tenth < 10; ++tenth) {
