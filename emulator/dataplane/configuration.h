@@ -20,6 +20,11 @@ namespace dataplane {
 using PortIndex = uint16_t;
 constexpr PortIndex no_port = 0xffff;
 
+// The number behind a name, as steps and arrays want it.
+template <typename Enumeration> constexpr uint32_t number_of(Enumeration value) {
+    return static_cast<uint32_t>(value);
+}
+
 constexpr uint8_t class_count = 8;
 constexpr uint8_t color_count = 3;
 
@@ -89,7 +94,7 @@ struct Member {
     bool is_tagged = false;
     uint16_t tag_type = 0x8100;        // of the tag with which frames leave
     std::optional<uint16_t> protgroup; // untagged for its Ethernet types only
-    int32_t list = 0;                  // the classification list bound here, by its place in `Lists::lists`; -1: none
+    int32_t list = -1;                 // the classification list bound here, by its place in `Lists::lists`; -1: none
     std::array<ExtractionPoint, 4> extraction{};
 };
 

@@ -11,7 +11,8 @@ namespace dataplane {
 
 using Nanoseconds = int64_t; // since whatever the caller counts from; it comes with each frame
 
-constexpr size_t shortest_frame = 14;  // two addresses and a type
+constexpr size_t shortest_frame = 14; // two addresses and a type
+constexpr size_t shortest_tagged_frame = shortest_frame + 4;
 constexpr size_t longest_frame = 1536; // without FCS
 
 // A frame as received: without preamble and FCS.
@@ -35,6 +36,7 @@ struct Headers {
     Mac destination = 0;
     Mac source = 0;
     TagKind tag = TagKind::none;
+    bool is_cut = false; // it begins a tag that it does not end
     uint16_t tag_vid = 0;
     uint8_t priority = 0; // of the tag; 0 without one
     bool drop_eligible = false;

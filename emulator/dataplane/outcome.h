@@ -1,6 +1,7 @@
 // What became of a frame: one verdict, its outputs, and, where somebody wants to know, the steps that led there.
 #pragma once
 
+#include "dataplane/assumptions.h"
 #include "dataplane/configuration.h"
 
 #include <array>
@@ -19,7 +20,7 @@ enum class Verdict : uint8_t {
 // Why a frame was dropped; the words are those of `word_of`, which programs read.
 enum class DropReason : uint8_t {
     none,
-    too_short,        // no whole Ethernet header
+    too_short,        // no whole Ethernet header, or it ends within its tag
     too_long,         // longer than `longest_frame`
     port_disabled,    // the receiving one
     port_down,        // what its link depends on is down
@@ -41,8 +42,6 @@ enum class DropReason : uint8_t {
     // Where frames wait (emulator/dataplane's scheduler): of single outputs, not of frames.
     queue_full,
     red,
-    no_buffer,     // too many frames wait already, in all queues together
-    queue_removed, // it waited when its queue went, or its port was disabled
 };
 
 // Why an output is one.
@@ -53,7 +52,7 @@ struct Output {
     PortIndex port = no_port; // `no_port`: the switch itself, where no port stands for it
     OutputKind kind = OutputKind::forwarded;
     uint16_t mirror = 0; // its number; 0: not a copy of a mirror
-    uint8_t stream = 0; // 0 to 255
+    uint8_t stream = 0;  // 0 to 255
     uint8_t traffic_class = 0;
     uint8_t color = 0;
     bool has_queue = false; // the sending port has that stream, and the stream a queue of that class; else best effort
@@ -61,6 +60,23 @@ struct Output {
     uint8_t head_length = 0;
     uint16_t skip = 0;
     std::array<uint8_t, 32> head{};
+};
+
+// A setting that is kept and shows in no frame.
+enum class KeptSetting : uint8_t {
+    loop_breaker,       // of the port b: sldbreaker
+    link_aggregation,   // of the port b: it is in a LAG
+    ip_interface,       // of the port b: it carries one
+    loop_detection,     // of the VLAN b: simple_loop_detection
+    static_entry_flags, // of the entry: its flags b
+};
+
+// Why a mirror did not copy a frame of its source.
+enum class MirrorSkip : uint8_t {
+    not_classified, // its filter wants a class, and the frame was dropped before it had one
+    other_class,    // another stream, class or colour than its filter wants
+    disabled,       // its destination
+    down,           // likewise
 };
 
 // What a step says. Behind each kind: the meaning of its numbers a, b and c; ports are PortIndex. `word_of` names it
@@ -75,6 +91,8 @@ enum class StepKind : uint8_t {
     untagged,             // a Ethernet type
     link_frame_lifted,    // a kind: link_frame forward
     local_entry,          // a LocalAction
+    taken_by_switch,      // a port whose own address it is, or that has no interface; `no_port`: a local entry's
+    not_forwarded,        // a DropReason: what would drop the frame, had the switch not taken it
     vlan_by_tag,          // a VLAN id
     vlan_by_protgroup,    // a VLAN id, b protocol group, c Ethernet type
     vlan_by_membership,   // a VLAN id
@@ -86,10 +104,11 @@ enum class StepKind : uint8_t {
     no_list,              //
     class_by_rule,        // a stream, b class, c colour
     class_by_priority,    // a priority, b class: dot1p
-    class_by_tos,         // a ToS, b class: dscp
+    class_by_tos,         // a ToS, b class, c sending port: dscp
     class_by_default,     // a stream, b class, c colour
     within_rate,          // a class, b rate
     recolored,            // a class, b rate, c new colour
+    over_rate,            // a class, b rate: discarded
     learned,              // a VLAN id, b port
     moved,                // a VLAN id, b old port
     refreshed,            // a VLAN id
@@ -98,10 +117,12 @@ enum class StepKind : uint8_t {
     not_learned_full,     //
     not_learned_source,   // a group address, or one that is not a host's
     not_learned_static,   // a VLAN id
+    not_learned_member,   // a VLAN id: the receiving port is no member
     fdb_ignored_by_port,  //
     fdb_ignored_by_vlan,  // a VLAN id
     group_address,        // flooded
-    static_entry,         // a VLAN id, b port, c flags
+    static_entry,         // a VLAN id, b port (`no_port`: it discards), c flags
+    own_address,          // a VLAN id, b port whose address it is
     learned_entry,        // a VLAN id, b port
     unknown_address,      // a VLAN id: flooded
     sent,                 // a port, b VLAN id in the tag that it leaves with, c TPID of that; 0: no tag
@@ -119,7 +140,7 @@ enum class StepKind : uint8_t {
 
 struct Step {
     StepKind kind = StepKind::received;
-    uint8_t assumption = 0; // the number in docs/forwarding.md that this step leans on; 0: none
+    Assumption assumption = Assumption::none; // that this step leans on
     uint32_t a = 0;
     uint32_t b = 0;
     uint32_t c = 0;
@@ -142,5 +163,8 @@ struct Outcome {
 const char* word_of(Verdict verdict);
 const char* word_of(DropReason reason);
 const char* word_of(StepKind kind);
+const char* word_of(OutputKind kind);
+const char* word_of(KeptSetting setting);
+const char* word_of(MirrorSkip skip);
 
 } // namespace dataplane

@@ -26,6 +26,12 @@ constexpr bool is_reserved(Mac mac) {
 constexpr uint64_t address_key(uint32_t scope, Mac mac) {
     return static_cast<uint64_t>(scope) << 48 | mac;
 }
+constexpr uint32_t scope_of_key(uint64_t key) {
+    return static_cast<uint32_t>(key >> 48);
+}
+constexpr Mac mac_of_key(uint64_t key) {
+    return key & 0xffffffffffff;
+}
 
 // Entries by (scope, address). Linear probing over a power of two of slots, at most half of them in use.
 template <typename Entry> class AddressTable {
@@ -80,9 +86,13 @@ public:
     }
 
     // visit(scope, mac, entry) for each entry, in no order that counts.
+    template <typename Visit> void for_each(Visit visit) {
+        for (Slot& slot : slots_)
+            if (slot.is_used) visit(scope_of_key(slot.key), mac_of_key(slot.key), slot.entry);
+    }
     template <typename Visit> void for_each(Visit visit) const {
         for (const Slot& slot : slots_)
-            if (slot.is_used) visit(static_cast<uint32_t>(slot.key >> 48), slot.key & 0xffffffffffff, slot.entry);
+            if (slot.is_used) visit(scope_of_key(slot.key), mac_of_key(slot.key), slot.entry);
     }
 
 private:
@@ -101,7 +111,7 @@ private:
         old.swap(slots_);
         count_ = 0;
         for (const Slot& slot : old)
-            if (slot.is_used) put(static_cast<uint32_t>(slot.key >> 48), slot.key & 0xffffffffffff) = slot.entry;
+            if (slot.is_used) put(scope_of_key(slot.key), mac_of_key(slot.key)) = slot.entry;
     }
 
     std::vector<Slot> slots_;

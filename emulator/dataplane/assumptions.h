@@ -1,0 +1,33 @@
+// What the model of forwarding assumes, where neither a sentence nor a standard settles it. docs/forwarding.md tells
+// each with its reasons, under the same number; a step that leans on one names it.
+#pragma once
+
+#include <cstdint>
+
+namespace dataplane {
+
+enum class Assumption : uint8_t {
+    none = 0,
+    longest_frame = 1,            // frames of more than 1536 bytes are not received
+    tags_not_looked_at = 2,       // ignoretag, ignoreptag: the tag is payload, and the frame counts as untagged
+    local_learning = 3,           // such a local entry delivers as `local` does, and the source is learned
+    learning_before_policing = 4, // a frame that a policer discards has been learned from
+    extraction_from_start = 5,    // extraction points count from the first byte as received, tag and all
+    priority_by_cosmap = 6,       // dot1p: the class of the priority by the receiving port's cosmap
+    tosmap_of_sending_port = 7,   // dscp: the ToS map is that of the rule's stream on the sending port
+    policer_keeps_color = 8,      // what conforms keeps the colour that it was classified with
+    frames_count_with_fcs = 9,    // rates count the FCS, and short frames as padded
+    own_address_to_switch = 10,   // a frame to a port's own address ends at the switch itself
+    ports_without_interface = 11, // what is sent to a port of type vif or none ends at the switch itself
+    protgroup_others_tagged = 12, // frames of other types leave a protocol group's membership with a tag
+    cosedit_at_sending_port = 13, // cosedit is that of the sending port
+    drop_eligible_kept = 14,      // the drop-eligible bit goes from tag to tag
+    mirrors_copy_dropped = 15,    // frames that are dropped behind the reception are copied
+    mirror_tag_priority = 16,     // the tag of a mirror has the priority of the frame
+    mirror_local_id = 17,         // a local VLAN id is no tag of a mirror
+    link_of_vlan = 18,            // link_depend vlan: the links of the other members of the port's VLANs
+    link_mode_unset = 19,         // a dependency without link_mode asks for all links
+    dscp_on_reception = 20,       // dscp: policers and mirrors of what is received go by the class of the rule
+};
+
+} // namespace dataplane

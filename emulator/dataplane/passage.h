@@ -1,0 +1,48 @@
+// One frame on its way through the switch: what the stages of `forward` hand on to each other.
+//
+// Each stage is a template over a narrator, which hears what decided. The silent one compiles to nothing, so that told
+// and silent frames take one road.
+#pragma once
+
+#include "dataplane/forward.h"
+
+namespace dataplane {
+
+struct Silent {
+    static constexpr bool tells = false;
+    template <typename... Numbers> void say(StepKind, Numbers...) const {}
+    template <typename... Numbers> void assume(Assumption, StepKind, Numbers...) const {}
+};
+
+struct Teller {
+    static constexpr bool tells = true;
+    std::vector<Step>& steps;
+    void say(StepKind kind, uint32_t a = 0, uint32_t b = 0, uint32_t c = 0) const {
+        steps.push_back({kind, Assumption::none, a, b, c});
+    }
+    void assume(Assumption assumption, StepKind kind, uint32_t a = 0, uint32_t b = 0, uint32_t c = 0) const {
+        steps.push_back({kind, assumption, a, b, c});
+    }
+};
+
+template <typename Narrator> struct Passage {
+    const Configuration& configuration;
+    State& state;
+    const Frame& frame;
+    Outcome& outcome;
+    Narrator narrator;
+
+    const Port& port; // the receiving one
+    Headers headers{};
+    const Vlan* vlan = nullptr;     // that it is assigned to
+    const Member* member = nullptr; // the receiving port in it; null: it is none
+    bool is_class_by_tos = false;   // dscp: each sending port says which class
+
+    const Port& port_at(PortIndex index) const { return configuration.ports->ports[index]; }
+    bool is_taken_by_switch() const { return !outcome.outputs.empty(); }
+};
+
+// What a stage says: the frame goes on (`none`), or why not.
+using Stop = DropReason;
+
+} // namespace dataplane
