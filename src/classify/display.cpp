@@ -18,7 +18,7 @@ constexpr NumberedText display_messages[] = {
 
 void show_clslist(int32_t count, char** words) {
     if (count < 3) show_usage();
-    const int32_t list = is_word(words[2], "all") ? every_list : read_number_or_usage(words[2]);
+    const int32_t list = is_word(words[2], "all") ? every_list : read_number(words[2]);
     if (count > 3) no_more_argument();
 
     int32_t status = 0;

@@ -18,21 +18,21 @@ constexpr bool is_width(int32_t width) {
     return width == 1 || width == 2 || width == 4;
 }
 
-ExtractionPoint read_point(const char* field) {
+ExtractionPoint parse_point(const char* field) {
     int32_t offset = 0;
     int32_t width = 4;
-    if (!read_decimal(field, offset)) return {0, 0};
-    if (read_literal(field, '/')) read_decimal(field, width);
+    if (!scan_decimal(field, offset)) return {0, 0};
+    if (scan_literal(field, '/')) scan_decimal(field, width);
     if (!is_width(width)) return {0, 0};
     if (offset > highest_offset) offset = highest_offset;
     return {static_cast<uint16_t>(offset), static_cast<uint16_t>(width)};
 }
 
-bool read_match(const char* field, ExtractionMatch& match) {
+bool parse_match(const char* field, ExtractionMatch& match) {
     uint32_t value = 0;
     uint32_t mask = 0xffffffff;
-    if (!read_hex(field, value)) return false;
-    if (read_literal(field, '/')) read_hex(field, mask);
+    if (!scan_hex(field, value)) return false;
+    if (scan_literal(field, '/')) scan_hex(field, mask);
     match = {value & mask, mask};
     return true;
 }
@@ -41,7 +41,7 @@ bool read_match(const char* field, ExtractionMatch& match) {
 
 void parse_extraction_points(const char* text, ExtractionPoint* points) {
     for (size_t i = 0; i < extraction_point_count; ++i) {
-        points[i] = read_point(text);
+        points[i] = parse_point(text);
         text = next_field(text);
     }
 }
@@ -50,7 +50,7 @@ uint32_t parse_extraction_matches(const char* text, ExtractionMatch* matches) {
     uint32_t present = 0;
     for (size_t i = 0; i < extraction_point_count; ++i) {
         matches[i] = {0, 0};
-        if (read_match(text, matches[i])) present |= rule_field::first_extraction << i;
+        if (parse_match(text, matches[i])) present |= rule_field::first_extraction << i;
         text = next_field(text);
     }
     return present;

@@ -3,6 +3,7 @@
 
 #include "classify/extraction.h"
 #include "common/operands.h"
+#include "common/vlan_operands.h"
 #include "platform/brgfdb.h"
 
 namespace {
@@ -10,7 +11,7 @@ namespace {
 // create clslist <listno>, delete clslist <listno>
 int32_t read_sole_list(int32_t count, char** words) {
     if (count < 3) show_usage();
-    const int32_t list = read_number_or_usage(words[2]);
+    const int32_t list = read_number(words[2]);
     if (count > 3) no_more_argument();
     return list;
 }
@@ -24,7 +25,7 @@ struct Pair {
 Pair read_pair(char** words) {
     require_word(words[4], "port");
     require_word(words[6], "vlan");
-    return {read_number_or_usage(words[5]), words[7]};
+    return {read_number(words[5]), words[7]};
 }
 
 // Refuses what the bridge library does not know; returns for any other status.
@@ -84,9 +85,9 @@ void delete_clslist(int32_t count, char** words) {
 void add_clslist(int32_t count, char** words) {
     if (count < 8) show_usage();
     require_word(words[3], "to");
-    const int32_t list = read_number_or_usage(words[2]);
+    const int32_t list = read_number(words[2]);
     const Pair pair = read_pair(words);
-    const uint32_t vid = resolve_vlan(pair.vlan);
+    const uint32_t vid = read_vlan(pair.vlan);
     ExtractionPoint points[extraction_point_count] = {};
     if (count == 9) parse_extraction_points(words[8], points);
 
@@ -102,7 +103,7 @@ void remove_clslist(int32_t count, char** words) {
     if (count < 8) show_usage();
     require_word(words[3], "from");
     const Pair pair = read_pair(words);
-    const uint32_t vid = resolve_vlan(pair.vlan);
+    const uint32_t vid = read_vlan(pair.vlan);
     if (count > 8) no_more_argument();
 
     int32_t status = 0;

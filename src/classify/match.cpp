@@ -45,40 +45,40 @@ Match single_hex(uint32_t value) {
 
 // value[/mask] or low-high[/mask]. What cannot be read from there on is left out.
 template <typename Number>
-std::optional<Match> read_match(const char* at, bool (*read_one)(const char*&, Number&), Match (*single)(Number)) {
+std::optional<Match> parse_match(const char* at, bool (*scan_one)(const char*&, Number&), Match (*single)(Number)) {
     Number low{};
-    if (!read_one(at, low)) return std::nullopt;
+    if (!scan_one(at, low)) return std::nullopt;
     Match match = single(low);
-    if (read_literal(at, '-')) {
+    if (scan_literal(at, '-')) {
         Number high{};
-        if (!read_one(at, high)) return match;
+        if (!scan_one(at, high)) return match;
         match = {static_cast<uint32_t>(low), static_cast<uint32_t>(high), full_mask};
     }
-    if (read_literal(at, '/')) read_hex(at, match.mask);
+    if (scan_literal(at, '/')) scan_hex(at, match.mask);
     return match;
 }
 
 template <typename Word> bool parse_decimal(const char* text, uint32_t highest, MatchSlot<Word>& slot) {
-    const std::optional<Match> match = read_match(text, read_decimal, single_decimal);
+    const std::optional<Match> match = parse_match(text, scan_decimal, single_decimal);
     return match && store(*match, highest, slot);
 }
 
-// The first octet is the most significant. Answers how many of the four were there.
-int read_octets(const char*& at, uint32_t& address) {
+// The first octet is the most significant. Returns how many of the four were there.
+int scan_octets(const char*& at, uint32_t& address) {
     address = 0;
     for (int count = 0; count < 4; ++count) {
         uint8_t octet = 0;
-        if ((count > 0 && !read_literal(at, '.')) || !read_octet(at, octet)) return count;
+        if ((count > 0 && !scan_literal(at, '.')) || !scan_octet(at, octet)) return count;
         address = address << 8 | octet;
     }
     return 4;
 }
 
-// /n, the n top bits. Without a number there is no prefix and the mask stays full; a length that no address has is
-// refused.
-bool read_prefix(const char*& at, uint32_t& mask) {
+// /n, the n top bits, or nothing. Without a number there is no prefix and the mask stays full. False for a length that
+// no address has.
+bool parse_prefix(const char* at, uint32_t& mask) {
     int32_t length = 0;
-    if (!read_literal(at, '/') || !read_decimal(at, length)) return true;
+    if (!scan_literal(at, '/') || !scan_decimal(at, length)) return true;
     if (length < 0 || length > 32) return false;
     mask = length == 0 ? 0 : full_mask << (32 - length);
     return true;
@@ -95,22 +95,22 @@ bool parse_decimal_match(const char* text, uint16_t highest, MatchSlot<uint16_t>
 }
 
 bool parse_hex_match(const char* text, MatchSlot<uint16_t>& slot) {
-    const std::optional<Match> match = read_match(text, read_hex, single_hex);
+    const std::optional<Match> match = parse_match(text, scan_hex, single_hex);
     return match && store(*match, 0xffff, slot);
 }
 
 bool parse_address_match(const char* text, MatchSlot<uint32_t>& slot) {
     Match match{0, 0, full_mask};
-    if (read_octets(text, match.low) != 4) return false;
+    if (scan_octets(text, match.low) != 4) return false;
     match.high = match.low;
-    if (read_literal(text, '-')) {
+    if (scan_literal(text, '-')) {
         uint32_t high = 0;
-        const int octets = read_octets(text, high);
+        const int octets = scan_octets(text, high);
         if (octets == 0) return store(match, full_mask, slot); // a dash alone is left out
         if (octets != 4) return false;
         match.high = high;
     }
-    return read_prefix(text, match.mask) && store(match, full_mask, slot);
+    return parse_prefix(text, match.mask) && store(match, full_mask, slot);
 }
 
 bool parse_protocol_match(const char* text, MatchSlot<uint8_t>& slot) {

@@ -1,5 +1,5 @@
 // Match operands of classification rules: a value, a range, or either under a mask. A text that is none of these, or a
-// reversed range, is a wildcard: the reader answers false and leaves the slot alone.
+// reversed range, is a wildcard: the parser returns false and leaves the slot alone.
 #pragma once
 
 #include "platform/brgfdb.h"

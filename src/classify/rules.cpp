@@ -20,18 +20,18 @@ void read_target(const char* word, ClassifyRule& rule) {
     int32_t stream = 0;
     uint8_t traffic_class = 0;
     std::string_view color;
-    if (!read_decimal(word, stream) || !read_literal(word, '/') || !read_octet(word, traffic_class) ||
-        !read_literal(word, '/') || !read_text(word, color))
+    if (!scan_decimal(word, stream) || !scan_literal(word, '/') || !scan_octet(word, traffic_class) ||
+        !scan_literal(word, '/') || !scan_text(word, color))
         show_usage();
     if (!is_stream(stream)) refuse_out_of_range(range_error::stream, stream);
     require_class(traffic_class);
     rule.stream = static_cast<uint16_t>(stream - 1);
     rule.traffic_class = traffic_class;
-    rule.color = static_cast<uint8_t>(read_color_or_usage(color));
+    rule.color = static_cast<uint8_t>(read_color(color));
 }
 
 // <da> <sa> <tos> <prot> <dp> <sp> <vid> <cos> <etype> <ext>. What cannot be read matches anything.
-void read_matches(char** operands, ClassifyRule& rule) {
+void parse_matches(char** operands, ClassifyRule& rule) {
     const auto mark = [&rule](uint32_t field, bool is_given) {
         if (is_given) rule.present |= field;
     };
@@ -51,7 +51,7 @@ void read_matches(char** operands, ClassifyRule& rule) {
 int32_t read_line(int32_t count, char** words) {
     if (count != 19) return any_line;
     require_word(words[17], "line");
-    return read_number_or_usage(words[18]);
+    return read_number(words[18]);
 }
 
 constexpr NumberedText rule_creation_messages[] = {
@@ -77,9 +77,9 @@ void add_classify(int32_t count, char** words) {
     require_word(words[15], "clslist");
     ClassifyRule rule{};
     read_target(words[2], rule);
-    rule.marking = static_cast<uint32_t>(find_word_or_usage<marking_words>(words[3]));
-    read_matches(words + 4, rule);
-    const int32_t list = read_number_or_usage(words[16]);
+    rule.marking = static_cast<uint32_t>(read_word<marking_words>(words[3]));
+    parse_matches(words + 4, rule);
+    const int32_t list = read_number(words[16]);
     const int32_t line = read_line(count, words);
 
     int32_t status = 0;
@@ -93,10 +93,10 @@ void remove_classify(int32_t count, char** words) {
     if (count < 7) show_usage();
     require_word(words[2], "from");
     require_word(words[3], "clslist");
-    const int32_t list = read_number_or_usage(words[4]);
+    const int32_t list = read_number(words[4]);
     require_word(words[5], "line");
     const bool is_all = is_word(words[6], "all");
-    const int32_t line = is_all ? 0 : read_number_or_usage(words[6]);
+    const int32_t line = is_all ? 0 : read_number(words[6]);
     if (count > 7) no_more_argument();
 
     int32_t status = 0;

@@ -1,6 +1,8 @@
 // Walking through packed tables.
 #include "common/packing.h"
 
+#include "common/keyword.h"
+
 namespace {
 
 constexpr int32_t number_of(const char* row) {

@@ -12,31 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
-#include <string_view>
 #include <type_traits>
-
-constexpr const char* end_of(const char* text) {
-    while (*text != '\0')
-        ++text;
-    return text;
-}
-
-// Keywords are matched whole and case-sensitively. A word that is part of an operand ends before a NUL.
-constexpr bool is_word(const char* word, const char* end, const char* keyword) {
-    for (; word != end; ++word, ++keyword)
-        if (*word != *keyword) return false;
-    return *keyword == '\0';
-}
-constexpr bool is_word(const char* word, const char* keyword) {
-    while (*word != '\0' && *word == *keyword) {
-        ++word;
-        ++keyword;
-    }
-    return *word == *keyword;
-}
-constexpr bool is_word(std::string_view word, const char* keyword) {
-    return is_word(word.data(), word.data() + word.size(), keyword);
-}
 
 // A row of a table of messages: what to say for a status. The rows of words are in platform/words.h.
 struct NumberedText {
@@ -116,7 +92,7 @@ constexpr size_t length_of_phrase(const char* phrase, const char* text) {
     return length;
 }
 
-// The longest phrase that the text begins with, or its first character; answers what is behind it.
+// The longest phrase that the text begins with, or its first character; returns what is behind it.
 constexpr const char* append_piece(Buffer& buffer, const char* text) {
     auto code = static_cast<uint8_t>(*text);
     if (placeholder::is_encoded(code) || code >= first_phrase) text_is_malformed();

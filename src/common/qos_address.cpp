@@ -8,11 +8,11 @@
 namespace {
 
 bool scan_two(const char*& at, int32_t& first, int32_t& second) {
-    return read_decimal(at, first) && read_literal(at, '/') && read_decimal(at, second);
+    return scan_decimal(at, first) && scan_literal(at, '/') && scan_decimal(at, second);
 }
 
 bool scan_queue(const char*& at, QueueAddress& queue) {
-    return scan_two(at, queue.port, queue.stream) && read_literal(at, '/') && read_decimal(at, queue.traffic_class);
+    return scan_two(at, queue.port, queue.stream) && scan_literal(at, '/') && scan_decimal(at, queue.traffic_class);
 }
 
 void require_queue_in_range(const QueueAddress& queue) {
@@ -39,12 +39,12 @@ void require_class(int32_t traffic_class) {
     if (!is_class(traffic_class)) refuse_out_of_range(range_error::traffic_class, traffic_class);
 }
 
-int32_t read_color_or_usage(const char* word) {
-    return find_word_or_usage<color_words>(word);
+int32_t read_color(const char* word) {
+    return read_word<color_words>(word);
 }
 
-int32_t read_color_or_usage(std::string_view word) {
-    return find_word_or_usage<color_words>(word);
+int32_t read_color(std::string_view word) {
+    return read_word<color_words>(word);
 }
 
 StreamAddress read_stream_address(const char* word) {
@@ -63,16 +63,16 @@ QueueAddress read_queue_address(const char* word) {
 ColorAddress read_color_address(const char* word) {
     QueueAddress queue{};
     std::string_view color;
-    if (!scan_queue(word, queue) || !read_literal(word, '/') || !read_text(word, color)) show_usage();
+    if (!scan_queue(word, queue) || !scan_literal(word, '/') || !scan_text(word, color)) show_usage();
     require_queue_in_range(queue);
-    return {queue, read_color_or_usage(color)};
+    return {queue, read_color(color)};
 }
 
-FlowAddress read_flow_address(const char* word) {
-    FlowAddress flow{};
+Classification read_classification(const char* word) {
+    Classification target{};
     std::string_view color;
-    if (!scan_two(word, flow.stream, flow.traffic_class) || !read_literal(word, '/') || !read_text(word, color))
+    if (!scan_two(word, target.stream, target.traffic_class) || !scan_literal(word, '/') || !scan_text(word, color))
         show_usage();
-    flow.color = read_color_or_usage(color);
-    return flow;
+    target.color = read_color(color);
+    return target;
 }

@@ -23,8 +23,8 @@ bool is_stream(int32_t stream);
 bool is_class(int32_t traffic_class);
 
 // "green" 0, "yellow" 1, "red" 2, or the usage text.
-int32_t read_color_or_usage(const char* word);
-int32_t read_color_or_usage(std::string_view word);
+int32_t read_color(const char* word);
+int32_t read_color(std::string_view word);
 
 // <port/stream>, not yet range-checked.
 struct StreamAddress {
@@ -52,9 +52,9 @@ struct ColorAddress {
 ColorAddress read_color_address(const char* word);
 
 // <stream/class/color>, for which only the usage text tells what is wrong; the numbers' ranges are the caller's.
-struct FlowAddress {
+struct Classification {
     int32_t stream;
     int32_t traffic_class;
     int32_t color;
 };
-FlowAddress read_flow_address(const char* word);
+Classification read_classification(const char* word);

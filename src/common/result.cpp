@@ -116,12 +116,6 @@ void accept() {
     end_process();
 }
 
-void no_more_argument() {
-    static constexpr char line[] = "no more argument\n";
-    print(line, sizeof line - 1);
-    end_process();
-}
-
 void refuse_missing(int32_t code, const char* name) {
     report_not_exist(code, name, 0);
     end_process();

@@ -81,9 +81,10 @@ template <const auto& Messages, typename... Operands> void report(int32_t code, 
 
 // --- Printing and ending the process with status 0 ---
 
+// OK. The sentences that create a port, change mirrors or protocol groups, or flush the forwarding database print it
+// with act_puts and return to `dispatch`, deliberately: a program that links their handlers goes on behind them. In the
+// tool, main then ends with the same status.
 [[noreturn]] void accept();
-[[noreturn]] void show_usage();       // the usage text, no document
-[[noreturn]] void no_more_argument(); // its line, no document
 
 [[noreturn]] void refuse_missing(int32_t code, const char* name);
 [[noreturn]] void refuse_missing(int32_t code, int32_t number);

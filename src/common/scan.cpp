@@ -23,7 +23,7 @@ struct Magnitude {
     bool is_too_large;
 };
 
-bool read_magnitude(const char*& at, uint32_t base, Magnitude& number) {
+bool scan_magnitude(const char*& at, uint32_t base, Magnitude& number) {
     const char* c = at;
     while (is_blank(*c))
         ++c;
@@ -43,36 +43,36 @@ bool read_magnitude(const char*& at, uint32_t base, Magnitude& number) {
     return true;
 }
 
-bool read_unsigned(const char*& at, uint32_t base, uint32_t& value) {
+bool scan_unsigned(const char*& at, uint32_t base, uint32_t& value) {
     Magnitude number{};
-    if (!read_magnitude(at, base, number)) return false;
+    if (!scan_magnitude(at, base, number)) return false;
     value = number.is_negative && !number.is_too_large ? 0 - number.value : number.value;
     return true;
 }
 
 } // namespace
 
-bool read_decimal(const char*& at, int32_t& value) {
+bool scan_decimal(const char*& at, int32_t& value) {
     Magnitude number{};
-    if (!read_magnitude(at, 10, number)) return false;
+    if (!scan_magnitude(at, 10, number)) return false;
     const uint32_t limit = number.is_negative ? 0x80000000U : 0x7fffffffU;
     const uint32_t magnitude = number.value > limit ? limit : number.value;
     value = static_cast<int32_t>(number.is_negative ? 0 - magnitude : magnitude);
     return true;
 }
 
-bool read_hex(const char*& at, uint32_t& value) {
-    return read_unsigned(at, 16, value);
+bool scan_hex(const char*& at, uint32_t& value) {
+    return scan_unsigned(at, 16, value);
 }
 
-bool read_octet(const char*& at, uint8_t& value) {
+bool scan_octet(const char*& at, uint8_t& value) {
     uint32_t number = 0;
-    if (!read_unsigned(at, 10, number)) return false;
+    if (!scan_unsigned(at, 10, number)) return false;
     value = static_cast<uint8_t>(number);
     return true;
 }
 
-bool read_text(const char*& at, std::string_view& text) {
+bool scan_text(const char*& at, std::string_view& text) {
     const char* first = at;
     while (is_blank(*first))
         ++first;
@@ -85,22 +85,22 @@ bool read_text(const char*& at, std::string_view& text) {
     return true;
 }
 
-bool read_literal(const char*& at, char literal) {
+bool scan_literal(const char*& at, char literal) {
     if (*at != literal) return false;
     ++at;
     return true;
 }
 
-bool read_number(const char* word, int32_t& value) {
-    return read_decimal(word, value);
+bool parse_number(const char* word, int32_t& value) {
+    return scan_decimal(word, value);
 }
 
-bool read_hex_number(const char* word, uint32_t& value) {
-    return read_hex(word, value);
+bool parse_hex_number(const char* word, uint32_t& value) {
+    return scan_hex(word, value);
 }
 
-bool read_range(const char* word, NumberRange& range) {
-    if (!read_decimal(word, range.min)) return false;
-    if (!read_literal(word, '-') || !read_decimal(word, range.max)) range.max = range.min;
+bool parse_range(const char* word, NumberRange& range) {
+    if (!scan_decimal(word, range.min)) return false;
+    if (!scan_literal(word, '-') || !scan_decimal(word, range.max)) range.max = range.min;
     return true;
 }

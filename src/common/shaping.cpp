@@ -1,24 +1,24 @@
-// Rates, bursts and the recomputation that a change of them asks for.
+// Rates and bursts.
 #include "common/shaping.h"
 
 #include "common/operands.h"
 #include "platform/brgfdb.h"
 
-int32_t burst_unit(int32_t count, char** words, int32_t at) {
+int32_t read_burst_unit(int32_t count, char** words, int32_t at) {
     static constexpr NumberedWord units[] = {{1000, "kbyte"}, {1, "byte"}};
     if (count <= at) return 1000;
-    return find_word_or_usage<units>(words[at]);
+    return read_word<units>(words[at]);
 }
 
 RateAndBurst read_rate_and_burst(int32_t count, char** words, int32_t at) {
     require_word(words[at], "rate");
-    const int32_t rate = times_1000(read_number_or_usage(words[at + 1]));
+    const int32_t rate = times_1000(read_number(words[at + 1]));
     if (!is_rate(rate)) refuse_out_of_range(range_error::rate, rate);
 
     if (count <= at + 3) return {rate, default_burst};
     require_word(words[at + 2], "burst");
-    const int32_t typed = read_number_or_usage(words[at + 3]);
-    const int32_t burst = wrapping_multiply(typed, burst_unit(count, words, at + 4));
+    const int32_t typed = read_number(words[at + 3]);
+    const int32_t burst = wrapping_multiply(typed, read_burst_unit(count, words, at + 4));
     if (!is_burst(burst)) refuse_out_of_range(range_error::burst, burst);
     return {rate, burst};
 }

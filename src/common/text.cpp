@@ -1,6 +1,8 @@
 // Filling texts with operands.
 #include "common/text.h"
 
+#include "common/keyword.h"
+
 #include <array>
 #include <cstdio>
 

@@ -17,7 +17,7 @@ union Operand {
     Operand(const char* value) : text(value) {}
 };
 
-// Writes a packed text with its operands and a NUL, cut to `size` bytes in all; answers the length without the NUL.
+// Writes a packed text with its operands and a NUL, cut to `size` bytes in all; returns the length without the NUL.
 size_t fill(char* out, size_t size, const char* packed, const Operand* operands);
 
 ShortText compose_packed(const char* packed, const Operand* operands);

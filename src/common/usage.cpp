@@ -1,5 +1,7 @@
-// The usage text. Its slips ("nname", the bracket of "show clslist") and its gaps are known to those who read it and
-// stay as they are.
+// The usage text and the line for surplus words. The slips of the text ("nname", the bracket of "show clslist") and its
+// gaps are known to those who read it and stay as they are.
+#include "common/usage.h"
+
 #include "common/output.h"
 #include "common/result.h"
 
@@ -85,5 +87,11 @@ constexpr auto packed_usage =
 void show_usage() {
     char text[sizeof usage_text];
     print(text, fill(text, sizeof text, packed_usage.bytes, nullptr));
+    end_process();
+}
+
+void no_more_argument() {
+    static constexpr char line[] = "no more argument\n";
+    print(line, sizeof line - 1);
     end_process();
 }

@@ -3,6 +3,7 @@
 
 #include "common/operands.h"
 #include "common/scan.h"
+#include "common/vlan_operands.h"
 #include "platform/brgfdb.h"
 
 namespace {
@@ -23,11 +24,11 @@ StaticAction read_static_action(int32_t count, char** words) {
     }
     require_word(words[6], "port");
     if (count == 7) show_usage();
-    StaticAction action{read_number_or_usage(words[7]), static_action::forward};
+    StaticAction action{read_number(words[7]), static_action::forward};
     if (count == 10) {
         uint32_t flag = 0;
         require_word(words[8], "flag");
-        if (!read_hex_number(words[9], flag)) show_usage();
+        if (!parse_hex_number(words[9], flag)) show_usage();
         action.action = static_cast<uint8_t>(flag);
     } else if (count != 8) {
         no_more_argument();
@@ -79,7 +80,7 @@ constexpr bool is_reserved(const uint8_t* mac) {
 
 [[noreturn]] void create_local(int32_t count, char** words, const uint8_t* mac, int32_t port) {
     if (count < 7) show_usage();
-    const int32_t type = find_word_or_usage<local_type_words>(words[6]);
+    const int32_t type = read_word<local_type_words>(words[6]);
     if (count > 7) no_more_argument();
 
     int32_t status = 0;
@@ -100,7 +101,7 @@ constexpr bool is_reserved(const uint8_t* mac) {
 void flush_vlan(int32_t count, char** words) {
     if (count <= 5) show_usage();
     if (count > 6) no_more_argument();
-    const uint32_t vid = resolve_vlan(words[5]);
+    const uint32_t vid = read_vlan(words[5]);
     if (brgfdb_clear_fdb_vlan(vid) < 0) refuse_missing(status::no_vlan, words[5]);
 }
 
@@ -129,7 +130,7 @@ void change_sfdbentry(int32_t count, char** words) {
     require_word(words[4], "vlan");
     uint8_t mac[mac_length] = {};
     read_mac_address(words[2], mac);
-    const uint32_t vid = resolve_vlan(words[5]);
+    const uint32_t vid = read_vlan(words[5]);
 
     int32_t status = 0;
     StaticEntry entry{words[0], words[2], words[5], 0};
@@ -157,7 +158,7 @@ void change_lfdbentry(int32_t count, char** words) {
     read_mac_address(words[2], mac);
     if (is_reserved(mac)) refuse_invalid(invalid::reserved_mac_address, words[2]);
     require_word(words[4], "port");
-    const int32_t port = read_number_or_usage(words[5]);
+    const int32_t port = read_number(words[5]);
 
     if (is_word(words[0], "create")) create_local(count, words, mac, port);
     delete_local(count, words, mac, port);

@@ -2,31 +2,22 @@
 #include "main/dispatch.h"
 
 #include "classify/classify.h"
-#include "common/operands.h"
+#include "common/keyword.h"
+#include "common/usage.h"
 #include "fdb/fdb.h"
+#include "main/command_index.h"
 #include "mirror/mirror.h"
 #include "port/port.h"
 #include "qos/qos.h"
 #include "vlan/vlan.h"
 
-#include <array>
-#include <iterator>
-#include <utility>
-
 namespace {
-
-// The keyword is the fourth word, behind the operand of the object; an empty one takes any word, or none.
-struct Command {
-    const char* verb;
-    const char* object;
-    const char* keyword;
-    void (*handle)(int32_t count, char** words);
-};
 
 // Any other keyword of an ether passes in silence, deliberately: no usage text, no document.
 void ignore_sentence(int32_t /*count*/, char** /*words*/) {}
 
-// The first row that matches is taken.
+// The first row that matches is taken. The keyword is the fourth word, behind the operand of the object; an empty one
+// takes any word, or none.
 constexpr Command commands[] = {
     {"create", "port", "", create_port},
     {"create", "vlan", "", create_vlan},
@@ -95,61 +86,10 @@ constexpr Command commands[] = {
     {"show", "clslist", "", show_clslist},
 };
 
-constexpr size_t command_count = std::size(commands);
-
-// What the program carries of the rows, without a pointer that the loader would have to relocate at every start: each
-// distinct word once, and where a row's words are among them.
-struct Row {
-    uint16_t verb;
-    uint16_t object;
-    uint16_t keyword;
-};
-
-struct Index {
-    packing::Buffer words;
-    std::array<Row, command_count> rows;
-};
-
-// The place of a word, which is added when it is new. It may be the end of another.
-constexpr uint16_t place_of(const char* word, packing::Buffer& words) {
-    for (size_t at = 0; at < words.size; ++at)
-        if (is_word(word, words.bytes + at)) return static_cast<uint16_t>(at);
-    const auto end = static_cast<uint16_t>(words.size);
-    packing::append_word(words, word);
-    return end;
-}
-
-constexpr Index command_index = [] {
-    Index index{};
-    for (size_t i = 0; i < command_count; ++i)
-        index.rows[i] = {place_of(commands[i].verb, index.words), place_of(commands[i].object, index.words),
-                         place_of(commands[i].keyword, index.words)};
-    return index;
-}();
-constexpr std::array<Row, command_count> rows = command_index.rows;
-constexpr auto row_words = packing::pack_with([](packing::Buffer& buffer) { buffer = command_index.words; });
-
-bool matches(const Row& row, char** words) {
-    const char* const text = row_words.bytes;
-    if (!is_word(words[0], text + row.verb) || !is_word(words[1], text + row.object)) return false;
-    return text[row.keyword] == '\0' || is_word(words[3], text + row.keyword);
-}
-
-// Each handler is called by its name, and only here: optimised as one unit, they become one function that sets up its
-// frame and its addresses once.
-template <size_t... Index>
-void call_handler(size_t row, int32_t count, char** words, std::index_sequence<Index...> /*rows*/) {
-    static_cast<void>(((row == Index && (commands[Index].handle(count, words), true)) || ...));
-}
-
 } // namespace
 
 void dispatch(int32_t count, char** words) {
     if (count <= 1) show_usage();
     if (is_word(words[0], "set") && count <= 3) show_usage();
-
-    for (size_t row = 0; row < command_count; ++row)
-        if (matches(rows[row], words))
-            return call_handler(row, count, words, std::make_index_sequence<command_count>{});
-    show_usage();
+    if (!call_first_match<commands>(count, words)) show_usage();
 }

@@ -5,7 +5,7 @@
 #include "common/operands.h"
 #include "common/qos_address.h"
 #include "common/scan.h"
-#include "common/vlan_numbers.h"
+#include "common/vlan_operands.h"
 #include "platform/brgfdb.h"
 
 namespace {
@@ -29,7 +29,7 @@ void report_mirror_error(int32_t status, int32_t mirror) {
     report<mirror_messages>(status, mirror);
 }
 
-// The usual ending: OK and back to the caller, or the library's error and the end of the process.
+// The usual ending: OK and back to `dispatch` (common/result.h), or the library's error and the end of the process.
 void finish(int32_t result, int32_t status, uint16_t mirror) {
     if (result != 0) {
         report_mirror_error(status, mirror);
@@ -42,7 +42,7 @@ void finish(int32_t result, int32_t status, uint16_t mirror) {
 static_assert(mirror_count == 4 && front_port_count == 4);
 uint16_t read_one_to_four(const char* word, int32_t not_a_number, int32_t out_of_range, const char* shown) {
     int32_t number = 0;
-    if (!read_number(word, number)) refuse_invalid(not_a_number, shown);
+    if (!parse_number(word, number)) refuse_invalid(not_a_number, shown);
     if (!is_within(number, 1, 4)) refuse_out_of_range(out_of_range, number);
     return static_cast<uint16_t>(number);
 }
@@ -75,14 +75,14 @@ Source read_port_source(int32_t count, char** words) {
 
     if (count <= 6) show_usage();
     const uint16_t port = read_one_to_four(words[5], invalid::mirror_source, range_error::mirror_source, words[5]);
-    if (count <= 8 || is_word(words[8], "all")) return {find_word_or_usage<of_port>(words[6]), port, 0};
-    const int32_t type = find_word_or_usage<of_port_in_vlan>(words[6]);
-    return {type, port, static_cast<uint16_t>(resolve_vlan(words[8]))};
+    if (count <= 8 || is_word(words[8], "all")) return {read_word<of_port>(words[6]), port, 0};
+    const int32_t type = read_word<of_port_in_vlan>(words[6]);
+    return {type, port, static_cast<uint16_t>(read_vlan(words[8]))};
 }
 
 Source read_source(int32_t count, char** words) {
     if (is_word(words[4], "port")) return read_port_source(count, words);
-    if (is_word(words[4], "vlan")) return {mirror_source::vlan, 0, static_cast<uint16_t>(resolve_vlan(words[5]))};
+    if (is_word(words[4], "vlan")) return {mirror_source::vlan, 0, static_cast<uint16_t>(read_vlan(words[5]))};
     show_usage();
 }
 
@@ -94,9 +94,7 @@ struct Tag {
 
 // {on [tagtype <tagtype>] vid <vid>|off}, from words[4] on.
 Tag read_tag(int32_t count, char** words) {
-    const std::optional<bool> is_on = read_switch(words[4]);
-    if (!is_on) show_usage();
-    if (!*is_on) return {0, default_tag_type, 0};
+    if (!read_switch(words[4])) return {0, default_tag_type, 0};
     if (count <= 6) show_usage();
     if (is_word(words[5], "vid")) return {1, default_tag_type, static_cast<uint16_t>(read_vlan_id(words[6]))};
 
@@ -156,12 +154,12 @@ void set_mirror_dest(int32_t count, char** words) {
 // set mirror <num> classify <stream/class/color>; ranges, too, are a matter of the usage text here.
 void set_mirror_classify(int32_t count, char** words) {
     const uint16_t mirror = read_mirror(count, words, 5);
-    const FlowAddress flow = read_flow_address(words[4]);
-    if (!is_stream(flow.stream) || !is_class(flow.traffic_class)) show_usage();
+    const Classification target = read_classification(words[4]);
+    if (!is_stream(target.stream) || !is_class(target.traffic_class)) show_usage();
 
     int32_t status = 0;
-    const int32_t result = brgfdb_set_mirror_classify(mirror, static_cast<uint16_t>(flow.stream - 1),
-                                                      flow.traffic_class, flow.color, &status);
+    const int32_t result = brgfdb_set_mirror_classify(mirror, static_cast<uint16_t>(target.stream - 1),
+                                                      target.traffic_class, target.color, &status);
     finish(result, status, mirror);
 }
 

@@ -408,7 +408,7 @@ int32_t brgfdb_set_link_depend(int32_t port, int32_t type, uint32_t port_mask, i
 // Shapes what a physical interface sends; rate 0 and burst 0 take the shaper off. Fails with no_ether.
 int32_t brgfdb_set_ph_shaping(int32_t ether, int32_t rate, int32_t burst, int32_t* status);
 
-// Recomputes the shaping of all streams of a port after a change above or among them.
+// Computes the shaping of all streams of a port anew, after one of them or the interface below them has changed.
 int32_t brgfdb_stream_shaping_rate_update(int32_t port, int32_t* status);
 
 // --- VLANs ---

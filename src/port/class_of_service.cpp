@@ -21,12 +21,13 @@ constexpr NumberedText policing_messages[] = {
 // set port <port> default_class <stream/class/color>
 void set_port_default_class(int32_t count, char** words) {
     if (count <= 4) show_usage();
-    const int32_t port = read_number_or_usage(words[2]);
-    const FlowAddress flow = read_flow_address(words[4]);
+    const int32_t port = read_number(words[2]);
+    const Classification target = read_classification(words[4]);
     if (count > 5) no_more_argument();
 
     int32_t status = 0;
-    if (brgfdb_set_default_class(port, wrapping_subtract(flow.stream, 1), flow.traffic_class, flow.color, &status) == 0)
+    if (brgfdb_set_default_class(port, wrapping_subtract(target.stream, 1), target.traffic_class, target.color,
+                                 &status) == 0)
         accept();
     if (status == status::no_port) refuse_missing(status, port);
     refuse<"port {0} cannot set default class.">(status, port);
@@ -34,12 +35,12 @@ void set_port_default_class(int32_t count, char** words) {
 
 // set port <port> cosmap [bit <bit>] val <map>
 void set_port_cosmap(int32_t count, char** words) {
-    const int32_t port = read_number_or_usage(words[2]);
+    const int32_t port = read_number(words[2]);
     if (count <= 5) show_usage();
 
     const bool has_bit = is_word(words[4], "bit");
     uint32_t bit = 0;
-    if (has_bit && (!read_hex_number(words[5], bit) || count <= 7)) show_usage();
+    if (has_bit && (!parse_hex_number(words[5], bit) || count <= 7)) show_usage();
     const int32_t val = has_bit ? 6 : 4;
     require_word(words[val], "val");
 
@@ -56,18 +57,17 @@ void set_port_cosmap(int32_t count, char** words) {
 // set port <port> class_policing class <class> {off|on rcolor <color> rate <rate> [burst <burst>] [{byte|kbyte}]}
 void set_port_class_policing(int32_t count, char** words) {
     if (count <= 6) show_usage();
-    const int32_t port = read_number_or_usage(words[2]);
+    const int32_t port = read_number(words[2]);
     require_word(words[4], "class");
-    const int32_t traffic_class = read_number_or_usage(words[5]);
-    const std::optional<bool> is_on = read_switch(words[6]);
-    if (!is_on) show_usage();
+    const int32_t traffic_class = read_number(words[5]);
+    const bool is_on = read_switch(words[6]);
 
     RateAndBurst limit{};
     int32_t color = 0;
-    if (*is_on) {
+    if (is_on) {
         if (count <= 10) show_usage();
         require_word(words[7], "rcolor");
-        color = find_word_or_usage<policing_color_words>(words[8]);
+        color = read_word<policing_color_words>(words[8]);
         limit = read_rate_and_burst(count, words, 9);
     }
 
@@ -80,8 +80,8 @@ void set_port_class_policing(int32_t count, char** words) {
 // set port <port> bandwidth {frame_only|frame_gap}
 void set_port_bandwidth(int32_t count, char** words) {
     if (count <= 4) show_usage();
-    const int32_t port = read_number_or_usage(words[2]);
-    const int32_t mode = find_word_or_usage<bandwidth_mode_words>(words[4]);
+    const int32_t port = read_number(words[2]);
+    const int32_t mode = read_word<bandwidth_mode_words>(words[4]);
 
     int32_t status = 0;
     if (brgfdb_set_port_bandwidth_calc_mode(port, mode, &status) == 0) accept();

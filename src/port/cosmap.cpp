@@ -2,6 +2,7 @@
 #include "port/cosmap.h"
 
 bool parse_cosmap(const char* text, CosMap& map) {
+    map = CosMap{};
     uint32_t entry = 0;
     while (entry < priority_count) {
         if (*text >= '0' && *text <= '7') {

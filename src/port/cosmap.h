@@ -10,6 +10,6 @@ struct CosMap {
 };
 
 // Eight entries, each a digit 0 to 7 or nothing (class 0), with a comma behind each but the last. Commas between digits
-// may be left out, so 01234567 is 0,1,2,3,4,5,6,7; a comma that ends the text opens one more, empty entry. Answers
-// whether the text is such a map; `map` must come zeroed.
+// may be left out, so 01234567 is 0,1,2,3,4,5,6,7; a comma that ends the text opens one more, empty entry. Returns
+// whether the text is such a map; `map` is of no use when not.
 bool parse_cosmap(const char* text, CosMap& map);

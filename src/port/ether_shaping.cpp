@@ -8,12 +8,11 @@
 // set ether <ether> shaping {off|on rate <rate> [burst <burst>] [{byte|kbyte}]}
 void set_ether_shaping(int32_t count, char** words) {
     if (count <= 4) show_usage();
-    const int32_t ether = read_number_or_usage(words[2]);
-    const std::optional<bool> is_on = read_switch(words[4]);
-    if (!is_on) show_usage();
+    const int32_t ether = read_number(words[2]);
+    const bool is_on = read_switch(words[4]);
 
     RateAndBurst shaper{};
-    if (*is_on) {
+    if (is_on) {
         if (count <= 6) show_usage();
         shaper = read_rate_and_burst(count, words, 5);
     }

@@ -11,7 +11,7 @@ namespace {
 
 // Link mode and dependency exist for logical ports only; other numbers get the usage text, not a range error.
 int32_t read_logical_port(const char* word) {
-    const int32_t port = read_number_or_usage(word);
+    const int32_t port = read_number(word);
     if (port_kind::of(port) != port_kind::logical) show_usage();
     return port;
 }
@@ -21,9 +21,9 @@ int32_t read_logical_port(const char* word) {
 // set port <port> link_frame {bpdu|lag|pae} {discard|forward}
 void set_port_link_frame(int32_t count, char** words) {
     if (count <= 5) show_usage();
-    const int32_t port = read_number_or_usage(words[2]);
-    const int32_t kind = find_word_or_usage<link_frame_words>(words[4]);
-    const int32_t action = find_word_or_usage<link_frame_action_words>(words[5]);
+    const int32_t port = read_number(words[2]);
+    const int32_t kind = read_word<link_frame_words>(words[4]);
+    const int32_t action = read_word<link_frame_action_words>(words[5]);
 
     int32_t status = 0;
     if (brgfdb_set_port_link_frames(port, kind, action, &status) == 0) accept();
@@ -35,7 +35,7 @@ void set_port_link_frame(int32_t count, char** words) {
 void set_port_link_mode(int32_t count, char** words) {
     const int32_t port = read_logical_port(words[2]);
     if (count <= 4) show_usage();
-    const int32_t mode = find_word_or_usage<link_mode_words>(words[4]);
+    const int32_t mode = read_word<link_mode_words>(words[4]);
     if (count > 5) no_more_argument();
 
     int32_t status = 0;

@@ -51,7 +51,7 @@ void create_reserved_entries(int32_t port) {
 // enable port <port>, disable port <port>. Unlike elsewhere a surplus word is a usage error.
 template <auto change, auto tell_port_table> void switch_port(int32_t count, char** words, int32_t already_so) {
     if (count != 3) show_usage();
-    const int32_t port = read_number_or_usage(words[2]);
+    const int32_t port = read_number(words[2]);
 
     int32_t status = 0;
     if (change(port, &status) != 0) {
@@ -66,14 +66,14 @@ template <auto change, auto tell_port_table> void switch_port(int32_t count, cha
 
 } // namespace
 
-// create port <port> npport <ether> portType <type>
+// create port <port> npport <ether> portType <type>; returns where others accept (common/result.h).
 void create_port(int32_t count, char** words) {
     if (count <= 5) show_usage();
-    const int32_t port = read_number_or_usage(words[2]);
-    const int32_t ether = read_number_or_usage(words[4]); // any word does in place of "npport"
+    const int32_t port = read_number(words[2]);
+    const int32_t ether = read_number(words[4]); // any word does in place of "npport"
     require_word(words[5], "portType");
     if (count == 6) show_usage();
-    const int32_t type = find_word_or_usage<port_type_words>(words[6]);
+    const int32_t type = read_word<port_type_words>(words[6]);
     if (count > 7) no_more_argument();
 
     int32_t status = 0;
@@ -91,7 +91,7 @@ void create_port(int32_t count, char** words) {
 // delete port <port>
 void delete_port(int32_t count, char** words) {
     if (count <= 2) show_usage();
-    const int32_t port = read_number_or_usage(words[2]);
+    const int32_t port = read_number(words[2]);
     if (count > 3) no_more_argument();
 
     int32_t status = 0;

@@ -8,7 +8,7 @@ namespace {
 constexpr uint32_t highest_port = front_port_count;
 
 // One item, up to its comma or the end of the text.
-bool parse_item(const char*& at, uint32_t& mask) {
+bool scan_item(const char*& at, uint32_t& mask) {
     uint32_t first = 0;
     uint32_t last = 0;
     bool is_range = false;
@@ -33,7 +33,8 @@ bool parse_item(const char*& at, uint32_t& mask) {
 } // namespace
 
 bool parse_port_list(const char* text, uint32_t& mask) {
-    while (parse_item(text, mask)) {
+    mask = 0;
+    while (scan_item(text, mask)) {
         if (*text == '\0') return true;
         ++text;
     }

@@ -4,7 +4,7 @@
 #include "common/arithmetic.h"
 #include "common/operands.h"
 #include "common/scan.h"
-#include "common/vlan_numbers.h"
+#include "common/vlan_operands.h"
 #include "platform/brgfdb.h"
 
 namespace {
@@ -64,12 +64,12 @@ Setting read_flag(const FlagParameter& flag, const char* value) {
 Setting read_pvid(const char* value) {
     int32_t number = 0;
     uint32_t pvid = 0;
-    if (read_number(value, number)) {
+    if (parse_number(value, number)) {
         if (number != 0 && !is_tagged_vlan_id(number) && !is_local_vlan_id(number))
             refuse_out_of_range(range_error::pvid, number);
         pvid = static_cast<uint32_t>(number);
     } else {
-        pvid = resolve_vlan(value);
+        pvid = read_vlan(value);
     }
     Setting setting;
     setting.parameters.pvid = static_cast<uint16_t>(pvid);
@@ -86,7 +86,7 @@ Setting read_own_tag_type(const char* value) {
 
 Setting read_aging(const char* value) {
     int32_t seconds = 0;
-    if (!read_number(value, seconds)) refuse_invalid(invalid::aging, value);
+    if (!parse_number(value, seconds)) refuse_invalid(invalid::aging, value);
     if (!is_within(seconds, 60, 1000000)) refuse_out_of_range(range_error::aging, seconds);
     Setting setting;
     setting.aging = static_cast<uint32_t>(seconds);
@@ -95,7 +95,7 @@ Setting read_aging(const char* value) {
 }
 
 Setting read_loop_breaker(const char* value) {
-    const std::optional<bool> is_on = read_switch(value);
+    const std::optional<bool> is_on = parse_switch(value);
     if (!is_on) refuse_invalid(invalid::loop_breaker, value);
     Setting setting;
     setting.loop_breaker = *is_on ? 1 : 0;
@@ -118,7 +118,7 @@ Setting read_setting(int32_t port, const char* keyword, const char* value) {
 
 void set_port_parameter(int32_t count, char** words) {
     if (count <= 4) show_usage();
-    const int32_t port = read_number_or_usage(words[2]);
+    const int32_t port = read_number(words[2]);
     const Setting setting = read_setting(port, words[3], words[4]);
     if (count > 5) no_more_argument();
 

@@ -28,14 +28,14 @@ constexpr DropPolicy tail_drop{{100, 0}, {0, 0}};
 DropPolicy read_wred_ranges(int32_t count, char** words) {
     if (count <= 10) show_usage();
     require_word(words[7], "thresh");
-    const NumberRange threshold = read_range_or_usage(words[8]);
+    const NumberRange threshold = read_range(words[8]);
     require_word(words[9], "drop");
-    return {threshold, read_range_or_usage(words[10])};
+    return {threshold, read_range(words[10])};
 }
 
 int32_t read_keyed_number(char** words, int32_t at, const char* keyword) {
     require_word(words[at], keyword);
-    return read_number_or_usage(words[at + 1]);
+    return read_number(words[at + 1]);
 }
 
 // wred min_thresh <n> max_thresh <n> min_drop <n> max_drop <n>, from words[4] on.
@@ -58,7 +58,7 @@ DropPolicy read_wred_numbers(int32_t count, char** words) {
 void set_queue_color(int32_t count, char** words) {
     if (count <= 6) show_usage();
     const QueueAddress queue = read_queue_address(words[2]);
-    const int32_t color = read_color_or_usage(words[4]);
+    const int32_t color = read_color(words[4]);
     require_word(words[5], "drop_type");
     if (is_word(words[6], "taildrop")) apply_drop_policy(queue, color, tail_drop);
     require_word(words[6], "wred");

@@ -43,11 +43,11 @@ void require_known(int32_t status, const QueueAddress& queue) {
 void set_queue_pri(int32_t count, char** words) {
     if (count <= 4) show_usage();
     const QueueAddress queue = read_queue_address(words[2]);
-    const int32_t priority = read_number_or_usage(words[4]);
+    const int32_t priority = read_number(words[4]);
     int32_t ratio = 1;
     if (count >= 7) {
         require_word(words[5], "ratio");
-        ratio = read_number_or_usage(words[6]);
+        ratio = read_number(words[6]);
     }
     if (count != 5 && count != 7) no_more_argument();
 
@@ -61,7 +61,7 @@ void set_queue_pri(int32_t count, char** words) {
 void set_queue_length(int32_t count, char** words) {
     if (count <= 4) show_usage();
     const QueueAddress queue = read_queue_address(words[2]);
-    const int32_t typed = read_number_or_usage(words[4]);
+    const int32_t typed = read_number(words[4]);
     if (count > 5) no_more_argument();
     const int32_t length = normalise_length(typed);
     if (length > longest_length) refuse_out_of_range(range_error::queue_size, length);

@@ -32,8 +32,8 @@ ClassList read_class_list(const char* word) {
     const char* at = word;
     ClassList list{};
     std::string_view class_word;
-    if (!read_decimal(at, list.port) || !read_literal(at, '/') || !read_decimal(at, list.stream) ||
-        !read_literal(at, '/') || !read_text(at, class_word))
+    if (!scan_decimal(at, list.port) || !scan_literal(at, '/') || !scan_decimal(at, list.stream) ||
+        !scan_literal(at, '/') || !scan_text(at, class_word))
         show_usage();
     require_port_and_stream(list.port, list.stream);
 
@@ -42,7 +42,7 @@ ClassList read_class_list(const char* word) {
         list.last = classes_per_stream - 1;
         return list;
     }
-    list.first = read_number_or_usage(class_word.data());
+    list.first = read_number(class_word.data());
     require_class(list.first);
     list.last = list.first;
     return list;

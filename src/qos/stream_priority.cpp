@@ -28,7 +28,7 @@ StreamAddress read_checked_stream(int32_t count, char** words) {
 // set stream <port/stream> priority <pri>
 void set_stream_priority(int32_t count, char** words) {
     const StreamAddress address = read_checked_stream(count, words);
-    const int32_t priority = read_number_or_usage(words[4]);
+    const int32_t priority = read_number(words[4]);
     if (!is_within(priority, 0, priority_count - 1)) refuse_out_of_range(range_error::stream_priority, priority);
 
     int32_t status = 0;

@@ -18,7 +18,7 @@ struct Shaper {
 constexpr Shaper shaper_off{0, 0, 0, 0};
 
 int32_t read_thousands(const char* word) {
-    return times_1000(read_number_or_usage(word));
+    return times_1000(read_number(word));
 }
 
 void require_rate(bool is_good, int32_t rate) {
@@ -31,15 +31,15 @@ void require_burst(bool is_good, int32_t burst) {
 
 // rate <min-max> [burst <min-max>] [{byte|kbyte}], from words[5] on. The minimum rate has no lower bound here.
 Shaper read_range_form(int32_t count, char** words) {
-    const NumberRange rate = read_range_or_usage(words[6]);
+    const NumberRange rate = read_range(words[6]);
     Shaper shaper{times_1000(rate.min), times_1000(rate.max), default_burst, default_burst};
     require_rate(is_rate(shaper.max_rate), shaper.max_rate);
     require_rate(shaper.min_rate <= highest_rate && shaper.min_rate <= shaper.max_rate, shaper.min_rate);
     if (count <= 8) return shaper;
 
     require_word(words[7], "burst");
-    const NumberRange burst = read_range_or_usage(words[8]);
-    const int32_t unit = burst_unit(count, words, 9);
+    const NumberRange burst = read_range(words[8]);
+    const int32_t unit = read_burst_unit(count, words, 9);
     shaper.min_burst = wrapping_multiply(burst.min, unit);
     shaper.max_burst = wrapping_multiply(burst.max, unit);
     require_burst(is_burst(shaper.max_burst), shaper.max_burst);
@@ -70,8 +70,7 @@ Shaper read_keyword_form(int32_t count, char** words) {
 }
 
 Shaper read_shaper(int32_t count, char** words) {
-    if (is_word(words[4], "off")) return shaper_off;
-    require_word(words[4], "on");
+    if (!read_switch(words[4])) return shaper_off;
     if (count <= 6) show_usage();
     if (is_word(words[5], "maxrate")) return read_keyword_form(count, words);
     require_word(words[5], "rate");

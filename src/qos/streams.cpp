@@ -67,7 +67,7 @@ void create_stream(int32_t count, char** words) {
     const StreamAddress address = read_stream_address(words[2]);
     require_port_and_stream(address.port, address.stream);
     require_word(words[3], "qostype");
-    const int32_t qos_type = find_word_or_usage<qos_type_words>(words[4]);
+    const int32_t qos_type = read_word<qos_type_words>(words[4]);
     if (count != 5) no_more_argument();
 
     int32_t status = 0;

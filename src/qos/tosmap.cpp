@@ -3,7 +3,7 @@
 
 namespace {
 
-bool read_hex_digit(char c, uint32_t& digit) {
+bool parse_hex_digit(char c, uint32_t& digit) {
     if (c >= '0' && c <= '9')
         digit = static_cast<uint32_t>(c - '0');
     else if (c >= 'a' && c <= 'f')
@@ -42,7 +42,7 @@ int32_t parse_tosmap(const char* text, TosMap& map) {
             if (*text == '/') {
                 map.values[entry] = field.number;
                 field = {0, true};
-            } else if (read_hex_digit(*text, digit)) {
+            } else if (parse_hex_digit(*text, digit)) {
                 field.number = field.number * 16 + digit;
             } else {
                 return 1;

@@ -13,6 +13,6 @@ struct TosMap {
 
 // Up to eight fields separated by commas, each empty, a hexadecimal value, or value/mask. Digits only: no prefix, no
 // sign, no blanks; longer numbers wrap around at 32 bits. A comma that ends the text turns the field before it, unless
-// empty, into value 0 with mask 255. What follows the eighth field is not looked at. Answers 0, or 1 for a character
+// empty, into value 0 with mask 255. What follows the eighth field is not looked at. Returns 0, or 1 for a character
 // that does not belong here; `map` is then of no use.
 int32_t parse_tosmap(const char* text, TosMap& map);

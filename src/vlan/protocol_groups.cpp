@@ -38,7 +38,7 @@ template <auto change> void change_protgroup(int32_t count, char** words) {
 
 // add protocol <protocol> to protgroup <gid>, remove protocol <protocol> from protgroup <gid>
 //
-// An operand that is no number is shown as the word "protocol", not as typed: callers know it so.
+// What is no number is refused with the word "protocol" for the operand, deliberately: callers know the documents so.
 template <auto change> void change_protocol(int32_t count, char** words, const char* preposition) {
     if (count <= 5) show_usage();
     require_word(words[3], preposition);
@@ -46,7 +46,7 @@ template <auto change> void change_protocol(int32_t count, char** words, const c
 
     const char* const shown = words[1];
     uint32_t ether_type = 0;
-    if (!read_hex_number(words[2], ether_type)) refuse_invalid(invalid::ether_type, shown);
+    if (!parse_hex_number(words[2], ether_type)) refuse_invalid(invalid::ether_type, shown);
     if (ether_type > 0xffff) refuse_out_of_range(range_error::ether_type, static_cast<int32_t>(ether_type));
     const uint16_t protgroup = read_protgroup(words[5], shown);
 
@@ -60,13 +60,14 @@ template <auto change> void change_protocol(int32_t count, char** words, const c
 
 uint16_t read_protgroup(const char* word, const char* shown) {
     int32_t protgroup = 0;
-    if (!read_number(word, protgroup)) refuse_invalid(invalid::protgroup, shown);
+    if (!parse_number(word, protgroup)) refuse_invalid(invalid::protgroup, shown);
     if (!is_within(protgroup, 0, 0xffff)) refuse_out_of_range(range_error::protgroup, protgroup);
     return static_cast<uint16_t>(protgroup);
 }
 
 void report_protgroup_error(int32_t status, uint16_t protgroup, uint16_t ether_type) {
-    // A status that has no message here is told as an invalid value "unknown"; some have a message there.
+    // Any status without a row gets the message "unknown". It is told as an invalid value, deliberately: where the
+    // catalogue of those has a message for the number, that one is printed, with "unknown" for the value.
     const bool is_catalogue_code = is_within(status, invalid::aftype, invalid::mirror_destination);
     if (is_catalogue_code) return report_invalid(status, "unknown");
     report<protgroup_messages>(status, protgroup, ether_type);

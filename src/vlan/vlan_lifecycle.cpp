@@ -2,7 +2,7 @@
 #include "vlan/vlan.h"
 
 #include "common/operands.h"
-#include "common/vlan_numbers.h"
+#include "common/vlan_operands.h"
 #include "platform/brgfdb.h"
 #include "platform/qual.h"
 
@@ -51,7 +51,7 @@ void create_vlan(int32_t count, char** words) {
 void delete_vlan(int32_t count, char** words) {
     if (count <= 2) show_usage();
     const char* const name = words[2];
-    const uint32_t vid = resolve_vlan(name);
+    const uint32_t vid = read_vlan(name);
     if (count > 3) no_more_argument();
 
     int32_t status = 0;

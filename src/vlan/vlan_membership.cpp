@@ -5,7 +5,7 @@
 #include "common/port_kind.h"
 #include "common/scan.h"
 #include "common/text.h"
-#include "common/vlan_numbers.h"
+#include "common/vlan_operands.h"
 #include "platform/brgfdb.h"
 #include "platform/portshm.h"
 #include "platform/qual.h"
@@ -24,7 +24,7 @@ struct Tagging {
 
 int32_t read_member_port(const char* word) {
     int32_t port = 0;
-    if (!read_number(word, port)) refuse_missing(status::no_port, port);
+    if (!parse_number(word, port)) refuse_missing(status::no_port, port);
     return port;
 }
 
@@ -33,14 +33,11 @@ int32_t read_member_port(const char* word) {
 Tagging read_tagging(int32_t count, char** words) {
     if (count <= 7) show_usage();
     require_word(words[6], "tag");
-    const std::optional<bool> is_tagged = read_switch(words[7]);
-    if (!is_tagged) show_usage();
-
     Tagging tagging;
-    tagging.is_tagged = *is_tagged;
+    tagging.is_tagged = read_switch(words[7]);
     if (count == 8) return tagging;
-    if (count != 10 || !is_word(words[8], *is_tagged ? "tagtype" : "protgroup")) no_more_argument();
-    if (*is_tagged) {
+    if (count != 10 || !is_word(words[8], tagging.is_tagged ? "tagtype" : "protgroup")) no_more_argument();
+    if (tagging.is_tagged) {
         tagging.tag_type = read_tag_type(words[9]);
     } else {
         tagging.by_protgroup = true;
@@ -110,7 +107,7 @@ void add_port(int32_t count, char** words) {
     require_word(words[3], "to");
     require_word(words[4], "vlan");
     const char* const name = words[5];
-    const uint32_t vid = resolve_vlan(name);
+    const uint32_t vid = read_vlan(name);
     const Tagging tagging = read_tagging(count, words);
     require_possible(tagging, vid, name);
 
@@ -131,7 +128,7 @@ void remove_port(int32_t count, char** words) {
     if (count != 6) show_usage();
     const int32_t port = read_member_port(words[2]);
     const char* const name = words[5];
-    const uint32_t vid = resolve_vlan(name);
+    const uint32_t vid = read_vlan(name);
 
     int32_t status = 0;
     if (brgfdb_rem_port_from_vlan(vid, port, &status) != 0) refuse_leaving(status, port, name);

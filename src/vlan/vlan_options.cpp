@@ -4,17 +4,18 @@
 #include "common/arithmetic.h"
 #include "common/operands.h"
 #include "common/scan.h"
+#include "common/vlan_operands.h"
 #include "platform/brgfdb.h"
 
 namespace {
 
 uint32_t read_vlan_selector(const char* name) {
-    return is_word(name, "all") ? vlan_id::every_vlan : resolve_vlan(name);
+    return is_word(name, "all") ? vlan_id::every_vlan : read_vlan(name);
 }
 
 // All three switches report a bad word as one of simple loop detection.
 int32_t read_option_switch(const char* word) {
-    const std::optional<bool> is_on = read_switch(word);
+    const std::optional<bool> is_on = parse_switch(word);
     if (!is_on) refuse_invalid(invalid::loop_detection, word);
     return *is_on ? 1 : 0;
 }
@@ -27,7 +28,7 @@ int32_t read_inverted_switch(const char* word) {
 int32_t read_learning_limit(const char* word) {
     if (is_word(word, "none")) return 0;
     int32_t limit = 0;
-    if (!read_number(word, limit)) refuse_invalid(invalid::learning_limit, word);
+    if (!parse_number(word, limit)) refuse_invalid(invalid::learning_limit, word);
     if (!is_within(limit, 2, 50000)) refuse_out_of_range(range_error::learning_limit, limit);
     return limit;
 }

@@ -3,7 +3,7 @@
 #include "common/port_kind.h"
 #include "common/qos_address.h"
 #include "common/shaping.h"
-#include "common/vlan_numbers.h"
+#include "common/vlan_operands.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,6 @@
 // Result documents and the three reporters, with all their codes, those that no sentence leads to among them.
 #include "common/result.h"
+#include "common/usage.h"
 
 #include "readers/in_child.h"
 

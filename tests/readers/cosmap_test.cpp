@@ -27,7 +27,7 @@ TEST_P(CosMapText, IsRead) {
     struct {
         CosMap map;
         uint32_t behind;
-    } store{{}, untouched};
+    } store{{0xff, {7, 7, 7, 7, 7, 7, 7, 7}}, untouched};
     ASSERT_TRUE(parse_cosmap(row.text, store.map)) << row.text;
     EXPECT_EQ(row.given, store.map.given) << row.text;
     EXPECT_EQ(row.classes, std::to_array(store.map.classes)) << row.text;

@@ -1,7 +1,7 @@
 // Keywords, VLAN ids, tag types, QoS addresses: what a handler reads, and how it refuses.
 #include "common/operands.h"
 #include "common/qos_address.h"
-#include "common/vlan_numbers.h"
+#include "common/vlan_operands.h"
 
 #include "readers/in_child.h"
 #include "recording/recorder.h"
@@ -33,26 +33,29 @@ TEST(Keyword, IsMatchedWholeAndWithItsCase) {
 }
 
 TEST(Keyword, OnAndOff) {
-    EXPECT_EQ(true, read_switch("on"));
-    EXPECT_EQ(false, read_switch("off"));
+    EXPECT_EQ(true, parse_switch("on"));
+    EXPECT_EQ(false, parse_switch("off"));
     for (const char* const word : {"", "On", "OFF", "of", "on ", "offf", "1", "0", "yes"})
-        EXPECT_EQ(std::nullopt, read_switch(word)) << word;
+        EXPECT_EQ(std::nullopt, parse_switch(word)) << word;
 }
 
 TEST(Operands, AreRefusedWithTheUsageText) {
     EXPECT_EQ(returned(""), run_in_child([] { require_word("to", "to"); }));
     EXPECT_EQ(ended(usage()), run_in_child([] { require_word("To", "to"); }));
-    EXPECT_EQ(12, read_number_or_usage(" 12ab"));
-    EXPECT_EQ(ended(usage()), run_in_child([] { read_number_or_usage("ab"); }));
-    EXPECT_EQ(4, read_range_or_usage("1-4").max);
-    EXPECT_EQ(ended(usage()), run_in_child([] { read_range_or_usage("-"); }));
+    EXPECT_EQ(12, read_number(" 12ab"));
+    EXPECT_EQ(ended(usage()), run_in_child([] { read_number("ab"); }));
+    EXPECT_TRUE(read_switch("on"));
+    EXPECT_FALSE(read_switch("off"));
+    EXPECT_EQ(ended(usage()), run_in_child([] { read_switch("On"); }));
+    EXPECT_EQ(4, read_range("1-4").max);
+    EXPECT_EQ(ended(usage()), run_in_child([] { read_range("-"); }));
 
     static constexpr NumberedWord words[] = {{1, "one"}, {1000, "two"}, {0, "on"}};
-    EXPECT_EQ(1, find_word_or_usage<words>("one"));
-    EXPECT_EQ(1000, find_word_or_usage<words>("two"));
-    EXPECT_EQ(0, find_word_or_usage<words>(std::string_view("one", 2)));
+    EXPECT_EQ(1, read_word<words>("one"));
+    EXPECT_EQ(1000, read_word<words>("two"));
+    EXPECT_EQ(0, read_word<words>(std::string_view("one", 2)));
     for (const char* const word : {"three", "o", "ones", ""})
-        EXPECT_EQ(ended(usage()), run_in_child([&] { find_word_or_usage<words>(word); })) << word;
+        EXPECT_EQ(ended(usage()), run_in_child([&] { read_word<words>(word); })) << word;
 }
 
 TEST(VlanNumbers, AreReadOrRefused) {
@@ -110,10 +113,10 @@ TEST(VlanName, IsUnknownWithTheIdZero) {
 TEST(VlanName, IsRefusedWhenUnknown) {
     {
         const ScriptedAnswer answer("0", "4711");
-        EXPECT_EQ(4711U, resolve_vlan("sales"));
+        EXPECT_EQ(4711U, read_vlan("sales"));
     }
     const ScriptedAnswer answer("-1", "");
-    EXPECT_EQ(ended(ng(103, "VLAN \"nosuch\" does not exist.")), run_in_child([] { resolve_vlan("nosuch"); }));
+    EXPECT_EQ(ended(ng(103, "VLAN \"nosuch\" does not exist.")), run_in_child([] { read_vlan("nosuch"); }));
 }
 
 // --- Addresses in the QoS tree ---
@@ -189,13 +192,13 @@ TEST(QosAddress, OfAColor) {
 }
 
 TEST(QosAddress, OfAFlow) {
-    const FlowAddress flow = read_flow_address("256/7/yellow");
-    EXPECT_EQ(256, flow.stream);
-    EXPECT_EQ(7, flow.traffic_class);
-    EXPECT_EQ(1, flow.color);
-    EXPECT_EQ(-5, read_flow_address("-5/99/green").stream);
+    const Classification target = read_classification("256/7/yellow");
+    EXPECT_EQ(256, target.stream);
+    EXPECT_EQ(7, target.traffic_class);
+    EXPECT_EQ(1, target.color);
+    EXPECT_EQ(-5, read_classification("-5/99/green").stream);
     for (const char* const word : {"", "1", "1/2", "1/2/", "1/2/blue", "1/2/3/red", "1/red", "x/2/red", "1/x/red"})
-        EXPECT_EQ(ended(usage()), run_in_child([word] { read_flow_address(word); })) << word;
+        EXPECT_EQ(ended(usage()), run_in_child([word] { read_classification(word); })) << word;
 }
 
 } // namespace

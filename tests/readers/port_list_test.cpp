@@ -20,7 +20,7 @@ void PrintTo(const Row& row, std::ostream* out) {
 class PortListText : public testing::TestWithParam<Row> {};
 
 TEST_P(PortListText, IsRead) {
-    uint32_t mask = 0;
+    uint32_t mask = 0xffff;
     ASSERT_TRUE(parse_port_list(GetParam().text, mask)) << GetParam().text;
     EXPECT_EQ(GetParam().mask, mask) << GetParam().text;
 }

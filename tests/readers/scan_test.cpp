@@ -47,7 +47,7 @@ void expect_no_value(bool (*read)(const char*&, Value&), Value before, const cha
 }
 
 TEST(Decimal, IsRead) {
-    expect_read(read_decimal, {
+    expect_read(scan_decimal, {
                                   {"0", 0, ""},
                                   {"7", 7, ""},
                                   {"12", 12, ""},
@@ -97,7 +97,7 @@ TEST(Decimal, IsRead) {
 }
 
 TEST(Decimal, IsMissing) {
-    expect_no_value(read_decimal, int32_t{4711},
+    expect_no_value(scan_decimal, int32_t{4711},
                     {"",
                      " ",
                      "\t\n",
@@ -123,7 +123,7 @@ TEST(Decimal, IsMissing) {
 }
 
 TEST(Hexadecimal, IsRead) {
-    expect_read<uint32_t>(read_hex, {
+    expect_read<uint32_t>(scan_hex, {
                                         {"0", 0, ""},
                                         {"8100", 0x8100, ""},
                                         {"0x8100", 0x8100, ""},
@@ -178,14 +178,14 @@ TEST(Hexadecimal, IsRead) {
 }
 
 TEST(Hexadecimal, IsMissing) {
-    expect_no_value(read_hex, uint32_t{0x4711},
+    expect_no_value(scan_hex, uint32_t{0x4711},
                     {"", " ", "g", "zz", "x", "x10", "-", "+", "- 1", "+ f", "+-1", "--1", "-x1", "/",
                      "\xff"
                      "f"});
 }
 
 TEST(Octet, IsRead) {
-    expect_read<uint8_t>(read_octet, {
+    expect_read<uint8_t>(scan_octet, {
                                          {"0", 0, ""},
                                          {"7", 7, ""},
                                          {"255", 255, ""},
@@ -213,11 +213,11 @@ TEST(Octet, IsRead) {
 }
 
 TEST(Octet, IsMissing) {
-    expect_no_value(read_octet, uint8_t{47}, {"", " ", "x", "-", "+", "- 1", "a1", "/1", "--1"});
+    expect_no_value(scan_octet, uint8_t{47}, {"", " ", "x", "-", "+", "- 1", "a1", "/1", "--1"});
 }
 
 TEST(TextWord, IsRead) {
-    expect_read<std::string_view>(read_text, {
+    expect_read<std::string_view>(scan_text, {
                                                  {"red", "red", ""},
                                                  {"red yellow", "red", " yellow"},
                                                  {" \t\n\v\f\rred\tx", "red", "\tx"},
@@ -229,39 +229,39 @@ TEST(TextWord, IsRead) {
 }
 
 TEST(TextWord, IsMissing) {
-    expect_no_value(read_text, std::string_view("before"), {"", " ", "\t\n\v\f\r "});
+    expect_no_value(scan_text, std::string_view("before"), {"", " ", "\t\n\v\f\r "});
 }
 
 TEST(Literal, IsThatCharacterAtOnce) {
     const char* at = "//x";
-    EXPECT_TRUE(read_literal(at, '/'));
+    EXPECT_TRUE(scan_literal(at, '/'));
     EXPECT_STREQ("/x", at);
-    EXPECT_FALSE(read_literal(at, '-'));
+    EXPECT_FALSE(scan_literal(at, '-'));
     EXPECT_STREQ("/x", at);
-    EXPECT_TRUE(read_literal(at, '/'));
-    EXPECT_FALSE(read_literal(at, '/'));
+    EXPECT_TRUE(scan_literal(at, '/'));
+    EXPECT_FALSE(scan_literal(at, '/'));
     EXPECT_STREQ("x", at);
 
     const char* blank = " /";
-    EXPECT_FALSE(read_literal(blank, '/'));
+    EXPECT_FALSE(scan_literal(blank, '/'));
     EXPECT_STREQ(" /", blank);
 
     const char* end = "";
-    EXPECT_FALSE(read_literal(end, '/'));
+    EXPECT_FALSE(scan_literal(end, '/'));
     EXPECT_STREQ("", end);
 }
 
 TEST(WholeOperand, IsReadFromItsStart) {
     int32_t number = 4711;
-    EXPECT_TRUE(read_number(" -12ab", number));
+    EXPECT_TRUE(parse_number(" -12ab", number));
     EXPECT_EQ(-12, number);
-    EXPECT_FALSE(read_number("ab", number));
+    EXPECT_FALSE(parse_number("ab", number));
     EXPECT_EQ(-12, number);
 
     uint32_t hex = 4711;
-    EXPECT_TRUE(read_hex_number(" 0x88a8zz", hex));
+    EXPECT_TRUE(parse_hex_number(" 0x88a8zz", hex));
     EXPECT_EQ(0x88a8U, hex);
-    EXPECT_FALSE(read_hex_number("zz", hex));
+    EXPECT_FALSE(parse_hex_number("zz", hex));
     EXPECT_EQ(0x88a8U, hex);
 }
 
@@ -297,7 +297,7 @@ TEST(RangeOperand, IsRead) {
     };
     for (const RangeRow& row : rows) {
         NumberRange range{};
-        EXPECT_TRUE(read_range(row.text, range)) << row.text;
+        EXPECT_TRUE(parse_range(row.text, range)) << row.text;
         EXPECT_EQ(row.min, range.min) << row.text;
         EXPECT_EQ(row.max, range.max) << row.text;
     }
@@ -306,7 +306,7 @@ TEST(RangeOperand, IsRead) {
 TEST(RangeOperand, IsMissing) {
     for (const char* const text : {"", " ", "-", "x", "--1", "x-4", "/", "- 4"}) {
         NumberRange range{};
-        EXPECT_FALSE(read_range(text, range)) << '"' << text << '"';
+        EXPECT_FALSE(parse_range(text, range)) << '"' << text << '"';
     }
 }
 
@@ -366,7 +366,7 @@ TEST(LikeTheCLibrary, Decimal) {
 
         const char* at = word.c_str();
         int32_t value = 4711;
-        ASSERT_EQ(is_number, read_decimal(at, value)) << '"' << word << '"';
+        ASSERT_EQ(is_number, scan_decimal(at, value)) << '"' << word << '"';
         ASSERT_EQ(is_number ? saturated(number) : 4711, value) << '"' << word << '"';
         ASSERT_EQ(length, at - word.c_str()) << '"' << word << '"';
         read += is_number ? 1 : 0;
@@ -387,7 +387,7 @@ TEST(LikeTheCLibrary, Hexadecimal) {
 
         const char* at = word.c_str();
         uint32_t value = 4711;
-        ASSERT_EQ(is_number, read_hex(at, value)) << '"' << word << '"';
+        ASSERT_EQ(is_number, scan_hex(at, value)) << '"' << word << '"';
         ASSERT_EQ(is_number ? saturated(number) : 4711U, value) << '"' << word << '"';
         ASSERT_EQ(length, at - word.c_str()) << '"' << word << '"';
         read += is_number ? 1 : 0;
@@ -406,7 +406,7 @@ TEST(LikeTheCLibrary, Octet) {
 
         const char* at = word.c_str();
         uint8_t value = 47;
-        ASSERT_EQ(is_number, read_octet(at, value)) << '"' << word << '"';
+        ASSERT_EQ(is_number, scan_octet(at, value)) << '"' << word << '"';
         ASSERT_EQ(is_number ? static_cast<uint8_t>(saturated(number)) : uint8_t{47}, value) << '"' << word << '"';
         ASSERT_EQ(length, at - word.c_str()) << '"' << word << '"';
     }
@@ -422,7 +422,7 @@ TEST(LikeTheCLibrary, Text) {
 
         const char* at = word.c_str();
         std::string_view value = "before";
-        ASSERT_EQ(is_there, read_text(at, value)) << '"' << word << '"';
+        ASSERT_EQ(is_there, scan_text(at, value)) << '"' << word << '"';
         ASSERT_EQ(text, value) << '"' << word << '"';
         ASSERT_EQ(length, at - word.c_str()) << '"' << word << '"';
     }
@@ -438,7 +438,7 @@ TEST(LikeTheCLibrary, Range) {
         const int count = sscanf(word.c_str(), "%lld-%lld", &min, &max);
 
         NumberRange range{};
-        ASSERT_EQ(count >= 1, read_range(word.c_str(), range)) << '"' << word << '"';
+        ASSERT_EQ(count >= 1, parse_range(word.c_str(), range)) << '"' << word << '"';
         if (count < 1) continue;
         ASSERT_EQ(saturated(min), range.min) << '"' << word << '"';
         ASSERT_EQ(saturated(count == 2 ? max : min), range.max) << '"' << word << '"';

@@ -1,4 +1,5 @@
 // Packed tables and messages: what the compiler makes of them, and what comes out of them again.
+#include "common/keyword.h"
 #include "common/text.h"
 
 #include <gtest/gtest.h>

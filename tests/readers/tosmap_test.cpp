@@ -23,7 +23,7 @@ class TosMapText : public testing::TestWithParam<Row> {};
 
 TEST_P(TosMapText, IsRead) {
     const Row& row = GetParam();
-    TosMap map;
+    TosMap map{0xff, {9, 9, 9, 9, 9, 9, 9, 9}, {9, 9, 9, 9, 9, 9, 9, 9}};
     ASSERT_EQ(0, parse_tosmap(row.text, map)) << row.text;
     EXPECT_EQ(row.present, map.present) << row.text;
     EXPECT_EQ(row.values, std::to_array(map.values)) << row.text;

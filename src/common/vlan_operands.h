@@ -1,4 +1,4 @@
-// VLAN ids and tag protocol identifiers as operands.
+// VLANs as operands: by name, by id; and tag types.
 #pragma once
 
 #include "common/arithmetic.h"
@@ -12,7 +12,13 @@ constexpr bool is_local_vlan_id(int32_t vid) {
     return is_within(vid, vlan_id::lowest_local, vlan_id::highest_local);
 }
 
-// An id of either kind: 307 for what is no number, 201 for other numbers, whose message names the first kind only.
+// Asks the bridge library for the id of a VLAN: 0 and the id, or -1 and the id 0 when there is none of that name.
+int32_t vlan_name_to_vid(const char* name, uint32_t* vid);
+
+// The id of the VLAN of that name; 103 when there is none.
+uint32_t read_vlan(const char* name);
+
+// An id, tagged or local: 307 for what is no number, 201 for other numbers, whose message names the tagged ones only.
 int32_t read_vlan_id(const char* word);
 
 // Hexadecimal, 0 to ffff: 309 for what is no number, 204 for others.
