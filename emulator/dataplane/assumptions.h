@@ -8,7 +8,7 @@ namespace dataplane {
 
 enum class Assumption : uint8_t {
     none = 0,
-    longest_frame = 1,            // frames of more than 1536 bytes are not received
+    longest_received = 1,         // frames of more than 1536 bytes are not received
     tags_not_looked_at = 2,       // ignoretag, ignoreptag: the tag is payload, and the frame counts as untagged
     local_learning = 3,           // such a local entry delivers as `local` does, and the source is learned
     learning_before_policing = 4, // a frame that a policer discards has been learned from

@@ -41,7 +41,7 @@ template <typename Narrator> void stop_for(Passage<Narrator>& passage, Stop reas
 }
 
 Assumption assumption_of(DropReason reason, const Port& port) {
-    if (reason == DropReason::too_long) return Assumption::longest_frame;
+    if (reason == DropReason::too_long) return Assumption::longest_received;
     if (reason != DropReason::port_down || port.link_depend == LinkDepend::none) return Assumption::none;
     return port.link_mode == LinkMode::none ? Assumption::link_mode_unset : Assumption::link_of_vlan;
 }

@@ -42,6 +42,8 @@ enum class DropReason : uint8_t {
     // Where frames wait (emulator/dataplane's scheduler): of single outputs, not of frames.
     queue_full,
     red,
+    no_buffer,     // too many frames wait already, in all queues together
+    queue_removed, // it waited when its queue went, or its port was disabled
 };
 
 // Why an output is one.

@@ -37,6 +37,8 @@ const char* word_of(DropReason reason) {
     case DropReason::nobody_to_send_to: return "nobody_to_send_to";
     case DropReason::queue_full: return "queue_full";
     case DropReason::red: return "red";
+    case DropReason::no_buffer: return "no_buffer";
+    case DropReason::queue_removed: return "queue_removed";
     }
     return "";
 }
