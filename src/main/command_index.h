@@ -47,10 +47,13 @@ template <const auto& Commands> consteval auto make() {
     return index;
 }
 
+// NOLINTBEGIN(bugprone-dynamic-static-initializers): what is constexpr is never initialised at run time, in a template
+// neither.
 template <const auto& Commands> constexpr auto rows = make<Commands>().rows;
 
 template <const auto& Commands>
 constexpr auto words_of_rows = packing::pack_with([](packing::Buffer& buffer) { buffer = make<Commands>().words; });
+// NOLINTEND(bugprone-dynamic-static-initializers)
 
 // Whether the words of a sentence are those of a row.
 inline bool matches(const Row& row, const char* row_words, char** words) {

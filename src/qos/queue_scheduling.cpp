@@ -12,7 +12,8 @@ constexpr int32_t shortest_length = 1536; // bytes: one long frame
 constexpr int32_t longest_length = 4194304;
 constexpr int32_t length_unit = 64;
 
-// Short lengths become the shortest, others whole units; the last unit below 2 GiB wraps around.
+// Lengths below the shortest become that one, others are rounded up to whole units, which wraps around for those in the
+// last unit below 2 GiB.
 int32_t normalise_length(int32_t length) {
     if (length < shortest_length) return shortest_length;
     if (length % length_unit == 0) return length;

@@ -15,8 +15,8 @@ namespace {
 constexpr int32_t initial_blocks = 256;
 constexpr int32_t initial_length = 16384;
 
-// The classes that a sentence names: one, or all eight for "-". What is already as wanted is passed over in silence
-// when all are named.
+// The classes that a sentence names: one, or all eight for "-". Of all eight, those whose queue is there already, or
+// gone already, are skipped without a word.
 struct ClassList {
     int32_t port;
     int32_t stream;

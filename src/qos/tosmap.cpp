@@ -52,7 +52,7 @@ int32_t parse_tosmap(const char* text, TosMap& map) {
         close_field(map, entry, field);
         if (*text == ',') {
             ++text;
-            // The end of the text closes the field that the comma has closed once more, deliberately.
+            // At the end of the text the field is closed twice, deliberately, the second time with the value 0.
             if (*text == '\0') close_field(map, entry, field);
         }
     }
