@@ -27,7 +27,7 @@ std::string Cell::str() const {
 
 std::filesystem::path store_path() {
     char path[PATH_MAX];
-    if (!emulator::find_store(path)) throw Failure("no place for the switch; name a file in EMUSWITCH, or set HOME");
+    if (const char* const problem = emulator::find_store(path); problem != nullptr) throw Failure(problem);
     return path;
 }
 
@@ -118,7 +118,13 @@ void Database::copy_to(const std::filesystem::path& path) {
 }
 
 Transaction::Transaction(Database& target) : database(target) {
-    database.script("BEGIN IMMEDIATE");
+    if (emulator::store::take_turn() != 0) throw Failure(already_said);
+    try {
+        database.script("BEGIN IMMEDIATE");
+    } catch (const Failure&) {
+        emulator::store::give_turn_back();
+        throw;
+    }
 }
 
 Transaction::~Transaction() {
@@ -126,6 +132,7 @@ Transaction::~Transaction() {
         if (is_open) database.script("ROLLBACK");
     } catch (const Failure&) { // the failure that brought us here has taken the transaction back
     }
+    emulator::store::give_turn_back();
 }
 
 void Transaction::commit() {

@@ -15,7 +15,7 @@ namespace emulator {
 
 namespace {
 
-pthread_mutex_t turn = PTHREAD_MUTEX_INITIALIZER; // of the threads of this process
+pthread_mutex_t thread_turn = PTHREAD_MUTEX_INITIALIZER; // among the threads of this process
 
 // Counts the faults of the function down by one call. Returns the status to refuse this one with, or 0.
 int32_t next_fault(const char* function) {
@@ -58,9 +58,9 @@ void Call::answer_print(const char* text) {
     if (length > longest) answer_text_.put("...");
 }
 
-int32_t Call::begin() {
-    pthread_mutex_lock(&turn);
-    if (const int32_t status = store::begin(); status != 0) return status;
+int32_t Call::begin(store::Waiting waiting) {
+    pthread_mutex_lock(&thread_turn);
+    if (const int32_t status = store::begin(waiting); status != 0) return status;
     is_open_ = true;
     const int32_t fault = next_fault(function_);
     is_fault_ = fault != 0;
@@ -71,15 +71,14 @@ int32_t Call::end(int32_t outcome, bool has_status) {
     if (is_open_ && store::failure() != 0) outcome = store::failure();
     // What a refused operation has changed goes; what the call did to the faults stays.
     if (is_open_ && outcome != 0 && !is_fault_ && store::is_changed()) {
-        store::roll_back();
-        is_open_ = store::begin() == 0;
+        is_open_ = store::begin_again() == 0;
         if (is_open_) next_fault(function_);
     }
     if (is_open_) {
         const int32_t status = log_and_commit(outcome, has_status);
         if (outcome == 0) outcome = status;
     }
-    pthread_mutex_unlock(&turn);
+    pthread_mutex_unlock(&thread_turn);
     return outcome;
 }
 

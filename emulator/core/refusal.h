@@ -14,4 +14,5 @@ constexpr int32_t foreign = 9104; // a file of something else
 constexpr int32_t newer = 9105;   // of a later version of the emulator
 constexpr int32_t read_only = 9106;
 constexpr int32_t unwritable = 9107; // the disk is full or fails
+constexpr int32_t no_memory = 9108;
 } // namespace refusal

@@ -3,16 +3,12 @@
 
 #include "core/location.h"
 #include "core/refusal.h"
+#include "core/trouble.h"
+#include "core/turn.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstdarg>
-#include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <ctime>
 #include <iterator>
 
@@ -23,9 +19,6 @@ namespace emulator::store {
 
 namespace {
 
-constexpr int64_t application_id = 1701671799; // as the schema sets it
-constexpr int longest_wait = 20;               // seconds, for other processes
-
 struct Prepared {
     const char* sql;
     sqlite3_stmt* statement;
@@ -33,115 +26,55 @@ struct Prepared {
 
 // What this process has of the store.
 struct Connection {
-    sqlite3* database;
-    pid_t owner; // a connection does not survive fork()
-    Prepared* prepared;
-    size_t prepared_count;
-    size_t prepared_room;
-    int32_t failure;
-    int64_t changes_before; // when the transaction began
-    time_t waiting_since;
-    int32_t told; // the trouble that standard error was told of last
-    char path[PATH_MAX];
+    pid_t owner = 0; // a connection does not survive fork()
+    int file = -1;   // that the turn is taken on; open as long as the database is
+    int turns = 0;   // taken, one within the other
+    sqlite3* database = nullptr;
+    Prepared* prepared = nullptr;
+    size_t prepared_count = 0;
+    size_t prepared_room = 0;
+    int32_t failure = 0;
+    int64_t changes_before = 0; // when the transaction began
+    Waiting waiting = Waiting::to_the_limit;
+    Patience patience;
+    char path[PATH_MAX] = "";
 };
-Connection connection;
-
-// One line on standard error. A sentence makes several calls: the same trouble is not told again.
-[[gnu::format(printf, 2, 3)]] int32_t complain(int32_t status, const char* format, ...) {
-    if (connection.told == status) return status;
-    connection.told = status;
-    char line[2 * PATH_MAX];
-    const int start =
-        snprintf(line, sizeof line, "emuswitch: %s%s", connection.path, connection.path[0] != 0 ? ": " : "");
-    va_list arguments;
-    va_start(arguments, format);
-    vsnprintf(line + start, sizeof line - static_cast<size_t>(start), format, arguments);
-    va_end(arguments);
-    dprintf(STDERR_FILENO, "%s\n", line);
-    return status;
-}
+constinit Connection connection;
 
 int32_t complain_of(int result) {
-    const char* reason = connection.database != nullptr ? sqlite3_errmsg(connection.database) : sqlite3_errstr(result);
-    switch (result & 0xff) {
-    case SQLITE_BUSY:
-    case SQLITE_LOCKED:
-        return complain(refusal::busy, "locked by another process for %d seconds; end that process, or try again",
-                        longest_wait);
-    case SQLITE_NOTADB:
-        return complain(refusal::foreign, "not the store of an emulated switch; name another file in EMUSWITCH");
-    case SQLITE_CORRUPT:
-        return complain(refusal::damaged, "damaged (%s); move it away, the next sentence makes an empty switch",
-                        reason);
-    case SQLITE_READONLY:
-    case SQLITE_CANTOPEN:
-    case SQLITE_PERM:
-        return complain(refusal::read_only, "cannot be written (%s); let this user write the file and its folder",
-                        reason);
-    case SQLITE_FULL:
-    case SQLITE_IOERR: return complain(refusal::unwritable, "cannot be written (%s); make room on its disk", reason);
-    default:
-        return complain(refusal::damaged, "cannot be used (%s); move it away, the next sentence makes an empty switch",
-                        reason);
-    }
+    return emulator::complain_of(connection.path, connection.database, result);
 }
 
-// Waits a little longer each time, up to 2 ms: sentences are short, and there may be many.
-int wait_turn(void*, int attempt) {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    if (attempt == 0) connection.waiting_since = now.tv_sec;
-    if (now.tv_sec - connection.waiting_since > longest_wait) return 0;
-    const timespec pause{.tv_sec = 0, .tv_nsec = 100'000L * (attempt < 19 ? attempt + 1 : 20)};
+// For locks of SQLite, which programs that know nothing of turns take, and readers. Waits a little longer each time.
+int wait_for_lock(void*, int attempt) {
+    if (connection.patience.is_over(connection.file)) return 0;
+    const timespec pause{.tv_sec = 0, .tv_nsec = 50'000L * (attempt < 19 ? attempt + 1 : 20)};
     nanosleep(&pause, nullptr);
     return 1;
 }
 
-uint32_t big_endian_word(const unsigned char* bytes) {
-    return static_cast<uint32_t>(bytes[0]) << 24 | static_cast<uint32_t>(bytes[1]) << 16 |
-           static_cast<uint32_t>(bytes[2]) << 8 | bytes[3];
-}
-
-// Reads the header of the file, so that a file that is not ours is not even opened by SQLite, which might change it.
-int32_t judge_file() {
-    const int file = open(connection.path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (file < 0) {
-        if (errno == ENOENT) return 0;
-        return complain(refusal::no_place, "cannot be opened (%s); name another file in EMUSWITCH", strerror(errno));
-    }
-    unsigned char header[100];
-    const ssize_t count = read(file, header, sizeof header);
-    ::close(file);
-    if (count < 0)
-        return complain(refusal::no_place, "cannot be read (%s); name another file in EMUSWITCH", strerror(errno));
-    if (count == 0) return 0; // made, but not written yet
-    if (count < static_cast<ssize_t>(sizeof header) || memcmp(header, "SQLite format 3", 16) != 0 ||
-        big_endian_word(header + 68) != application_id)
-        return complain_of(SQLITE_NOTADB);
-    if (const uint32_t found = big_endian_word(header + 60); found > version)
-        return complain(refusal::newer,
-                        "made by a later emuswitch (version %u, this one knows %d); use that one, or name "
-                        "another file in EMUSWITCH",
-                        found, version);
-    return 0;
+// Whether to go on waiting where the limit is over. That is said, so that somebody can end whoever holds the store.
+bool goes_on_waiting(int result) {
+    if ((result & 0xff) != SQLITE_BUSY || connection.waiting != Waiting::without_end) return false;
+    complain_of(result);
+    connection.patience.recover();
+    return true;
 }
 
 int run(const char* sql) {
     sqlite3_stmt* const prepared = statement(sql);
-    if (prepared == nullptr) return sqlite3_errcode(connection.database);
+    if (prepared == nullptr) return sqlite3_extended_errcode(connection.database);
     const int result = sqlite3_step(prepared);
     sqlite3_reset(prepared);
     return result == SQLITE_DONE || result == SQLITE_ROW ? SQLITE_OK : result;
 }
 
-int64_t number(const char* sql) {
-    sqlite3_stmt* const prepared = statement(sql);
-    if (prepared == nullptr) return -1;
-    const int result = sqlite3_step(prepared);
-    note_result(result);
-    const int64_t value = result == SQLITE_ROW ? sqlite3_column_int64(prepared, 0) : -1;
-    sqlite3_reset(prepared);
-    return value;
+int run_patiently(const char* sql) {
+    int result = SQLITE_OK;
+    do
+        result = run(sql);
+    while (goes_on_waiting(result));
+    return result;
 }
 
 // The step that takes version i + 1 to i + 2.
@@ -153,69 +86,71 @@ int32_t run_script(const char* script) {
     return result == SQLITE_OK ? 0 : complain_of(result);
 }
 
-// Makes the schema in an empty file, or brings an earlier one up to date, in the transaction that is open: of several
-// processes that come upon it one does it.
+// Makes the schema in an empty file, or brings an earlier one up to date, in the transaction that is open. The file is
+// asked anew: to begin may have taken back what a killed process had written of it.
 int32_t make_current() {
-    const int64_t found = number("PRAGMA user_version");
-    if (failure() != 0) return failure();
-    if (found == 0 && number("SELECT count(*) FROM sqlite_schema") == 0) return run_script(store_schema);
-    if (found < 1 || found > version) return complain_of(SQLITE_NOTADB);
-    for (int64_t step = found; step < version; ++step)
+    uint32_t found = 0;
+    if (const int32_t status = judge_store_file(connection.path, connection.file, found); status != 0) return status;
+    if (found == 0) return run_script(store_schema);
+    for (uint32_t step = found; step < version; ++step)
         if (const int32_t status = run_script(migrations[step - 1]); status != 0) return status;
     return 0;
 }
 
-int32_t open_store() {
-    connection.path[0] = '\0';
-    if (!find_store(connection.path)) {
-        connection.path[0] = '\0';
-        return complain(refusal::no_place, "no place for the switch; name a file in EMUSWITCH, or set HOME");
-    }
-    if (!make_folders(connection.path))
-        return complain(refusal::no_place, "its folder cannot be made (%s); name another file in EMUSWITCH",
-                        strerror(errno));
-    if (const int32_t status = judge_file(); status != 0) return status;
-
+// To be called with the turn taken.
+int32_t open_database() {
+    uint32_t found = 0;
+    if (const int32_t status = judge_store_file(connection.path, connection.file, found); status != 0) return status;
     sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0); // nobody asks for its statistics, which cost a tenth of the start
     int result = sqlite3_open_v2(connection.path, &connection.database,
                                  SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
     if (result == SQLITE_OK) {
-        connection.owner = getpid();
-        sqlite3_busy_handler(connection.database, wait_turn, nullptr);
+        sqlite3_extended_result_codes(connection.database, 1);
+        sqlite3_busy_handler(connection.database, wait_for_lock, nullptr);
+        sqlite3_db_config(connection.database, SQLITE_DBCONFIG_ENABLE_FKEY, 1, nullptr);
         // Losing power may hurt an emulator's store; a killed process does not.
-        result = sqlite3_exec(connection.database,
-                              "PRAGMA journal_mode = PERSIST; PRAGMA synchronous = OFF; PRAGMA foreign_keys = ON",
-                              nullptr, nullptr, nullptr);
+        result = sqlite3_exec(connection.database, "PRAGMA journal_mode = PERSIST; PRAGMA synchronous = OFF", nullptr,
+                              nullptr, nullptr);
     }
-    if (result == SQLITE_OK) return 0;
-    const int32_t status = complain_of(result);
-    close();
+    return result == SQLITE_OK ? 0 : complain_of(result);
+}
+
+void forget_connection_of_parent() {
+    if (connection.owner == getpid()) return;
+    connection.owner = getpid();
+    connection.database = nullptr; // to be left alone
+    connection.prepared = nullptr;
+    connection.prepared_count = 0;
+    connection.prepared_room = 0;
+    if (connection.file >= 0) ::close(connection.file);
+    connection.file = -1;
+    connection.turns = 0;
+}
+
+int32_t open_file() {
+    if (const char* const problem = find_store(connection.path); problem != nullptr)
+        return complain("", refusal::no_place, "%s", problem);
+    int32_t status = 0;
+    connection.file = open_store_file(connection.path, status);
     return status;
 }
 
-} // namespace
+int32_t wait_for_turn() {
+    while (!emulator::take_turn(connection.file, connection.patience))
+        if (!goes_on_waiting(SQLITE_BUSY)) return complain_of(SQLITE_BUSY);
+    return 0;
+}
 
-int32_t begin() {
-    connection.failure = 0;
-    if (connection.database != nullptr && connection.owner != getpid()) {
-        connection.database = nullptr; // the parent's, to be left alone
-        connection.prepared = nullptr;
-        connection.prepared_count = 0;
-        connection.prepared_room = 0;
-    }
+int32_t begin_transaction() {
     const bool is_new = connection.database == nullptr;
     if (is_new) {
-        if (const int32_t status = open_store(); status != 0) return status;
+        if (const int32_t status = open_database(); status != 0) return status;
     }
-    if (const int result = run("BEGIN IMMEDIATE"); result != SQLITE_OK) {
-        const int32_t status = complain_of(result);
-        if (is_new) close();
-        return status;
-    }
+    if (const int result = run_patiently("BEGIN IMMEDIATE"); result != SQLITE_OK) return complain_of(result);
+    connection.patience.recover();
     if (is_new) {
         if (const int32_t status = make_current(); status != 0) {
             roll_back();
-            close();
             return status;
         }
     }
@@ -223,15 +158,64 @@ int32_t begin() {
     return 0;
 }
 
-int32_t commit() {
-    const int result = run("COMMIT");
-    if (result == SQLITE_OK) {
-        connection.told = 0;
+} // namespace
+
+int32_t take_turn(Waiting waiting) {
+    forget_connection_of_parent();
+    connection.waiting = waiting;
+    if (connection.turns > 0) {
+        ++connection.turns;
         return 0;
     }
-    const int32_t status = complain_of(result);
-    roll_back();
+    for (;;) {
+        if (connection.file < 0) {
+            if (const int32_t status = open_file(); status != 0) return status;
+        }
+        if (const int32_t status = wait_for_turn(); status != 0) return status;
+        connection.turns = 1;
+        if (is_same_file(connection.path, connection.file)) return 0;
+        close(); // the path leads to another file by now, or to none
+    }
+}
+
+void give_turn_back() {
+    if (connection.turns > 0 && --connection.turns == 0) emulator::give_turn_back(connection.file);
+}
+
+int32_t begin(Waiting waiting) {
+    connection.failure = 0;
+    if (const int32_t status = take_turn(waiting); status != 0) return status;
+    const int32_t status = begin_transaction();
+    if (status != 0) {
+        give_turn_back();
+        close();
+    }
     return status;
+}
+
+int32_t begin_again() {
+    run("ROLLBACK");
+    connection.failure = 0;
+    const int result = run_patiently("BEGIN IMMEDIATE");
+    if (result == SQLITE_OK) return 0;
+    give_turn_back();
+    return complain_of(result);
+}
+
+int32_t commit() {
+    const int result = run_patiently("COMMIT");
+    // A lock that cannot be let go of takes nothing back any more. It goes with the file.
+    const bool is_stuck = result == SQLITE_IOERR_UNLOCK || result == SQLITE_IOERR_RDLOCK;
+    if (result != SQLITE_OK && !is_stuck) {
+        const int32_t status = complain_of(result);
+        roll_back();
+        return status;
+    }
+    connection.patience.recover();
+    trouble_is_over();
+    give_turn_back();
+    if (is_stuck) close();
+    return 0;
 }
 
 void close() {
@@ -240,11 +224,15 @@ void close() {
     connection.prepared_count = 0;
     sqlite3_close_v2(connection.database);
     connection.database = nullptr;
+    if (connection.file >= 0) ::close(connection.file); // behind SQLite, whose locks would go with it
+    connection.file = -1;
+    connection.turns = 0;
 }
 
 void roll_back() {
     if (sqlite3_get_autocommit(connection.database) == 0) run("ROLLBACK");
     connection.failure = 0;
+    give_turn_back();
 }
 
 int32_t failure() {

@@ -12,14 +12,26 @@ namespace emulator::store {
 
 constexpr int version = 2; // of the schema; PRAGMA user_version
 
+// For whom to wait when another process holds the store and nothing changes: 20 seconds, once for all calls of a
+// sentence; or, having said so behind these, for as long as it takes.
+enum class Waiting { to_the_limit, without_end };
+
 // Opens the store where that is still to be done, waits its turn and begins. Returns 0, or why it could not, having
 // said so on standard error.
-int32_t begin();
+int32_t begin(Waiting waiting = Waiting::to_the_limit);
+
+// Takes back what was changed since begin(), and begins again in the same turn. As begin().
+int32_t begin_again();
 
 // Ends the transaction with its changes. Returns 0, or why it could not; then nothing of it is left.
 int32_t commit();
 
 void roll_back();
+
+// The turn alone, for another connection of this process to the same store: as begin(), without a transaction. Whoever
+// has it may begin() meanwhile. Each one taken is to be given back.
+int32_t take_turn(Waiting waiting = Waiting::to_the_limit);
+void give_turn_back();
 
 // Lets go of the store. The next begin() opens it again, or the one that is then named.
 void close();

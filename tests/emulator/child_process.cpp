@@ -7,7 +7,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <cstdlib>
 #include <stdexcept>
 #include <utility>
@@ -52,8 +51,8 @@ Running::~Running() {
     wait();
 }
 
-void Running::kill() const {
-    ::kill(pid_, SIGKILL);
+void Running::kill(int signal) const {
+    ::kill(pid_, signal);
 }
 
 Finished Running::wait() {

@@ -1,6 +1,7 @@
 // Other processes: the tool, and copies of the test that call the libraries.
 #pragma once
 
+#include <csignal>
 #include <functional>
 #include <string>
 #include <sys/types.h>
@@ -26,7 +27,8 @@ public:
     Running& operator=(const Running&) = delete;
     Running& operator=(Running&&) = delete;
 
-    void kill() const;
+    pid_t pid() const { return pid_; }
+    void kill(int signal = SIGKILL) const;
     Finished wait();
 
 private:

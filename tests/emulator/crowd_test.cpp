@@ -1,10 +1,35 @@
 // Many processes at once: each waits its turn, and no accepted change is lost.
 #include "child_process.h"
+#include "core/turn.h"
+#include "platform/qual.h"
 #include "switch_test.h"
+
+#include <sched.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <ctime>
+#include <fstream>
 
 namespace {
 
-class Crowd : public SwitchTest {};
+class Crowd : public SwitchTest {
+protected:
+    // Looks into the kernel's list of locks until so many processes wait for one on the store.
+    void wait_until_queued(size_t count) const {
+        struct stat found {};
+        ASSERT_EQ(stat(store.c_str(), &found), 0);
+        const std::string inode = ":" + std::to_string(found.st_ino) + " ";
+        for (size_t queued = 0; queued < count; sched_yield()) {
+            queued = 0;
+            std::ifstream locks("/proc/locks");
+            for (std::string line; std::getline(locks, line);)
+                if (line.find("->") != std::string::npos && line.find(inode) != std::string::npos) ++queued;
+        }
+    }
+};
 
 // Makes 50 VLANs with a static entry each, and takes every other one away again. Ends the process at a refusal.
 void configure_own_part(int32_t number) {
@@ -69,6 +94,96 @@ TEST_F(Crowd, waits_for_whoever_holds_the_lock) {
     for (Running& tool : tools)
         EXPECT_TRUE(tool.wait().is_accepted());
     EXPECT_EQ(ask("SELECT vid FROM vlan ORDER BY vid"), "1\n5\n6\n7\n8\n9");
+}
+
+// The turn of this process, taken as a call takes it. To be called in a copy of the process.
+void hold_turn_and_stop() {
+    if (emulator::store::take_turn() != 0) _exit(1);
+    raise(SIGSTOP);
+    _exit(0);
+}
+
+void wait_until_stopped(pid_t process) {
+    int status = 0;
+    ASSERT_EQ(waitpid(process, &status, WUNTRACED), process);
+    ASSERT_TRUE(WIFSTOPPED(status));
+}
+
+// All who come wait in the queue behind it, and get their turn in whatever way it ends.
+TEST_F(Crowd, goes_on_when_the_holder_is_killed_or_goes_on) {
+    run_tool({"create", "vlan", "first"});
+    for (const int signal : {SIGKILL, SIGCONT}) {
+        Running holder(hold_turn_and_stop);
+        wait_until_stopped(holder.pid());
+        std::vector<Running> tools;
+        for (int number = 0; number < 8; ++number)
+            tools.push_back(start_tool({"create", "clslist", std::to_string(signal * 100 + number)}));
+        wait_until_queued(tools.size());
+        tools[3].kill();
+        tools[3].wait();
+        holder.kill(signal);
+        holder.wait();
+        for (size_t number = 0; number < tools.size(); ++number)
+            EXPECT_TRUE(number == 3 || tools[number].wait().is_accepted()) << number;
+    }
+}
+
+// Its turn may be the next one, and it does not take it.
+TEST_F(Crowd, passes_by_a_process_that_was_stopped_while_it_waited) {
+    run_tool({"create", "vlan", "first"});
+    Running holder(hold_turn_and_stop);
+    wait_until_stopped(holder.pid());
+    Running stopped = start_tool({"create", "vlan", "stopped"});
+    wait_until_queued(1);
+    stopped.kill(SIGSTOP);
+    wait_until_stopped(stopped.pid());
+    std::vector<Running> tools;
+    for (int number = 0; number < 4; ++number)
+        tools.push_back(start_tool({"create", "vlan", "v" + std::to_string(number)}));
+    wait_until_queued(4);
+    holder.kill(SIGKILL);
+    holder.wait();
+    for (Running& tool : tools)
+        EXPECT_TRUE(tool.wait().is_accepted());
+    stopped.kill(SIGCONT);
+    EXPECT_TRUE(stopped.wait().is_accepted());
+}
+
+// A holder that hangs. A sentence gives up once for all of its calls (looking the protocol up, adding the rule). What
+// the other processes of the switch are to be told of an accepted change is not lost: that waits on, having said so.
+TEST_F(Crowd, gives_up_once_on_a_holder_that_hangs_but_loses_nothing) {
+    run_tool({"create", "clslist", "1"});
+    Running holder(hold_turn_and_stop);
+    wait_until_stopped(holder.pid());
+    int complaints[2];
+    ASSERT_EQ(pipe(complaints), 0);
+    Running teller([&] {
+        dup2(complaints[1], STDERR_FILENO);
+        _exit(qual_register("vlan", "sales", -1) == 0 ? 0 : 1);
+    });
+    close(complaints[1]);
+    timespec before{};
+    clock_gettime(CLOCK_MONOTONIC, &before);
+    const Finished finished = run_tool({"add", "classify", "1/0/green", "normal", "x", "x", "x", "tcp", "x", "x", "x",
+                                        "x", "x", "x", "to", "clslist", "1"});
+    timespec after{};
+    clock_gettime(CLOCK_MONOTONIC, &after);
+    EXPECT_GE(after.tv_sec - before.tv_sec, emulator::longest_wait);
+    const std::string complaint =
+        "emuswitch: " + store.string() + ": locked by another process for 20 seconds; end that process, or try again\n";
+    EXPECT_NE(finished.output.find("<errcode>9102</errcode>"), std::string::npos) << finished.output;
+    EXPECT_EQ(finished.errors, complaint);
+
+    std::string told(complaint.size(), ' ');
+    EXPECT_EQ(read(complaints[0], told.data(), told.size()), static_cast<ssize_t>(told.size()));
+    EXPECT_EQ(told, complaint);
+    close(complaints[0]);
+    holder.kill(SIGKILL);
+    holder.wait();
+    EXPECT_EQ(teller.wait().status, 0);
+    EXPECT_EQ(ask("SELECT name FROM qualifier"), "sales");
+    EXPECT_EQ(ask("SELECT call FROM call_log ORDER BY id"),
+              "brgfdb_create_classify_profile(1)\nqual_register(\"vlan\", \"sales\", -1)");
 }
 
 TEST_F(Crowd, gives_up_on_a_lock_that_stays) {

@@ -3,10 +3,13 @@
 #include "switch_test.h"
 
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <cstring>
 #include <fstream>
 #include <sstream>
 
@@ -76,7 +79,72 @@ TEST_F(Trouble, with_a_folder_in_its_place) {
     const Finished finished = run_tool({"create", "vlan", "sales"});
     EXPECT_NE(finished.output.find("<errcode>9101</errcode>"), std::string::npos);
     EXPECT_EQ(finished.errors,
-              "emuswitch: " + store.string() + ": cannot be read (Is a directory); name another file in EMUSWITCH\n");
+              "emuswitch: " + store.string() + ": is a folder, not a file; name another file in EMUSWITCH\n");
+}
+
+// A pipe would keep the sentence waiting for good, and /dev/null would take everything and keep nothing.
+TEST_F(Trouble, with_an_odd_file_in_its_place) {
+    const auto expect_odd = [](const std::string& path, const std::string& reason) {
+        setenv("EMUSWITCH", path.c_str(), 1);
+        const Finished finished = run_tool({"create", "vlan", "sales"});
+        EXPECT_NE(finished.output.find("<errcode>9101</errcode>"), std::string::npos) << finished.output;
+        EXPECT_EQ(finished.errors, "emuswitch: " + path + ": " + reason + "\n");
+    };
+    expect_odd("/dev/null", "is a device, not a file; name another file in EMUSWITCH");
+    ASSERT_EQ(mkfifo(store.c_str(), 0600), 0);
+    expect_odd(store, "is a pipe, not a file; name another file in EMUSWITCH");
+    const std::filesystem::path link = folder / "link.db";
+    std::filesystem::create_symlink(store, link);
+    expect_odd(link, "is a pipe, not a file; name another file in EMUSWITCH");
+    const int listener = socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = ""};
+    const std::string socket_path = folder / "socket.db";
+    ASSERT_LT(socket_path.size(), sizeof address.sun_path);
+    strcpy(address.sun_path, socket_path.c_str());
+    ASSERT_EQ(bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    expect_odd(socket_path, "is a socket, not a file; name another file in EMUSWITCH");
+    close(listener);
+    for (const char* suffix : {"journal", "wal"}) {
+        const std::string other = folder / (std::string("with-") + suffix + ".db");
+        ASSERT_EQ(mkfifo((other + "-" + suffix).c_str(), 0600), 0);
+        expect_odd(other, "its " + std::string(suffix) + " is a pipe, not a file; remove that");
+        EXPECT_FALSE(std::filesystem::exists(other));
+    }
+}
+
+TEST_F(Trouble, with_a_path_that_is_too_long) {
+    const auto expect_too_long = [](const std::string& path, const std::string& line) {
+        setenv("EMUSWITCH", path.c_str(), 1);
+        const Finished finished = run_tool({"create", "vlan", "sales"});
+        EXPECT_NE(finished.output.find("<errcode>9101</errcode>"), std::string::npos) << finished.output;
+        EXPECT_EQ(finished.errors, "emuswitch: " + line + "\n");
+    };
+    expect_too_long("/" + std::string(5000, 'x'),
+                    "the path of the switch is too long; name a shorter one in EMUSWITCH");
+    const std::string long_name = folder / std::string(300, 'x');
+    expect_too_long(long_name, long_name + ": cannot be opened (File name too long); name a shorter path in EMUSWITCH");
+    std::filesystem::path deep = folder;
+    while (deep.string().size() < 600)
+        deep /= std::string(100, 'x');
+    expect_too_long(deep, deep.string() + ": its path is longer than 504 bytes; name a shorter one in EMUSWITCH");
+}
+
+// The document goes to a standard output that is closed, not into the store that would be opened in its place.
+TEST_F(Trouble, with_closed_standard_streams) {
+    run_tool({"create", "vlan", "office"});
+    const Finished finished = run_copy([] {
+        close(STDIN_FILENO);
+        close(STDOUT_FILENO);
+        close(STDERR_FILENO);
+        int32_t vid = -1;
+        int32_t status = 0;
+        brgfdb_create_vlan("sales", &vid, &status);
+        const bool is_mixed_up = ::write(STDOUT_FILENO, "document", 8) > 0;
+        _exit(status != 0 || is_mixed_up ? 1 : 0);
+    });
+    EXPECT_EQ(finished.status, 0);
+    EXPECT_EQ(ask("SELECT count(*) FROM vlan"), "2");
+    EXPECT_EQ(find_contradiction(), "");
 }
 
 // As somebody who may read but not write. Root may write everything, so it becomes nobody.
@@ -95,9 +163,36 @@ TEST_F(Trouble, with_a_store_of_somebody_else) {
     });
     EXPECT_EQ(finished.output, "9106");
     EXPECT_EQ(finished.errors, "emuswitch: " + store.string() +
-                                   ": cannot be written (attempt to write a readonly database); let this user write "
-                                   "the file and its folder\n");
+                                   ": cannot be written (Permission denied); let this user write the file and its "
+                                   "folder\n");
     EXPECT_EQ(content(), before);
+    chmod(folder.c_str(), 0755);
+}
+
+TEST_F(Trouble, with_a_folder_of_somebody_else) {
+    chmod(folder.c_str(), 0555);
+    const auto create_as_nobody = [](const std::string& path) {
+        return run_copy([&] {
+            constexpr uid_t nobody = 65534;
+            if (getuid() == 0 && setuid(nobody) != 0) _exit(1);
+            setenv("EMUSWITCH", path.c_str(), 1);
+            int32_t vid = -1;
+            int32_t status = 0;
+            brgfdb_create_vlan("sales", &vid, &status);
+            dprintf(STDOUT_FILENO, "%d", status);
+        });
+    };
+    const Finished file = create_as_nobody(store);
+    EXPECT_EQ(file.output, "9101");
+    EXPECT_EQ(file.errors, "emuswitch: " + store.string() +
+                               ": cannot be made (Permission denied); let this user write its folder, or name another "
+                               "file in EMUSWITCH\n");
+    const std::string below = folder / "new/switch.db";
+    const Finished in_folder = create_as_nobody(below);
+    EXPECT_EQ(in_folder.output, "9101");
+    EXPECT_EQ(in_folder.errors, "emuswitch: " + below +
+                                    ": its folder cannot be made (Permission denied); name another file in "
+                                    "EMUSWITCH\n");
     chmod(folder.c_str(), 0755);
 }
 

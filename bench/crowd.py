@@ -1,0 +1,141 @@
+"""Plays sentences in many processes at once on one emulated switch and looks for what was lost. For bench/crowd.
+
+crowd.py TOOL COMPANION LIBRARIES [--readers] [PROCESSES ...]
+"""
+
+import argparse
+import os
+import pathlib
+import sqlite3
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+
+SENTENCES = 2000
+CALLS = (2, 1, 1, 20)  # of the libraries, that the kinds of sentences make
+ACCEPTED = b"<response>\n  <result>OK</result>\n</response>\n"
+
+
+def sentence(number):
+    """Each worker's own objects, so that every sentence has to be accepted."""
+    kind, number = number % 4, number // 4
+    if kind == 0:
+        return f"create vlan v{number}"
+    if kind == 1:
+        return f"create clslist {number + 1}"
+    if kind == 2:
+        return f"create protgroup {number}"
+    return f"create port {number + 200} npport 1 portType ether"
+
+
+def work(tool, environment, numbers, start, report):
+    """Says its sentences one after the other; reports milliseconds and outcome of each."""
+    os.read(start, 1)
+    for number in numbers:
+        words = sentence(number).split()
+        reader, writer = os.pipe()
+        began = time.monotonic()
+        child = os.posix_spawn(tool, [tool, *words], environment,
+                               file_actions=[(os.POSIX_SPAWN_DUP2, writer, 1), (os.POSIX_SPAWN_DUP2, writer, 2)])
+        os.close(writer)
+        output = b""
+        while chunk := os.read(reader, 65536):
+            output += chunk
+        os.close(reader)
+        os.waitpid(child, 0)
+        taken = (time.monotonic() - began) * 1000
+        os.write(report, f"{taken:.3f} {int(output == ACCEPTED)} {number}\n".encode())
+        if output != ACCEPTED:
+            sys.stderr.write(f"{' '.join(words)}: {output.decode()}\n")
+
+
+def lost(store, accepted):
+    """What accepted sentences should have left and did not."""
+    database = sqlite3.connect(store)
+    having = {table: {row[0] for row in database.execute(f"SELECT {column} FROM {table}")}
+              for table, column in (("vlan", "name"), ("qualifier", "name"), ("classify_list", "list"),
+                                    ("protgroup", "protgroup"), ("port", "port"), ("trap_event", "port"))}
+    entries = dict(database.execute("SELECT port, count(*) FROM local_entry GROUP BY port"))
+    missing = []
+    for number in accepted:
+        kind, own = number % 4, number // 4
+        complete = (own + 1 in having["classify_list"] if kind == 1 else
+                    own in having["protgroup"] if kind == 2 else
+                    f"v{own}" in having["vlan"] and f"v{own}" in having["qualifier"] if kind == 0 else
+                    own + 200 in having["port"] and own + 200 in having["trap_event"]
+                    and str(own + 200) in having["qualifier"] and entries.get(own + 200) == 16)
+        if not complete:
+            missing.append(sentence(number))
+    calls = database.execute("SELECT count(*) FROM call_log").fetchone()[0]
+    database.close()
+    return missing, calls
+
+
+def crowd(arguments, processes, with_readers):
+    with tempfile.TemporaryDirectory() as folder:
+        store = f"{folder}/switch.db"
+        environment = {"EMUSWITCH": store, "LD_LIBRARY_PATH": arguments.libraries}
+        subprocess.run([arguments.companion, "limit", "ports", "10000"], env=environment, check=True)
+        start_reader, start_writer = os.pipe()
+        report_reader, report_writer = os.pipe()
+        workers = []
+        for worker in range(processes):
+            child = os.fork()
+            if child == 0:
+                os.close(start_writer)
+                work(arguments.tool, environment, range(worker, SENTENCES, processes), start_reader, report_writer)
+                os._exit(0)
+            workers.append(child)
+        os.close(report_writer)
+        watchers = []
+        if with_readers:
+            loop = 'while :; do "$0" show >/dev/null || exit 1; "$0" config >/dev/null || exit 1; done'
+            watchers = [subprocess.Popen(["sh", "-c", loop, arguments.companion], env=environment) for _ in range(2)]
+            watchers.append(subprocess.Popen([arguments.companion, "log", "--follow"], env=environment,
+                                             stdout=subprocess.DEVNULL))
+        began = time.monotonic()
+        os.write(start_writer, b"x" * processes)
+        with os.fdopen(report_reader) as reports:
+            rows = [line.split() for line in reports]
+        elapsed = time.monotonic() - began
+        for child in workers:
+            os.waitpid(child, 0)
+        os.close(start_writer)
+        os.close(start_reader)
+        for watcher in watchers:
+            if watcher.poll() is not None:
+                sys.exit("a reader gave up")
+            watcher.terminate()
+            watcher.wait()
+        times = [float(row[0]) for row in rows]
+        missing, calls = lost(store, [int(row[2]) for row in rows if row[1] == "1"])
+        refused = sum(row[1] == "0" for row in rows)
+        fair = processes * elapsed / calls * 1000  # ms for a call, if all get the same
+        most = max(taken / CALLS[int(row[2]) % 4] for taken, row in zip(times, rows))
+        print(f"{processes:9} {calls / elapsed:8.0f} {statistics.median(times):10.1f} {max(times):9.1f} {fair:9.1f} {most:9.1f}"
+              f" {most / fair:6.2f} {refused:8} {len(missing):6}", flush=True)
+        return refused + len(missing) + (len(rows) != SENTENCES)
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("tool")
+    parser.add_argument("companion")
+    parser.add_argument("libraries")
+    parser.add_argument("processes", nargs="*", type=int)
+    parser.add_argument("--readers", action="store_true", help="two readers in a loop and a follower of the log besides")
+    arguments = parser.parse_args()
+    arguments.tool = str(pathlib.Path(arguments.tool).resolve())
+    print("ms of a sentence, of a call: what would be fair, and the most that one took with its wait"
+          f"{'; with readers' if arguments.readers else ''}")
+    print(f"{'processes':9} {'calls/s':>8} {'sentence':>10} {'longest':>9} {'fair':>9} {'longest':>9} {'ratio':>6}"
+          f" {'refused':>8} {'lost':>6}")
+    problems = sum(crowd(arguments, processes, arguments.readers) for processes in arguments.processes or
+                   (1, 16, 64, 200, 400))
+    sys.exit(problems != 0)
+
+
+if __name__ == "__main__":
+    main()
