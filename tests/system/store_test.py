@@ -146,7 +146,7 @@ class UnusableStore(unittest.TestCase):
         self.say_as_nobody("create")  # the programs are copied while that is possible
         self.switch.folder.chmod(0o555)
         try:
-            self.assert_refused(self.say_as_nobody("create clslist 1"), "cannot be written")
+            self.assert_refused(self.say_as_nobody("create clslist 1"), "cannot be made", "write its folder")
             self.assertFalse(self.switch.store.exists())
         finally:
             self.switch.folder.chmod(0o755)
