@@ -1,37 +1,29 @@
 #include "dataplane/matcher.h"
 
+#include <algorithm>
+
 namespace dataplane {
-namespace {
 
-bool holds(const FieldMatch& match, const FieldValues& values) {
-    const auto field = static_cast<size_t>(match.field);
-    if ((values.present >> field & 1U) == 0) return false;
-    const uint32_t value = values.value[field] & match.mask;
-    return value >= match.low && value <= match.high;
-}
-
-bool matches(const Rule& rule, const FieldValues& values) {
-    for (const FieldMatch& match : rule.matches)
-        if (!holds(match, values)) return false;
-    return true;
-}
-
-} // namespace
-
-std::optional<size_t> find_by_walking(const std::vector<Rule>& rules, const FieldValues& values) {
-    for (size_t place = 0; place < rules.size(); ++place)
-        if (matches(rules[place], values)) return place;
-    return std::nullopt;
-}
+constexpr size_t worth_an_index = 8; // rules
 
 Matcher::Matcher(std::vector<Rule> rules) : rules_(std::move(rules)) {
     for (const Rule& rule : rules_)
         for (const FieldMatch& match : rule.matches)
             fields_ = static_cast<uint16_t>(fields_ | 1U << static_cast<unsigned>(match.field));
+    if (rules_.size() < worth_an_index) return;
+    for (size_t first = 0; first < rules_.size(); first += RuleIndex::capacity)
+        indices_.emplace_back(std::span(rules_).subspan(first, std::min(RuleIndex::capacity, rules_.size() - first)));
 }
 
 std::optional<size_t> Matcher::find(const FieldValues& values) const {
-    return find_by_walking(rules_, values);
+    if (indices_.empty()) return find_by_walking(rules_, values);
+    size_t first = 0;
+    for (const RuleIndex& index : indices_) {
+        const std::span<const Rule> rules = std::span(rules_).subspan(first);
+        if (const auto found = index.find(rules, values)) return first + *found;
+        first += RuleIndex::capacity;
+    }
+    return std::nullopt;
 }
 
 } // namespace dataplane
