@@ -2,33 +2,29 @@
 
 #include <algorithm>
 #include <bit>
-#include <iterator>
 
 namespace dataplane {
 namespace {
 
 // --- Sets ---
 
+uint64_t bit_of(size_t number) {
+    return uint64_t{1} << number;
+}
+// Without a call, which std::popcount is where the processor may have no instruction for it.
+size_t count_of_bits(uint64_t bits) {
+    bits -= bits >> 1 & 0x5555555555555555;
+    bits = (bits & 0x3333333333333333) + (bits >> 2 & 0x3333333333333333);
+    bits = (bits + (bits >> 4)) & 0x0f0f0f0f0f0f0f0f;
+    return static_cast<size_t>(bits * 0x0101010101010101 >> 56);
+}
 void put_in(RuleSet& set, size_t rule) {
-    set[rule / 64] |= uint64_t{1} << (rule % 64);
+    set.words[rule / 64] |= bit_of(rule % 64);
+    set.summary |= bit_of(rule / 64);
 }
 void take_out(RuleSet& set, size_t rule) {
-    set[rule / 64] &= ~(uint64_t{1} << (rule % 64));
-}
-bool has(const RuleSet& set, size_t rule) {
-    return (set[rule / 64] >> (rule % 64) & 1U) != 0;
-}
-uint64_t summary_of(const RuleSet& set) {
-    uint64_t summary = 0;
-    for (size_t number = 0; number < set.size(); ++number)
-        if (set[number] != 0) summary |= uint64_t{1} << number;
-    return summary;
-}
-int size_of(const RuleSet& set) {
-    int size = 0;
-    for (const uint64_t word : set)
-        size += std::popcount(word);
-    return size;
+    set.words[rule / 64] &= ~bit_of(rule % 64);
+    if (set.words[rule / 64] == 0) set.summary &= ~bit_of(rule / 64);
 }
 
 // --- What rules want ---
@@ -62,21 +58,20 @@ void plan_bytes(const FieldMatch& match, uint16_t rule, Plan& plan) {
     }
 }
 
-enum class Planned : uint8_t { indexed, left_out, impossible };
-
-Planned plan_match(const FieldMatch& match, uint16_t rule, Plan& plan) {
+// Returns whether any value matches. A range under a mask that is no prefix is not planned.
+bool plan_match(const FieldMatch& match, uint16_t rule, Plan& plan) {
     // What lies beyond the field is 0, and as good as looked at.
     const uint32_t free = ~match.mask & widest_value(match.field);
     const bool is_prefix = (free & (free + 1)) == 0;
     if (is_prefix) {
         const std::optional<Interval> interval = interval_of(match, free, rule);
         if (interval) plan.whole.push_back(*interval);
-        return interval ? Planned::indexed : Planned::impossible;
+        return interval.has_value();
     }
-    if (match.low != match.high) return Planned::left_out;
-    if ((match.low & match.mask) != match.low) return Planned::impossible;
+    if (match.low != match.high) return true;
+    if ((match.low & match.mask) != match.low) return false;
     plan_bytes(match, rule, plan);
-    return Planned::indexed;
+    return true;
 }
 
 // --- Building a dimension ---
@@ -86,7 +81,6 @@ constexpr uint64_t most_words = 256 * 1024;
 
 void choose_classes(RuleDimension& dimension, const std::vector<Interval>& intervals) {
     constexpr uint32_t widest = 0xffffffff;
-    constexpr uint32_t widest_in_table = 0xff;
     std::vector<uint32_t>& starts = dimension.starts;
     starts.push_back(0);
     for (const Interval& interval : intervals) {
@@ -95,12 +89,25 @@ void choose_classes(RuleDimension& dimension, const std::vector<Interval>& inter
     }
     std::sort(starts.begin(), starts.end());
     starts.erase(std::unique(starts.begin(), starts.end()), starts.end());
+}
 
-    if (!dimension.is_byte && widest_value(dimension.field) > widest_in_table) return;
-    for (uint32_t value = 0; value <= widest_in_table; ++value) {
-        const auto next = std::upper_bound(starts.begin(), starts.end(), value);
-        dimension.class_of.push_back(static_cast<uint16_t>(next - starts.begin() - 1));
+// As many buckets as there are classes, about, between the lowest and the highest bound.
+void choose_buckets(RuleDimension& dimension) {
+    const std::vector<uint32_t>& starts = dimension.starts;
+    if (starts.size() < 2) return;
+    const uint32_t lowest = starts[1];
+    const uint32_t range = starts.back() - lowest;
+    while (range >> dimension.bucket_shift > starts.size())
+        ++dimension.bucket_shift;
+    dimension.lowest_in_bucket = lowest;
+    uint16_t number = 0;
+    for (uint64_t bucket = 0; bucket <= range >> dimension.bucket_shift; ++bucket) {
+        const uint64_t begin = lowest + (bucket << dimension.bucket_shift);
+        while (number + 1U < starts.size() && starts[number + 1U] <= begin)
+            ++number;
+        dimension.buckets.push_back(number);
     }
+    dimension.buckets.push_back(static_cast<uint16_t>(starts.size() - 1));
 }
 
 // An interval in classes: the first, and the one behind the last.
@@ -123,8 +130,8 @@ std::vector<Span> spans_of(const RuleDimension& dimension, const std::vector<Int
 }
 
 // Takes the widest out until the rest has room.
-void leave_out_widest(std::vector<Span>& spans, size_t classes, RuleSet& left_out) {
-    if (classes * std::tuple_size_v<RuleSet> <= most_words) return;
+void leave_out_widest(std::vector<Span>& spans, size_t classes) {
+    if (classes * 64 <= most_words) return;
     const auto width = [](const Span& span) { return span.end - span.begin; };
     std::sort(spans.begin(), spans.end(), [&](const Span& one, const Span& other) {
         return width(one) != width(other) ? width(one) < width(other) : one.rule < other.rule;
@@ -133,8 +140,6 @@ void leave_out_widest(std::vector<Span>& spans, size_t classes, RuleSet& left_ou
     size_t kept = 0;
     while (kept < spans.size() && words + width(spans[kept]) <= most_words)
         words += width(spans[kept++]);
-    for (size_t place = kept; place < spans.size(); ++place)
-        put_in(left_out, spans[place].rule);
     spans.resize(kept);
 }
 
@@ -143,7 +148,7 @@ void fill_sets(RuleDimension& dimension, std::vector<Span> begins) {
     std::vector<Span> ends = begins;
     std::sort(begins.begin(), begins.end(), [](const Span& a, const Span& b) { return a.begin < b.begin; });
     std::sort(ends.begin(), ends.end(), [](const Span& a, const Span& b) { return a.end < b.end; });
-    RuleSet present{};
+    RuleSet present;
     auto begin = begins.begin();
     auto end = ends.begin();
     for (uint32_t number = 0; number < dimension.starts.size(); ++number) {
@@ -151,23 +156,89 @@ void fill_sets(RuleDimension& dimension, std::vector<Span> begins) {
             take_out(present, end->rule);
         for (; begin != begins.end() && begin->begin <= number; ++begin)
             put_in(present, begin->rule);
-        dimension.summaries.push_back(summary_of(present));
-        dimension.first.push_back(static_cast<uint32_t>(dimension.words.size()));
-        std::copy_if(present.begin(), present.end(), std::back_inserter(dimension.words),
-                     [](uint64_t word) { return word != 0; });
+        dimension.classes.push_back({present.summary, 0, static_cast<uint32_t>(dimension.words.size())});
+        for (uint64_t left = present.summary; left != 0; left &= left - 1)
+            dimension.words.push_back(present.words[static_cast<size_t>(std::countr_zero(left))]);
     }
 }
 
-void build(RuleDimension& dimension, const std::vector<Interval>& intervals, const RuleSet& possible,
-           RuleSet& left_out) {
+// A dimension and which of its classes each rule wants.
+struct Built {
+    RuleDimension dimension;
+    std::vector<Span> spans;
+    bool has_pivots = false;
+};
+
+Built build(Field field, std::optional<uint8_t> byte, const std::vector<Interval>& intervals, const RuleSet& possible) {
+    Built built;
+    RuleDimension& dimension = built.dimension;
+    dimension.field = field;
+    dimension.is_byte = byte.has_value();
+    dimension.shift = static_cast<uint8_t>(8 * byte.value_or(0));
     choose_classes(dimension, intervals);
-    std::vector<Span> spans = spans_of(dimension, intervals);
-    leave_out_widest(spans, dimension.starts.size(), left_out);
+    choose_buckets(dimension);
+    built.spans = spans_of(dimension, intervals);
+    leave_out_widest(built.spans, dimension.starts.size());
     dimension.others = possible;
-    for (const Span& span : spans)
+    for (const Span& span : built.spans)
         take_out(dimension.others, span.rule);
-    dimension.others_summary = summary_of(dimension.others);
-    fill_sets(dimension, std::move(spans));
+    fill_sets(dimension, built.spans);
+    return built;
+}
+
+// --- Pivots ---
+
+// How many rules want the classes of a dimension, summed up from the first one on.
+std::vector<uint64_t> sums_of_rules(const Built& built) {
+    std::vector<int64_t> changes(built.dimension.starts.size() + 1);
+    for (const Span& span : built.spans) {
+        ++changes[span.begin];
+        --changes[span.end];
+    }
+    std::vector<uint64_t> sums{0};
+    int64_t rules = 0;
+    for (const int64_t change : changes) {
+        rules += change;
+        sums.push_back(sums.back() + static_cast<uint64_t>(rules));
+    }
+    return sums;
+}
+
+// The dimension of each rule in which the fewest others want the same values: its pivot. Frames that match a rule are
+// in a class of its pivot, so that the summaries of pivots have few words in common with a frame.
+std::vector<size_t> pivots_of(const std::vector<Built>& all, size_t rule_count) {
+    std::vector<size_t> pivots(rule_count, all.size());
+    std::vector<uint64_t> fewest(rule_count, ~uint64_t{0});
+    for (size_t place = 0; place < all.size(); ++place) {
+        const std::vector<uint64_t> sums = sums_of_rules(all[place]);
+        for (const Span& span : all[place].spans) {
+            const uint64_t rules = (sums[span.end] - sums[span.begin]) / (span.end - span.begin);
+            if (rules >= fewest[span.rule]) continue;
+            fewest[span.rule] = rules;
+            pivots[span.rule] = place;
+        }
+    }
+    return pivots;
+}
+
+void note_pivots(Built& built, const std::vector<size_t>& pivots, size_t place) {
+    for (const Span& span : built.spans) {
+        if (pivots[span.rule] != place) continue;
+        built.has_pivots = true;
+        for (uint32_t number = span.begin; number < span.end; ++number)
+            built.dimension.classes[number].pivots |= bit_of(span.rule / 64U);
+    }
+}
+
+// Returns the words of rules without a pivot, which any frame may match.
+uint64_t choose_pivots(std::vector<Built>& all, size_t rule_count) {
+    const std::vector<size_t> pivots = pivots_of(all, rule_count);
+    for (size_t place = 0; place < all.size(); ++place)
+        note_pivots(all[place], pivots, place);
+    uint64_t without = 0;
+    for (size_t rule = 0; rule < rule_count; ++rule)
+        if (pivots[rule] == all.size()) without |= bit_of(rule / 64);
+    return without;
 }
 
 } // namespace
@@ -179,91 +250,98 @@ RuleIndex::RuleIndex(std::span<const Rule> rules) {
         put_in(possible_, place);
         for (const FieldMatch& match : rules[place].matches) {
             const auto field = static_cast<unsigned>(match.field);
-            const bool is_once_more = (fields_seen >> field & 1U) != 0;
+            const bool is_once_more = (fields_seen >> field & 1U) != 0; // is not planned
             fields_seen |= 1U << field;
-            const Planned planned =
-                is_once_more ? Planned::left_out : plan_match(match, static_cast<uint16_t>(place), plans[field]);
-            if (planned == Planned::left_out) put_in(left_out_, place);
-            if (planned == Planned::impossible) take_out(possible_, place);
+            if (!is_once_more && !plan_match(match, static_cast<uint16_t>(place), plans[field]))
+                take_out(possible_, place);
         }
     }
-    possible_summary_ = summary_of(possible_);
-    const auto add = [&](size_t field, uint8_t shift, bool is_byte, const std::vector<Interval>& intervals) {
-        if (intervals.empty()) return;
-        RuleDimension& dimension = dimensions_.emplace_back();
-        dimension.field = static_cast<Field>(field);
-        dimension.shift = shift;
-        dimension.is_byte = is_byte;
-        build(dimension, intervals, possible_, left_out_);
-    };
-    for (size_t field = 0; field < field_count; ++field) {
-        add(field, 0, false, plans[field].whole);
+    std::vector<Built> all;
+    for (size_t number = 0; number < field_count; ++number) {
+        const auto field = static_cast<Field>(number);
+        if (!plans[number].whole.empty()) all.push_back(build(field, std::nullopt, plans[number].whole, possible_));
         for (uint8_t byte = 0; byte < 4; ++byte)
-            add(field, static_cast<uint8_t>(8 * byte), true, plans[field].bytes[byte]);
+            if (!plans[number].bytes[byte].empty())
+                all.push_back(build(field, byte, plans[number].bytes[byte], possible_));
     }
-    std::stable_sort(dimensions_.begin(), dimensions_.end(), [](const RuleDimension& one, const RuleDimension& other) {
-        return size_of(one.others) < size_of(other.others);
-    });
+    without_pivot_ = choose_pivots(all, rules.size());
+    const auto has_pivots = [](const Built& built) { return built.has_pivots; };
+    pivot_count_ = static_cast<size_t>(std::stable_partition(all.begin(), all.end(), has_pivots) - all.begin());
+    for (Built& built : all)
+        dimensions_.push_back(std::move(built.dimension));
 }
 
 // --- Looking up ---
 
-size_t RuleDimension::class_of_value(uint32_t value) const {
-    if (!class_of.empty()) return class_of[value >> shift & 0xff];
+const RuleDimension::Class& RuleDimension::class_of(uint32_t field_value) const {
+    const uint32_t value = is_byte ? field_value >> shift & 0xff : field_value;
+    if (value < lowest_in_bucket || buckets.empty()) return classes.front();
+    const size_t bucket = std::min<size_t>((value - lowest_in_bucket) >> bucket_shift, buckets.size() - 2);
     // Without a branch that depends on the value, as most would be guessed wrong.
-    const uint32_t* base = starts.data();
-    for (size_t count = starts.size(); count > 1;) {
+    const uint32_t* base = &starts[buckets[bucket]];
+    for (size_t count = buckets[bucket + 1] - size_t{buckets[bucket]} + 1; count > 1;) {
         const size_t half = count / 2;
         base += base[half] <= value ? half : 0;
         count -= half;
     }
-    return static_cast<size_t>(base - starts.data());
+    return classes[static_cast<size_t>(base - starts.data())];
 }
 
 namespace {
 
 // The set of a dimension that a frame is in.
 struct Selected {
-    const RuleDimension* dimension = nullptr;
-    uint64_t summary = 0; // of the rules that want its value
-    const uint64_t* words = nullptr;
+    const RuleSet* others;
+    uint64_t summary; // of the rules that want its value
+    uint64_t pivots;
+    const uint64_t* words;
 
-    uint64_t word(int number) const {
-        const uint64_t others = dimension->others[static_cast<size_t>(number)];
-        if ((summary >> number & 1U) == 0) return others;
-        return others | words[std::popcount(summary & ((uint64_t{1} << number) - 1))];
+    uint64_t word(size_t number) const {
+        const uint64_t word = others->words[number];
+        if ((summary >> number & 1U) == 0) return word;
+        return word | words[count_of_bits(summary & (bit_of(number) - 1))];
     }
 };
 
 Selected select(const RuleDimension& dimension, const FieldValues& values) {
     const auto field = static_cast<size_t>(dimension.field);
-    Selected selected{&dimension};
-    if ((values.present >> field & 1U) == 0) return selected;
-    const size_t number = dimension.class_of_value(values.value[field]);
-    selected.summary = dimension.summaries[number];
-    selected.words = dimension.words.data() + dimension.first[number];
-    return selected;
+    if ((values.present >> field & 1U) == 0) return {&dimension.others, 0, 0, nullptr};
+    const RuleDimension::Class& its = dimension.class_of(values.value[field]);
+    return {&dimension.others, its.summary, its.pivots, dimension.words.data() + its.first_word};
 }
 
 constexpr size_t most_dimensions = field_count * 5; // each field, and each of its bytes
 
+// Few enough to look at the rules rather than at further dimensions.
+bool are_few(uint64_t rules) {
+    for (int i = 0; i < 4; ++i)
+        rules &= rules - 1;
+    return rules == 0;
+}
+
 } // namespace
 
 std::optional<size_t> RuleIndex::find(std::span<const Rule> rules, const FieldValues& values) const {
-    std::array<Selected, most_dimensions> selected;
-    uint64_t summary = possible_summary_;
-    for (size_t place = 0; place < dimensions_.size() && summary != 0; ++place) {
+    std::array<Selected, most_dimensions> selected; // as far as they are needed
+    uint64_t summary = possible_.summary;
+    uint64_t pivots = without_pivot_;
+    for (size_t place = 0; place < pivot_count_; ++place) {
         selected[place] = select(dimensions_[place], values);
-        summary &= dimensions_[place].others_summary | selected[place].summary;
+        summary &= selected[place].others->summary | selected[place].summary;
+        pivots |= selected[place].pivots;
     }
-    for (; summary != 0; summary &= summary - 1) {
-        const int number = std::countr_zero(summary);
-        uint64_t word = possible_[static_cast<size_t>(number)];
-        for (size_t place = 0; place < dimensions_.size() && word != 0; ++place)
+    size_t count = pivot_count_;
+    for (summary &= pivots; summary != 0; summary &= summary - 1) {
+        const auto number = static_cast<size_t>(std::countr_zero(summary));
+        uint64_t word = possible_.words[number];
+        for (size_t place = 0; place < dimensions_.size() && word != 0; ++place) {
+            if (place >= pivot_count_ && are_few(word)) break;
+            if (place == count) selected[count++] = select(dimensions_[place], values);
             word &= selected[place].word(number);
+        }
         for (; word != 0; word &= word - 1) {
-            const size_t rule = static_cast<size_t>(number) * 64 + static_cast<size_t>(std::countr_zero(word));
-            if (!has(left_out_, rule) || matches(rules[rule], values)) return rule;
+            const size_t rule = number * 64 + static_cast<size_t>(std::countr_zero(word));
+            if (matches(rules[rule], values)) return rule;
         }
     }
     return std::nullopt;
