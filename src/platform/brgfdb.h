@@ -320,7 +320,7 @@ constexpr uint32_t first_extraction = 0x01000000; // and the three bits above it
 } // namespace rule_field
 
 // One classification rule, 120 bytes: frames that match all present fields are put into the stream and class with
-// the colour, and their priority is taken as the marking mode says.
+// the color, and their priority is taken as the marking mode says.
 struct ClassifyRule {
     uint32_t marking;      // namespace marking
     uint16_t stream;       // 0 to 255
@@ -424,7 +424,7 @@ int32_t brgfdb_create_vlan(const char* name, int32_t* vid, int32_t* status);
 // Fails with no_vlan, vlan_has_port.
 int32_t brgfdb_delete_vlan(uint32_t vid, int32_t* status);
 
-// Makes a port a member, tagged (1) with a tag protocol identifier, or untagged (0), there for the frames of one
+// Makes a port a member, tagged (1) with a tag type, or untagged (0), there for the frames of one
 // protocol group only when `by_protgroup` is 1. Fails with no_port, no_vlan, no_protgroup and the numbers 1603 to 1616.
 int32_t brgfdb_add_port_to_vlan(uint32_t vid, int32_t port, int32_t tagged, uint32_t tag_type, int32_t by_protgroup,
                                 uint16_t protgroup, int32_t* status);
