@@ -11,16 +11,16 @@ int32_t read_packed_word(const char* packed_words, const char* word) {
     return read_packed_word(packed_words, word, end_of(word));
 }
 
-std::optional<bool> parse_switch(const char* word) {
-    if (is_word(word, "on")) return true;
-    if (is_word(word, "off")) return false;
-    return std::nullopt;
+bool read_switch(const char* word) {
+    const bool is_on = is_word(word, "on");
+    if (!is_on) require_word(word, "off");
+    return is_on;
 }
 
-bool read_switch(const char* word) {
-    const std::optional<bool> is_on = parse_switch(word);
-    if (!is_on) show_usage();
-    return *is_on;
+bool read_switch(const char* word, int32_t code) {
+    const bool is_on = is_word(word, "on");
+    if (!is_on && !is_word(word, "off")) refuse_invalid(code, word);
+    return is_on;
 }
 
 void require_word(const char* word, const char* keyword) {

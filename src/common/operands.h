@@ -13,8 +13,6 @@
 #include "common/usage.h"
 #include "platform/brgfdb.h"
 
-#include <optional>
-
 // --- Those that end the process do it with the usage text ---
 
 void require_word(const char* word, const char* keyword);
@@ -27,8 +25,8 @@ int32_t read_number(const char* word);    // "%d"
 NumberRange read_range(const char* word); // "%d-%d"
 bool read_switch(const char* word);       // "on" or "off"
 
-// The same for those who refuse other words in another way.
-std::optional<bool> parse_switch(const char* word);
+// The same for those who refuse other words as invalid, with a code of 301 to 321.
+bool read_switch(const char* word, int32_t code);
 
 // Six pairs separated by colons, 17 characters: 0 and the bytes in network order, else -1. Nothing but length and
 // colons is checked; a pair without a hexadecimal digit repeats the byte before it (the first pair gives 0), and a

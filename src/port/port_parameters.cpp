@@ -95,10 +95,8 @@ Setting read_aging(const char* value) {
 }
 
 Setting read_loop_breaker(const char* value) {
-    const std::optional<bool> is_on = parse_switch(value);
-    if (!is_on) refuse_invalid(invalid::loop_breaker, value);
     Setting setting;
-    setting.loop_breaker = *is_on ? 1 : 0;
+    setting.loop_breaker = read_switch(value, invalid::loop_breaker) ? 1 : 0;
     setting.fields = port_field::loop_breaker;
     return setting;
 }

@@ -15,9 +15,7 @@ uint32_t read_vlan_selector(const char* name) {
 
 // All three switches report a bad word as one of simple loop detection.
 int32_t read_option_switch(const char* word) {
-    const std::optional<bool> is_on = parse_switch(word);
-    if (!is_on) refuse_invalid(invalid::loop_detection, word);
-    return *is_on ? 1 : 0;
+    return read_switch(word, invalid::loop_detection) ? 1 : 0;
 }
 
 int32_t read_inverted_switch(const char* word) {

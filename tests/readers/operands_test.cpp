@@ -33,10 +33,16 @@ TEST(Keyword, IsMatchedWholeAndWithItsCase) {
 }
 
 TEST(Keyword, OnAndOff) {
-    EXPECT_EQ(true, parse_switch("on"));
-    EXPECT_EQ(false, parse_switch("off"));
-    for (const char* const word : {"", "On", "OFF", "of", "on ", "offf", "1", "0", "yes"})
-        EXPECT_EQ(std::nullopt, parse_switch(word)) << word;
+    EXPECT_TRUE(read_switch("on"));
+    EXPECT_FALSE(read_switch("off"));
+    EXPECT_TRUE(read_switch("on", invalid::loop_breaker));
+    EXPECT_FALSE(read_switch("off", invalid::loop_breaker));
+    for (const char* const word : {"", "On", "OFF", "of", "on ", "offf", "1", "0", "yes"}) {
+        EXPECT_EQ(ended(usage()), run_in_child([&] { read_switch(word); })) << word;
+        EXPECT_EQ(ended(ng(305, std::string("sldbkr \"") + word + "\" invalid.")),
+                  run_in_child([&] { read_switch(word, invalid::loop_breaker); }))
+            << word;
+    }
 }
 
 TEST(Operands, AreRefusedWithTheUsageText) {
@@ -44,9 +50,6 @@ TEST(Operands, AreRefusedWithTheUsageText) {
     EXPECT_EQ(ended(usage()), run_in_child([] { require_word("To", "to"); }));
     EXPECT_EQ(12, read_number(" 12ab"));
     EXPECT_EQ(ended(usage()), run_in_child([] { read_number("ab"); }));
-    EXPECT_TRUE(read_switch("on"));
-    EXPECT_FALSE(read_switch("off"));
-    EXPECT_EQ(ended(usage()), run_in_child([] { read_switch("On"); }));
     EXPECT_EQ(4, read_range("1-4").max);
     EXPECT_EQ(ended(usage()), run_in_child([] { read_range("-"); }));
 
