@@ -39,7 +39,7 @@ TEST(Keyword, OnAndOff) {
     EXPECT_FALSE(read_switch("off", invalid::loop_breaker));
     for (const char* const word : {"", "On", "OFF", "of", "on ", "offf", "1", "0", "yes"}) {
         EXPECT_EQ(ended(usage()), run_in_child([&] { read_switch(word); })) << word;
-        EXPECT_EQ(ended(ng(305, std::string("sldbkr \"") + word + "\" invalid.")),
+        EXPECT_EQ(ended(ng(306, std::string("sldbkr \"") + word + "\" invalid.")),
                   run_in_child([&] { read_switch(word, invalid::loop_breaker); }))
             << word;
     }
