@@ -76,6 +76,12 @@ Command& Command::optional_operand(const std::string& name, std::string& value, 
     return *this;
 }
 
+Command& Command::optional_operands(const std::string& name, std::vector<std::string>& values,
+                                    const std::string& about) {
+    app.add_option(name, values, about);
+    return *this;
+}
+
 Command& Command::flag(const std::string& names, bool& is_given, const std::string& about) {
     app.add_flag(names, is_given, about);
     return *this;

@@ -48,6 +48,7 @@ public:
     Command& optional_operand(const std::string& name, int64_t& value, Range range, const std::string& about);
     Command& optional_operand(const std::string& name, std::string& value, const std::vector<std::string>& choices,
                               const std::string& about);
+    Command& optional_operands(const std::string& name, std::vector<std::string>& values, const std::string& about);
     Command& flag(const std::string& names, bool& is_given, const std::string& about); // "-k,--keep-going"
     Command& option(const std::string& names, std::string& value, const std::string& about);
     Command& option(const std::string& names, int64_t& value, Range range, const std::string& about);

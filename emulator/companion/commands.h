@@ -10,6 +10,9 @@ void add_log(CommandLine& line);
 void add_events(CommandLine& line);
 void add_graph(CommandLine& line);
 
+// Frames through the switch
+void add_trace(CommandLine& line);
+
 // Running sentences
 void add_play(CommandLine& line);
 void add_exec(CommandLine& line); // and run
