@@ -1,6 +1,7 @@
 // One frame through the switch, told step by step.
 #include "companion/trace.h"
 
+#include "companion/capture.h"
 #include "companion/command_line.h"
 #include "companion/commands.h"
 #include "companion/frame_text.h"
@@ -36,9 +37,12 @@ namespace {
 struct Options {
     std::string port; // a number; "-": lines on standard input
     std::vector<std::string> frame;
+    std::string capture; // a file with frames; empty: none
+    int64_t place = 1;   // of the frame in it
     bool as_json = false;
     bool learns = false;
 };
+constexpr Range any_place{1, std::numeric_limits<int64_t>::max()};
 
 PortIndex require_port(const TracedSwitch& traced, const std::string& word) {
     int32_t number = 0;
@@ -63,6 +67,34 @@ std::vector<FrameBytes> read_frames(const std::vector<std::string>& words) {
     }
 }
 
+FrameBytes read_captured(const std::string& file, int64_t place) {
+    CaptureReader capture(file);
+    CapturedFrame frame;
+    int64_t count = 0;
+    while (count < place) {
+        if (!capture.next(frame))
+            throw Failure(file + ": has no frame " + std::to_string(place) + ", but " + std::to_string(count));
+        ++count;
+    }
+    if (frame.original_length > frame.bytes.size())
+        std::cerr << "emuswitch: " << file << ": frame " << place << " was cut to " << frame.bytes.size() << " of its "
+                  << frame.original_length << " bytes; the rest is missing here\n";
+    return {frame.bytes.begin(), frame.bytes.end()};
+}
+
+// The frames that the words ask for; none: they stand on standard input, line by line.
+std::vector<FrameBytes> frames_of(const Options& options) {
+    const bool is_many = options.port == "-";
+    const bool is_captured = !options.capture.empty();
+    if (is_many && !options.as_json) throw WrongUse("trace - answers with lines of JSON; say trace --json -");
+    if (is_many && (!options.frame.empty() || is_captured))
+        throw WrongUse("trace - takes its frames from standard input");
+    if (is_captured && !options.frame.empty()) throw WrongUse("frame: either --pcap or a frame, not both");
+    if (is_many) return {};
+    if (is_captured) return {read_captured(options.capture, options.place)};
+    return read_frames(options.frame);
+}
+
 void print(const TracedSwitch& traced, const Frame& frame, bool as_json) {
     if (as_json) {
         LineBuffer line;
@@ -80,14 +112,10 @@ void print(const TracedSwitch& traced, const Frame& frame, bool as_json) {
 }
 
 int trace(const Options& options) {
-    const bool is_many = options.port == "-";
-    if (is_many && !options.as_json) throw WrongUse("trace - answers with lines of JSON; say trace --json -");
-    if (is_many && !options.frame.empty()) throw WrongUse("trace - takes its frames from standard input");
-    const std::vector<FrameBytes> frames = is_many ? std::vector<FrameBytes>() : read_frames(options.frame);
-
+    const std::vector<FrameBytes> frames = frames_of(options);
     Database database(store_path());
     TracedSwitch traced(database, options.learns);
-    if (is_many) return trace_lines(traced);
+    if (frames.empty()) return trace_lines(traced);
     const PortIndex port = require_port(traced, options.port);
     bool is_first = true;
     for (const FrameBytes& bytes : frames) {
@@ -109,6 +137,8 @@ void add_trace(CommandLine& line) {
         .operand("port", options->port, "The port that receives it; -: lines \"PORT FRAME\" on standard input")
         .optional_operands("frame", options->frame,
                            "Hexadecimal digits; fields (see below); or -: what tcpdump -xx prints, on standard input")
+        .option("--pcap", options->capture, "The frame stands in this capture file, pcap or pcapng; -: standard input")
+        .option("--frame", options->place, any_place, "Which one, counted from 1")
         .flag("--json", options->as_json, "For programs: an object for each frame, on one line")
         .flag("--learn", options->learns, "Have the switch keep what it learns from the frames")
         .footer("Fields, and what they are when left out:\n"
@@ -123,6 +153,7 @@ void add_trace(CommandLine& line) {
                 "Examples:\n"
                 "  emuswitch trace 2 tag vid 20 pri 5\n"
                 "  emuswitch trace 2 da 00:11:22:33:44:55 dst 10.0.0.1 prot tcp dport 80\n"
+                "  emuswitch trace 2 --pcap frames.pcap --frame 3\n"
                 "  tcpdump -xx -r frames.pcap -c 1 | emuswitch trace 2 -\n"
                 "  echo 2 ffffffffffff00112233445588b50000 | emuswitch trace --json -")
         .runs([options] { return trace(*options); });

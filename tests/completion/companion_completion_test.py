@@ -68,6 +68,12 @@ class Function(Completion):
         self.assertEqual({"vlans"}, self.bash.offers("show", "--json", "v"))
         self.assertEqual(set(), self.bash.offers("show", "vlans", ""))
 
+    def test_ports_and_fields_of_a_frame(self):
+        self.play()
+        self.assertEqual({"1", "103"}, self.bash.offers("trace", ""))
+        self.assertEqual({"tag", "tagtype", "tos"}, self.bash.offers("trace", "1", "t"))
+        self.assertEqual({"vid"}, self.bash.offers("trace", "1", "da", "00:11:22:33:44:55", "tag", "v"))
+
     def test_names_of_limits_and_functions(self):
         limits = {line.split()[0] for line in self.emuswitch("show", "limits").splitlines()[1:]}
         self.assertEqual(limits, self.bash.offers("limit", ""))
