@@ -14,12 +14,7 @@ using OptionalNumber = std::optional<int64_t>;
 inline void bind(sqlite3_stmt* statement, int place, std::integral auto value) {
     sqlite3_bind_int64(statement, place, static_cast<int64_t>(value));
 }
-inline void bind(sqlite3_stmt* statement, int place, OptionalNumber value) {
-    if (value)
-        sqlite3_bind_int64(statement, place, *value);
-    else
-        sqlite3_bind_null(statement, place);
-}
+void bind(sqlite3_stmt* statement, int place, OptionalNumber value);     // none is NULL
 inline void bind(sqlite3_stmt* statement, int place, const char* text) { // null is NULL
     sqlite3_bind_text(statement, place, text, -1, SQLITE_STATIC);
 }

@@ -5,6 +5,8 @@
 
 #include <netdb.h>
 
+#include <cstring>
+
 using notation::Hex;
 using notation::Mac;
 using notation::ParameterRecord;
