@@ -43,7 +43,8 @@ template <typename Narrator> void stop_for(Passage<Narrator>& passage, Stop reas
 Assumption assumption_of(DropReason reason, const Port& port) {
     if (reason == DropReason::too_long) return Assumption::longest_received;
     if (reason != DropReason::port_down || port.link_depend == LinkDepend::none) return Assumption::none;
-    return port.link_mode == LinkMode::none ? Assumption::link_mode_unset : Assumption::link_of_vlan;
+    if (port.link_mode == LinkMode::none) return Assumption::link_mode_unset;
+    return port.link_depend == LinkDepend::vlan ? Assumption::link_of_vlan : Assumption::none;
 }
 
 template <typename Narrator> void tell_end(const Passage<Narrator>& passage) {

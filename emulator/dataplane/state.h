@@ -58,6 +58,8 @@ public:
     // The keys (`address_key`) of those since the last call; one may be there several times. What became of it is what
     // `for_each` or `peek` says now.
     std::vector<uint64_t> take_changes() { return std::exchange(changes_, {}); }
+    // How many looks at the age of entries lie ahead; a few more than there are entries, at most.
+    size_t check_count() const { return checks_.size(); }
     // The entry whatever its age; null: there is none.
     const LearnedEntry* peek(uint32_t vid, Mac mac) const { return entries_.find(vid, mac); }
 
