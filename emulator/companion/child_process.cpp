@@ -17,7 +17,7 @@ namespace {
 namespace fs = std::filesystem;
 
 fs::path own_folder() {
-    return fs::read_symlink("/proc/self/exe").parent_path();
+    return fs::path(own_path()).parent_path();
 }
 
 // In the build tree the libraries lie below this program; installed, in a private folder of the library directory.
@@ -42,11 +42,15 @@ std::vector<char*> pointers_to(const std::vector<std::string>& words) {
     return pointers;
 }
 
+int exit_status_of(int status) {
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
 int wait_for(pid_t child) {
     int status = 0;
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    return exit_status_of(status);
 }
 
 pid_t start(const std::vector<std::string>& command, const posix_spawn_file_actions_t* actions,
@@ -72,6 +76,10 @@ PrivateFolder::~PrivateFolder() {
     fs::remove_all(folder, ignored);
 }
 
+std::string own_path() {
+    return fs::read_symlink("/proc/self/exe");
+}
+
 std::string tool_path() {
     for (const fs::path& tool : {own_folder() / "../src/tolvane", own_folder() / "../sbin/tolvane"})
         if (fs::exists(tool)) return fs::canonical(tool);
@@ -85,7 +93,36 @@ void prepare_environment(const fs::path& store) {
     put_first("PATH", own_folder());
 }
 
-Ended run_in_foreground(const std::vector<std::string>& command) {
+EndingSignals::EndingSignals() {
+    sigemptyset(&waited_for);
+    sigaddset(&waited_for, SIGCHLD);
+    for (const int number : {SIGTERM, SIGHUP}) {
+        struct sigaction action {};
+        sigaction(number, nullptr, &action);
+        if (action.sa_handler != SIG_IGN) sigaddset(&waited_for, number);
+    }
+    sigprocmask(SIG_BLOCK, &waited_for, &blocked_before);
+}
+
+EndingSignals::~EndingSignals() {
+    sigprocmask(SIG_SETMASK, &blocked_before, nullptr);
+}
+
+int EndingSignals::wait_for(pid_t child) const {
+    bool is_told = false;
+    for (;;) {
+        int status = 0;
+        const pid_t ended = waitpid(child, &status, WNOHANG);
+        if (ended == child) return exit_status_of(status);
+        if (ended < 0) throw Failure(std::string("the command cannot be waited for: ") + strerror(errno));
+        const int number = sigwaitinfo(&waited_for, nullptr);
+        if (number < 0 || number == SIGCHLD) continue;
+        kill(child, is_told ? SIGKILL : number);
+        is_told = true;
+    }
+}
+
+Ended run_in_foreground(const std::vector<std::string>& command, const EndingSignals& signals) {
     struct sigaction ignore {};
     struct sigaction interrupt {};
     struct sigaction quit {};
@@ -100,24 +137,26 @@ Ended run_in_foreground(const std::vector<std::string>& command) {
     sigaddset(&restored, SIGINT);
     sigaddset(&restored, SIGQUIT);
     posix_spawnattr_setsigdefault(&attributes, &restored);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+    posix_spawnattr_setsigmask(&attributes, &signals.before());
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
     const pid_t child = start(command, nullptr, &attributes);
     posix_spawnattr_destroy(&attributes);
 
     Ended ended;
-    ended.status = wait_for(child);
+    ended.status = signals.wait_for(child);
     sigaction(SIGINT, &interrupt, nullptr);
     sigaction(SIGQUIT, &quit, nullptr);
     return ended;
 }
 
-Ended run_captured(const std::vector<std::string>& command) {
+Ended run_captured(const std::vector<std::string>& command, bool with_errors) {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) throw Failure(std::string("no pipe for the tool's output: ") + strerror(errno));
 
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
+    if (with_errors) posix_spawn_file_actions_adddup2(&actions, ends[1], STDERR_FILENO);
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
     posix_spawnattr_setpgroup(&attributes, 0);

@@ -23,3 +23,4 @@ void add_learn(CommandLine& line);
 void add_port_flags(CommandLine& line); // lag and ipif
 void add_limit(CommandLine& line);
 void add_fail(CommandLine& line);
+void add_call(CommandLine& line);

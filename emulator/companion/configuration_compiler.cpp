@@ -298,7 +298,7 @@ void ConfigurationCompiler::Statements::read_bindings(Vlans& result, const Ports
 
 void ConfigurationCompiler::Statements::read_extraction_points(Vlans& result, const Ports& known_ports) {
     points.for_each([&] {
-        ExtractionPoint& point =
+        dataplane::ExtractionPoint& point =
             require_member(points, result, known_ports).extraction[points.in_range<size_t>(2, 1, 4) - 1];
         point.offset = points.in_range<uint16_t>(3, 0, 0xffff);
         point.width = points.in_range<uint8_t>(4, 1, 4);

@@ -6,6 +6,8 @@
 
 #include <sqlite3.h>
 
+extern const char store_schema[];
+
 namespace {
 
 // What went wrong has been said by the core already.
@@ -20,102 +22,164 @@ int wait_turn(void* /*unused*/, int attempt) {
 
 } // namespace
 
-std::string Cell::str() const {
-    if (text) return *text;
-    return number ? std::to_string(*number) : "-";
-}
-
 std::filesystem::path store_path() {
     char path[PATH_MAX];
     if (const char* const problem = emulator::find_store(path); problem != nullptr) throw Failure(problem);
     return path;
 }
 
+// --- Query ---
+
+Query::Query(Database& source, const std::string& sql, const std::vector<Parameter>& parameters)
+    : database(source), statement(nullptr, sqlite3_finalize) {
+    sqlite3_stmt* prepared = nullptr;
+    if (sqlite3_prepare_v2(source.connection.get(), sql.c_str(), -1, &prepared, nullptr) != SQLITE_OK) source.fail();
+    statement.reset(prepared);
+    for (int i = 0; i < sqlite3_column_count(prepared); ++i)
+        columns.emplace_back(sqlite3_column_name(prepared, i));
+    int place = 0;
+    for (const Parameter& parameter : parameters) {
+        ++place;
+        if (parameter.number)
+            sqlite3_bind_int64(prepared, place, *parameter.number);
+        else
+            sqlite3_bind_text(prepared, place, parameter.text->data(), static_cast<int>(parameter.text->size()),
+                              SQLITE_TRANSIENT);
+    }
+}
+
+bool Query::next() {
+    const int result = sqlite3_step(statement.get());
+    if (result != SQLITE_ROW && result != SQLITE_DONE) database.fail();
+    return result == SQLITE_ROW;
+}
+
+int Query::place_of(const char* column) const {
+    for (size_t place = 0; place < columns.size(); ++place)
+        if (columns[place] == column) return static_cast<int>(place);
+    throw std::logic_error(std::string("a query without a column ") + column);
+}
+
+bool Query::is_null(const char* column) const {
+    return sqlite3_column_type(statement.get(), place_of(column)) == SQLITE_NULL;
+}
+
+int64_t Query::number(const char* column) const {
+    const int place = place_of(column);
+    if (sqlite3_column_type(statement.get(), place) != SQLITE_INTEGER) fail_as_damaged(column);
+    return sqlite3_column_int64(statement.get(), place);
+}
+
+std::optional<int64_t> Query::optional_number(const char* column) const {
+    if (is_null(column)) return std::nullopt;
+    return number(column);
+}
+
+bool Query::flag(const char* column) const {
+    const int64_t value = number(column);
+    if (value != 0 && value != 1) fail_as_damaged(column);
+    return value == 1;
+}
+
+std::string Query::text(const char* column) const {
+    const int place = place_of(column);
+    if (sqlite3_column_type(statement.get(), place) != SQLITE_TEXT) fail_as_damaged(column);
+    const auto* const bytes = reinterpret_cast<const char*>(sqlite3_column_text(statement.get(), place));
+    return {bytes, static_cast<size_t>(sqlite3_column_bytes(statement.get(), place))};
+}
+
+std::optional<std::string> Query::optional_text(const char* column) const {
+    if (is_null(column)) return std::nullopt;
+    return text(column);
+}
+
+void Query::fail_as_damaged(const char* column) const {
+    const int place = place_of(column);
+    std::string what = std::string(column) + " cannot be ";
+    switch (sqlite3_column_type(statement.get(), place)) {
+    case SQLITE_INTEGER: what += std::to_string(sqlite3_column_int64(statement.get(), place)); break;
+    case SQLITE_TEXT: what += "this text"; break;
+    case SQLITE_NULL: what += "missing"; break;
+    default: what += "of this type"; break;
+    }
+    database.fail_as_damaged(what);
+}
+
+// --- Database ---
+
 Database::Database(const std::filesystem::path& path) : file(path) {
     if (emulator::store::begin() != 0 || emulator::store::commit() != 0) throw Failure(already_said);
-    if (sqlite3_open_v2(path.c_str(), &connection, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK) fail();
-    sqlite3_busy_handler(connection, wait_turn, nullptr);
+    open(file);
     script("PRAGMA journal_mode = PERSIST; PRAGMA synchronous = OFF; PRAGMA foreign_keys = ON");
 }
 
-Database::~Database() {
-    sqlite3_close(connection);
+Database Database::snapshot() {
+    Database store;
+    Database memory{in_memory, store.file};
+    store.copy(memory.connection.get());
+    return memory;
+}
+
+Database Database::fresh() {
+    Database memory{in_memory, "a new switch"};
+    memory.script(store_schema);
+    return memory;
+}
+
+void Database::open(const std::string& name) {
+    sqlite3* opened = nullptr;
+    const int result = sqlite3_open_v2(name.c_str(), &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
+    connection = {opened, sqlite3_close};
+    if (result != SQLITE_OK) fail();
+    sqlite3_busy_handler(opened, wait_turn, nullptr);
 }
 
 void Database::fail() {
-    throw Failure(file.string() + ": " + (connection != nullptr ? sqlite3_errmsg(connection) : "out of memory"));
+    const int result = connection != nullptr ? sqlite3_errcode(connection.get()) : SQLITE_NOMEM;
+    const std::string reason = connection != nullptr ? sqlite3_errmsg(connection.get()) : "out of memory";
+    // A schema that is not ours does not fit our statements.
+    if (result == SQLITE_CORRUPT || result == SQLITE_NOTADB || result == SQLITE_ERROR) fail_as_damaged(reason);
+    throw Failure(file.string() + ": " + reason);
 }
 
 void Database::fail_as_damaged(const std::string& what) {
     throw Failure(file.string() + ": damaged (" + what + "); move it away, the next sentence makes an empty switch");
 }
 
-sqlite3_stmt* Database::prepare(const std::string& sql, const std::vector<Parameter>& parameters) {
-    sqlite3_stmt* statement = nullptr;
-    if (sqlite3_prepare_v2(connection, sql.c_str(), -1, &statement, nullptr) != SQLITE_OK) fail();
-    int place = 0;
-    for (const Parameter& parameter : parameters) {
-        ++place;
-        if (parameter.number)
-            sqlite3_bind_int64(statement, place, *parameter.number);
-        else
-            sqlite3_bind_text(statement, place, parameter.text->c_str(), -1, SQLITE_TRANSIENT);
-    }
-    return statement;
-}
-
-Answer Database::query(const std::string& sql, const std::vector<Parameter>& parameters) {
-    sqlite3_stmt* const statement = prepare(sql, parameters);
-    Answer result;
-    const int count = sqlite3_column_count(statement);
-    for (int i = 0; i < count; ++i)
-        result.columns.emplace_back(sqlite3_column_name(statement, i));
-    int step = 0;
-    while ((step = sqlite3_step(statement)) == SQLITE_ROW) {
-        Row row(static_cast<size_t>(count));
-        for (int i = 0; i < count; ++i) {
-            Cell& cell = row[static_cast<size_t>(i)];
-            const int type = sqlite3_column_type(statement, i);
-            if (type == SQLITE_INTEGER)
-                cell.number = sqlite3_column_int64(statement, i);
-            else if (type != SQLITE_NULL)
-                cell.text = reinterpret_cast<const char*>(sqlite3_column_text(statement, i));
-        }
-        result.rows.push_back(std::move(row));
-    }
-    sqlite3_finalize(statement);
-    if (step != SQLITE_DONE) fail();
-    return result;
-}
-
 int64_t Database::number(const std::string& sql, const std::vector<Parameter>& parameters) {
-    return query(sql, parameters).rows.at(0).at(0).number.value_or(0);
+    Query query(*this, "SELECT (" + sql + ") AS number", parameters);
+    return query.next() ? query.optional_number("number").value_or(0) : 0;
 }
 
 int Database::change(const std::string& sql, const std::vector<Parameter>& parameters) {
-    sqlite3_stmt* const statement = prepare(sql, parameters);
-    const int step = sqlite3_step(statement);
-    sqlite3_finalize(statement);
-    if (step != SQLITE_DONE) fail();
-    return sqlite3_changes(connection);
+    Query query(*this, sql, parameters);
+    query.next();
+    return sqlite3_changes(connection.get());
 }
 
 void Database::script(const std::string& sql) {
-    if (sqlite3_exec(connection, sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) fail();
+    if (sqlite3_exec(connection.get(), sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) fail();
+}
+
+void Database::copy(sqlite3* target) {
+    sqlite3_backup* const backup = sqlite3_backup_init(target, "main", connection.get(), "main");
+    const int result = backup == nullptr ? SQLITE_ERROR : sqlite3_backup_step(backup, -1);
+    sqlite3_backup_finish(backup);
+    if (result == SQLITE_DONE) return;
+    const std::string reason = sqlite3_errmsg(target);
+    if (result == SQLITE_CORRUPT || result == SQLITE_NOTADB) fail_as_damaged(reason);
+    throw Failure(file.string() + ": cannot be copied (" + reason + ")");
 }
 
 void Database::copy_to(const std::filesystem::path& path) {
-    sqlite3* target = nullptr;
-    bool is_done = sqlite3_open(path.c_str(), &target) == SQLITE_OK;
-    if (is_done) {
-        sqlite3_backup* const backup = sqlite3_backup_init(target, "main", connection, "main");
-        is_done = backup != nullptr && sqlite3_backup_step(backup, -1) == SQLITE_DONE;
-        sqlite3_backup_finish(backup);
-    }
-    const std::string reason = is_done ? "" : sqlite3_errmsg(target);
-    sqlite3_close(target);
-    if (!is_done) throw Failure(path.string() + ": cannot be written (" + reason + ")");
+    sqlite3* opened = nullptr;
+    const int result = sqlite3_open(path.c_str(), &opened);
+    const std::unique_ptr<sqlite3, int (*)(sqlite3*)> target{opened, sqlite3_close};
+    if (result != SQLITE_OK) throw Failure(path.string() + ": cannot be written (" + sqlite3_errstr(result) + ")");
+    copy(opened);
 }
+
+// --- Transaction ---
 
 Transaction::Transaction(Database& target) : database(target) {
     if (emulator::store::take_turn() != 0) throw Failure(already_said);
@@ -138,4 +202,24 @@ Transaction::~Transaction() {
 void Transaction::commit() {
     database.script("COMMIT");
     is_open = false;
+}
+
+// --- Children ---
+
+Children::Children(Database& source, const std::string& sql, std::vector<const char*> common)
+    : rows(source, sql), keys(std::move(common)), has_row(rows.next()) {}
+
+bool Children::is_at(const Query& parent) const {
+    if (!has_row) return false;
+    for (const char* key : keys) {
+        const int64_t own = rows.number(key);
+        const int64_t wanted = parent.number(key);
+        if (own < wanted) rows.fail_as_damaged(key); // its parent would have come before
+        if (own > wanted) return false;
+    }
+    return true;
+}
+
+void Children::expect_end() const {
+    if (has_row) rows.fail_as_damaged(keys.front());
 }

@@ -1,8 +1,11 @@
 // The store of the emulated switch, as the companion reads and writes it.
 #pragma once
 
+#include "platform/words.h"
+
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -17,21 +20,6 @@ class Failure : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// A column of a row: a number, a text, or nothing.
-struct Cell {
-    std::optional<int64_t> number;
-    std::optional<std::string> text;
-
-    bool is_null() const { return !number && !text; }
-    std::string str() const; // what a person reads; "-" for nothing
-};
-using Row = std::vector<Cell>;
-
-struct Answer {
-    std::vector<std::string> columns;
-    std::vector<Row> rows;
-};
-
 // A parameter of a statement.
 struct Parameter {
     Parameter(int64_t value) : number(value) {}
@@ -44,35 +32,84 @@ struct Parameter {
 // The file that EMUSWITCH names, or that of the user.
 std::filesystem::path store_path();
 
+class Database;
+
+// The rows that a statement finds, one after the other, with their columns by name. A store is input like any other:
+// what a column cannot hold on a switch (a text for a number, a number without a word) throws `Failure`, which says
+// that the store is damaged, and where.
+class Query {
+public:
+    Query(Database& source, const std::string& sql, const std::vector<Parameter>& parameters = {});
+
+    // Goes to the first row, or the next one. False: there is none.
+    bool next();
+
+    int64_t number(const char* column) const;
+    std::optional<int64_t> optional_number(const char* column) const;
+    bool flag(const char* column) const; // 0 or 1
+    std::string text(const char* column) const;
+    std::optional<std::string> optional_text(const char* column) const;
+    bool is_null(const char* column) const;
+
+    template <size_t Count> std::string word(const char* column, const NumberedWord (&words)[Count]) const {
+        const char* const found = word_for(words, number(column));
+        if (found == nullptr) fail_as_damaged(column);
+        return found;
+    }
+    template <size_t Count>
+    std::optional<std::string> optional_word(const char* column, const NumberedWord (&words)[Count]) const {
+        if (is_null(column)) return std::nullopt;
+        return word(column, words);
+    }
+
+    // Says that the store is damaged, since this column of this row is what it is.
+    [[noreturn]] void fail_as_damaged(const char* column) const;
+
+private:
+    int place_of(const char* column) const;
+
+    Database& database;
+    std::vector<std::string> columns;
+    std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)> statement;
+};
+
 // One connection. Every failure throws `Failure` with the name of the file.
 class Database {
 public:
-    // Opens the store, and makes an empty one where there is none.
+    // The store, which is made where there is none, for changes. Who reads it all takes a snapshot.
+    Database() : Database(store_path()) {}
     explicit Database(const std::filesystem::path& path);
-    ~Database();
-    Database(const Database&) = delete;
-    Database& operator=(const Database&) = delete;
+    // What the store held at one moment, in memory: whoever reads it may take long, and keeps nobody waiting.
+    static Database snapshot();
+    // A new switch, in memory.
+    static Database fresh();
 
-    Answer query(const std::string& sql, const std::vector<Parameter>& parameters = {});
+    // The first column of the first row; 0 where that is NULL.
     int64_t number(const std::string& sql, const std::vector<Parameter>& parameters = {});
 
-    // Answers how many rows changed.
+    // Returns how many rows changed.
     int change(const std::string& sql, const std::vector<Parameter>& parameters = {});
     void script(const std::string& sql);
-
-    // For what reads so much that it prepares its statements once (companion/statement.h).
-    sqlite3* handle() const { return connection; }
-    [[noreturn]] void fail();
-    // A value that the store cannot have by itself, such as class 100: `what` names it.
-    [[noreturn]] void fail_as_damaged(const std::string& what);
 
     // A copy of the whole store, consistent while others write.
     void copy_to(const std::filesystem::path& path);
 
+    // For what reads so much that it prepares its statements once (companion/statement.h).
+    sqlite3* handle() const { return connection.get(); }
+    [[noreturn]] void fail();
+    // A value that the store cannot have by itself, such as class 100: `what` names it.
+    [[noreturn]] void fail_as_damaged(const std::string& what);
+
 private:
+    friend class Query;
+    struct InMemory {};
+    static constexpr InMemory in_memory{};
+    Database(InMemory, std::filesystem::path of) : file(std::move(of)) { open(":memory:"); }
+    void open(const std::string& name);
+    void copy(sqlite3* target);
+
     std::filesystem::path file;
-    sqlite3* connection = nullptr;
-    sqlite3_stmt* prepare(const std::string& sql, const std::vector<Parameter>& parameters);
+    std::unique_ptr<sqlite3, int (*)(sqlite3*)> connection{nullptr, nullptr};
 };
 
 // A transaction that is undone unless it is committed.
@@ -87,4 +124,27 @@ public:
 private:
     Database& database;
     bool is_open = true;
+};
+
+// The rows that belong to the rows of another query, both in the order of the columns that they have in common. A row
+// that belongs to none is damage.
+class Children {
+public:
+    Children(Database& source, const std::string& sql, std::vector<const char*> common);
+
+    // Calls `take` with each row that belongs to this one.
+    template <typename Take> void of(const Query& parent, Take take) {
+        for (; is_at(parent); has_row = rows.next())
+            take(rows);
+    }
+
+    // Behind the last of the others.
+    void expect_end() const;
+
+private:
+    bool is_at(const Query& parent) const;
+
+    Query rows;
+    std::vector<const char*> keys;
+    bool has_row;
 };

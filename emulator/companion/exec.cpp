@@ -7,14 +7,16 @@
 namespace {
 
 int run_on_switch(const std::vector<std::string>& command) {
+    const EndingSignals signals;
     prepare_environment(store_path());
-    return run_in_foreground(command).status;
+    return run_in_foreground(command, signals).status;
 }
 
 int run_on_private_switch(const std::vector<std::string>& command) {
+    const EndingSignals signals; // before there is anything to remove
     const PrivateFolder folder;
     prepare_environment(folder.path() / "switch.db");
-    return run_in_foreground(command).status;
+    return run_in_foreground(command, signals).status;
 }
 
 void add_runner(CommandLine& line, const char* name, const char* about, const char* example,

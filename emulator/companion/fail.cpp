@@ -15,24 +15,30 @@ int add_fault(const std::string& function, int64_t status, int64_t at, int64_t t
     const auto* const last = std::end(library_function_names);
     if (std::find(std::begin(library_function_names), last, function) == last)
         throw Failure("no library has a function \"" + function + "\"; emuswitch fail --functions lists all of them");
-    Database database(store_path());
+    Database database;
+    Transaction transaction(database);
     database.change("INSERT INTO fault (function, status, skip, times) VALUES (?, ?, ?, ?)",
                     {function, status, at - 1, times});
+    transaction.commit();
     return 0;
 }
 
 int list_faults() {
-    Database database(store_path());
-    print_table(std::cout,
-                database.query("SELECT function AS FUNCTION, status AS STATUS, skip + 1 AS 'AT CALL', times AS TIMES"
-                               " FROM fault ORDER BY id"),
-                "no call is made to fail");
+    Database database = Database::snapshot();
+    Table table{{"FUNCTION", "STATUS", "AT CALL", "TIMES"}, {}};
+    Query faults(database, "SELECT function, status, skip, times FROM fault ORDER BY id");
+    while (faults.next())
+        table.add(
+            {faults.text("function"), faults.number("status"), faults.number("skip") + 1, faults.number("times")});
+    print_table(std::cout, table, "no call is made to fail");
     return 0;
 }
 
 int clear_faults() {
-    Database database(store_path());
+    Database database;
+    Transaction transaction(database);
     database.change("DELETE FROM fault");
+    transaction.commit();
     return 0;
 }
 

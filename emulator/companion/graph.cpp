@@ -2,17 +2,19 @@
 #include "companion/command_line.h"
 #include "companion/commands.h"
 #include "companion/database.h"
+#include "companion/names.h"
 
 #include <iostream>
 #include <sstream>
 
 namespace {
 
-std::string escaped(const std::string& text) {
+// A name as a label has it: shown, and with what means something to Graphviz escaped.
+std::string label_of(const std::string& name) {
     std::string result;
-    for (const char c : text) {
+    for (const char c : shown(name)) {
         if (c == '"' || c == '\\') result += '\\';
-        result += c == '\n' ? ' ' : c;
+        result += c;
     }
     return result;
 }
@@ -33,10 +35,10 @@ public:
     void edge(const std::string& from, const std::string& to, const std::string& attributes) {
         out << "  " << from << " -> " << to << " [" << attributes << "];\n";
     }
-    // Nodes of one rank stand in this order.
-    void keep_order(const std::string& prefix, const Answer& numbers) {
-        for (size_t i = 1; i < numbers.rows.size(); ++i)
-            edge(prefix + numbers.rows[i - 1][0].str(), prefix + numbers.rows[i][0].str(), "style=invis");
+    // Nodes of one rank stand in the order of their numbers.
+    void keep_order(const std::string& prefix, const std::vector<int64_t>& numbers) {
+        for (size_t i = 1; i < numbers.size(); ++i)
+            edge(prefix + std::to_string(numbers[i - 1]), prefix + std::to_string(numbers[i]), "style=invis");
     }
     void line(const std::string& text) { out << "  " << text << "\n"; }
     std::string text() const { return out.str() + "}\n"; }
@@ -45,84 +47,91 @@ private:
     std::ostringstream out;
 };
 
-std::string port_node(const Cell& port) {
-    return "port" + port.str();
-}
-std::string vlan_node(const Cell& vid) {
-    return "vlan" + vid.str();
+std::string numbered(const char* name, int64_t number) {
+    return name + std::to_string(number);
 }
 
 void draw_ports(Database& database, Drawing& drawing) {
+    std::vector<int64_t> ports;
     drawing.line("{ rank=same;");
-    for (const Row& row :
-         database.query("SELECT port, ether, type, enabled, in_lag, ip_interface FROM port ORDER BY port").rows) {
-        const char* const types[] = {"none", "ether ", "vif"};
-        std::string label = "port " + row[0].str() + "\\n" + types[*row[2].number];
-        if (*row[2].number == 1) label += row[1].str();
-        if (*row[4].number != 0) label += " LAG";
-        if (*row[5].number != 0) label += " IP";
-        if (*row[3].number == 0) label += "\\ndisabled";
-        drawing.node(port_node(row[0]), label,
-                     *row[3].number != 0 ? "shape=box fillcolor=\"#cfe2f3\""
-                                         : "shape=box fillcolor=\"#eeeeee\" fontcolor=\"#777777\"");
+    Query rows(database, "SELECT port, ether, type, enabled, in_lag, ip_interface FROM port ORDER BY port");
+    while (rows.next()) {
+        ports.push_back(rows.number("port"));
+        std::string label = numbered("port ", ports.back()) + "\\n" + rows.word("type", port_type_words);
+        if (rows.number("type") == port_type::ether) label += numbered(" ", rows.number("ether"));
+        if (rows.flag("in_lag")) label += " LAG";
+        if (rows.flag("ip_interface")) label += " IP";
+        if (!rows.flag("enabled")) label += "\\ndisabled";
+        drawing.node(numbered("port", ports.back()), label,
+                     rows.flag("enabled") ? "shape=box fillcolor=\"#cfe2f3\""
+                                          : "shape=box fillcolor=\"#eeeeee\" fontcolor=\"#777777\"");
     }
     drawing.line("}");
-    drawing.keep_order("port", database.query("SELECT port FROM port ORDER BY port"));
+    drawing.keep_order("port", ports);
 }
 
 void draw_vlans(Database& database, Drawing& drawing) {
+    std::vector<int64_t> vids;
     drawing.line("{ rank=same;");
-    for (const Row& row : database.query("SELECT vid, name FROM vlan ORDER BY vid").rows)
-        drawing.node(vlan_node(row[0]),
-                     escaped(*row[1].text) + "\\nvid " + row[0].str() + (*row[0].number > 4095 ? " (local)" : ""),
-                     *row[0].number > 4095 ? "shape=ellipse fillcolor=\"#fff2cc\""
-                                           : "shape=ellipse fillcolor=\"#d9ead3\"");
-    drawing.line("}");
-    drawing.keep_order("vlan", database.query("SELECT vid FROM vlan ORDER BY vid"));
-    for (const Row& row : database
-                              .query("SELECT port, vid, tagged, tag_type, protgroup, list FROM vlan_member"
-                                     " LEFT JOIN list_binding USING (vid, port) ORDER BY vid, port")
-                              .rows) {
-        std::string label;
-        std::string style = "style=solid";
-        if (*row[2].number != 0) {
-            label = "tagged";
-            style = "style=bold";
-            if (*row[3].number != 0x8100) {
-                std::ostringstream type;
-                type << " " << std::hex << *row[3].number;
-                label += type.str();
-            }
-        } else if (row[4].number) {
-            label = "protgroup " + row[4].str();
-            style = "style=dashed";
-        } else {
-            label = "untagged";
-        }
-        if (row[5].number) label += "\\nclslist " + row[5].str();
-        drawing.edge(port_node(row[0]), vlan_node(row[1]), "dir=none label=\"" + label + "\" " + style);
+    Query rows(database, "SELECT vid, name FROM vlan ORDER BY vid");
+    while (rows.next()) {
+        const int64_t vid = rows.number("vid");
+        const bool is_local = vid >= vlan_id::lowest_local;
+        vids.push_back(vid);
+        drawing.node(numbered("vlan", vid),
+                     label_of(rows.text("name")) + "\\nvid " + std::to_string(vid) + (is_local ? " (local)" : ""),
+                     is_local ? "shape=ellipse fillcolor=\"#fff2cc\"" : "shape=ellipse fillcolor=\"#d9ead3\"");
     }
+    drawing.line("}");
+    drawing.keep_order("vlan", vids);
+}
+
+void draw_members(Database& database, Drawing& drawing) {
+    Query rows(database, "SELECT port, vid, tagged, tag_type, protgroup, list FROM vlan_member"
+                         " LEFT JOIN list_binding USING (vid, port) ORDER BY vid, port");
+    while (rows.next()) {
+        std::string label = "untagged";
+        std::string style = "style=solid";
+        if (rows.flag("tagged")) {
+            char type[24];
+            snprintf(type, sizeof type, " %llx", static_cast<unsigned long long>(rows.number("tag_type")));
+            label = std::string("tagged") + (rows.number("tag_type") != default_tag_type ? type : "");
+            style = "style=bold";
+        } else if (const std::optional<int64_t> group = rows.optional_number("protgroup")) {
+            label = numbered("protgroup ", *group);
+            style = "style=dashed";
+        }
+        if (const std::optional<int64_t> list = rows.optional_number("list")) label += numbered("\\nclslist ", *list);
+        drawing.edge(numbered("port", rows.number("port")), numbered("vlan", rows.number("vid")),
+                     "dir=none label=\"" + label + "\" " + style);
+    }
+}
+
+void draw_source(const Query& row, const std::string& mirror, const std::string& style, Drawing& drawing) {
+    const int64_t type = row.number("source_type");
+    if (type == mirror_source::vlan)
+        return drawing.edge(numbered("vlan", row.number("source_vid")), mirror, "label=\"all\" " + style);
+    const bool is_received = type == mirror_source::received || type == mirror_source::received_in_vlan;
+    const bool is_in_vlan = type == mirror_source::received_in_vlan || type == mirror_source::sent_in_vlan;
+    const std::string label =
+        std::string(is_received ? "in" : "out") + (is_in_vlan ? " of " + label_of(row.text("name")) : "");
+    drawing.edge(numbered("port", row.number("source_port")), mirror, "label=\"" + label + "\" " + style);
 }
 
 // A mirror is a small diamond between its source and its destination.
 void draw_mirrors(Database& database, Drawing& drawing) {
-    for (const Row& row : database
-                              .query("SELECT mirror, enabled, source_type, source_port, source_vid, destination,"
-                                     " (SELECT name FROM vlan WHERE vid = source_vid) FROM mirror ORDER BY mirror")
-                              .rows) {
-        const std::string name = "mirror" + row[0].str();
-        const std::string color = *row[1].number != 0 ? "#cc0000" : "#bbbbbb";
+    Query rows(database, "SELECT mirror.*, name FROM mirror LEFT JOIN vlan ON vid = source_vid ORDER BY mirror");
+    while (rows.next()) {
+        const bool is_enabled = rows.flag("enabled");
+        const std::string name = numbered("mirror", rows.number("mirror"));
+        const std::string color = is_enabled ? "#cc0000" : "#bbbbbb";
         const std::string style = "color=\"" + color + "\" fontcolor=\"" + color + "\" constraint=false";
-        drawing.node(name, "mirror " + row[0].str() + (*row[1].number != 0 ? "" : "\\ndisabled"),
+        drawing.node(name, numbered("mirror ", rows.number("mirror")) + (is_enabled ? "" : "\\ndisabled"),
                      "shape=diamond fontsize=9 color=\"" + color + "\" fillcolor=\"" +
-                         (*row[1].number != 0 ? "#f4cccc" : "#eeeeee") + "\"");
-        if (row[2].number) {
-            const int64_t type = *row[2].number;
-            std::string label = type == 5 ? "all" : type <= 2 ? "in" : "out";
-            if (type == 2 || type == 4) label += " of " + escaped(row[6].str());
-            drawing.edge(type == 5 ? vlan_node(row[4]) : port_node(row[3]), name, "label=\"" + label + "\" " + style);
-        }
-        if (row[5].number) drawing.edge(name, port_node(row[5]), "label=\"copy\" " + style);
+                         (is_enabled ? "#f4cccc" : "#eeeeee") + "\"");
+        if (!rows.is_null("source_type")) draw_source(rows, name, style, drawing);
+        if (const std::optional<int64_t> port = rows.optional_number("destination"))
+            drawing.edge(name, numbered("port", *port), "label=\"copy\" " + style);
     }
 }
 
@@ -131,64 +140,70 @@ std::string rate_text(int64_t min, int64_t max) {
     return min == max ? kilo(max) + " kbit/s" : kilo(min) + "-" + kilo(max) + " kbit/s";
 }
 
+std::string policy_text(const Query& row) {
+    if (row.number("min_threshold") == 100 && row.number("max_threshold") == 0) return "tail drop";
+    return "fill " + std::to_string(row.number("min_threshold")) + "-" + std::to_string(row.number("max_threshold")) +
+           "%\\ndrop " + std::to_string(row.number("min_drop")) + "-" + std::to_string(row.number("max_drop")) + "%";
+}
+
+void draw_policies(Database& database, Drawing& drawing, const std::string& queue, int64_t stream_index,
+                   int64_t traffic_class) {
+    Query rows(database, "SELECT * FROM drop_policy WHERE stream_index = ? AND traffic_class = ? ORDER BY color",
+               {stream_index, traffic_class});
+    while (rows.next()) {
+        const std::string color = rows.word("color", color_words);
+        const int64_t number = rows.number("color");
+        const char* const fill = number == color::green ? "#d9ead3" : number == color::yellow ? "#ffe599" : "#f4cccc";
+        const std::string node = queue + numbered("_", number);
+        drawing.node(node, color + "\\n" + policy_text(rows),
+                     std::string("shape=box fontsize=9 fillcolor=\"") + fill + "\"");
+        drawing.edge(queue, node, "");
+    }
+}
+
 void draw_queues(Database& database, Drawing& drawing, int64_t stream_index) {
-    const std::string stream = "stream" + std::to_string(stream_index);
-    for (const Row& row : database
-                              .query("SELECT traffic_class, length, priority, ratio FROM queue"
-                                     " JOIN queue_in_stream USING (stream_index, traffic_class)"
-                                     " WHERE stream_index = ? ORDER BY traffic_class",
-                                     {stream_index})
-                              .rows) {
-        const std::string queue = "queue" + std::to_string(stream_index) + "_" + row[0].str();
+    const std::string stream = numbered("stream", stream_index);
+    Query rows(
+        database,
+        "SELECT traffic_class, length, priority, ratio FROM queue"
+        " JOIN queue_in_stream USING (stream_index, traffic_class) WHERE stream_index = ? ORDER BY traffic_class",
+        {stream_index});
+    while (rows.next()) {
+        const int64_t traffic_class = rows.number("traffic_class");
+        const std::string queue = numbered("queue", stream_index) + numbered("_", traffic_class);
         drawing.node(queue,
-                     "class " + row[0].str() + "\\npri " + row[2].str() + " ratio " + row[3].str() + "\\n" +
-                         row[1].str() + " bytes",
+                     numbered("class ", traffic_class) + numbered("\\npri ", rows.number("priority")) +
+                         numbered(" ratio ", rows.number("ratio")) + "\\n" + std::to_string(rows.number("length")) +
+                         " bytes",
                      "shape=box fillcolor=\"#fff2cc\"");
         drawing.edge(stream, queue, "");
-        for (const Row& policy :
-             database
-                 .query("SELECT color, min_threshold, max_threshold, min_drop, max_drop FROM drop_policy"
-                        " WHERE stream_index = ? AND traffic_class = ? ORDER BY color",
-                        {stream_index, *row[0].number})
-                 .rows) {
-            const char* const fills[] = {"#d9ead3", "#ffe599", "#f4cccc"};
-            const char* const names[] = {"green", "yellow", "red"};
-            const auto color = static_cast<size_t>(*policy[0].number);
-            const bool is_tail_drop = *policy[1].number == 100 && *policy[2].number == 0;
-            const std::string node = queue + "_" + policy[0].str();
-            drawing.node(node,
-                         std::string(names[color]) + "\\n" +
-                             (is_tail_drop ? "tail drop"
-                                           : "fill " + policy[1].str() + "-" + policy[2].str() + "%\\ndrop " +
-                                                 policy[3].str() + "-" + policy[4].str() + "%"),
-                         std::string("shape=box fontsize=9 fillcolor=\"") + fills[color] + "\"");
-            drawing.edge(queue, node, "");
-        }
+        draw_policies(database, drawing, queue, stream_index, traffic_class);
     }
+}
+
+std::string stream_label(const Query& row) {
+    std::string label = numbered("stream ", row.number("stream_index") % streams_per_port + 1);
+    if (row.number("qos_type") != 0) label += " " + row.word("qos_type", qos_type_words);
+    label += numbered("\\npriority ", row.number("priority"));
+    if (row.number("max_rate") != 0) label += "\\n" + rate_text(row.number("min_rate"), row.number("max_rate"));
+    return label;
 }
 
 std::string qos_tree(Database& database, int64_t port) {
     Drawing drawing("LR");
-    drawing.node("port", "port " + std::to_string(port), "shape=box fillcolor=\"#cfe2f3\"");
-    for (const Row& row : database
-                              .query("SELECT stream_index, qos_type, min_rate, max_rate, priority FROM stream"
-                                     " WHERE port = ? ORDER BY stream_index",
-                                     {port})
-                              .rows) {
-        const std::string name = "stream" + row[0].str();
-        drawing.node(name,
-                     "stream " + std::to_string(*row[0].number % 256 + 1) + " " + (*row[1].number == 1 ? "wfq" : "pq") +
-                         "\\npriority " + row[4].str() +
-                         (*row[3].number == 0 ? "" : "\\n" + rate_text(*row[2].number, *row[3].number)),
-                     "shape=box fillcolor=\"#d9d2e9\"");
+    drawing.node("port", numbered("port ", port), "shape=box fillcolor=\"#cfe2f3\"");
+    Query rows(database, "SELECT * FROM stream WHERE port = ? ORDER BY stream_index", {port});
+    while (rows.next()) {
+        const std::string name = numbered("stream", rows.number("stream_index"));
+        drawing.node(name, stream_label(rows), "shape=box fillcolor=\"#d9d2e9\"");
         drawing.edge("port", name, "");
-        draw_queues(database, drawing, *row[0].number);
+        draw_queues(database, drawing, rows.number("stream_index"));
     }
     return drawing.text();
 }
 
 int print_graph(int64_t qos_port) {
-    Database database(store_path());
+    Database database = Database::snapshot();
     if (qos_port != 0) {
         if (database.number("SELECT count(*) FROM port WHERE port = ?", {qos_port}) == 0)
             throw Failure("there is no port " + std::to_string(qos_port) + "; emuswitch show ports lists them");
@@ -198,6 +213,7 @@ int print_graph(int64_t qos_port) {
     Drawing drawing("LR");
     draw_ports(database, drawing);
     draw_vlans(database, drawing);
+    draw_members(database, drawing);
     draw_mirrors(database, drawing);
     std::cout << drawing.text();
     return 0;

@@ -8,9 +8,11 @@ namespace {
 constexpr Range any_limit{0, std::numeric_limits<int32_t>::max()}; // the switch counts in 32 bits
 
 int set_limit(const std::string& name, int64_t value) {
-    Database database(store_path());
+    Database database;
+    Transaction transaction(database);
     if (database.change("UPDATE limits SET value = ? WHERE name = ?", {value, name}) == 0)
         throw Failure("there is no limit \"" + name + "\"; emuswitch show limits lists them");
+    transaction.commit();
     return 0;
 }
 

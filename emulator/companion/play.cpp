@@ -8,7 +8,7 @@
 #include <csignal>
 #include <fstream>
 #include <iostream>
-#include <sstream>
+#include <set>
 #include <unistd.h>
 
 namespace {
@@ -31,26 +31,6 @@ struct Sentence {
     std::vector<std::string> words;
 };
 
-std::vector<Sentence> read_sentences(const std::string& file) {
-    std::ifstream opened;
-    if (file != "-") opened.open(file);
-    std::istream& in = file == "-" ? std::cin : opened;
-    if (!in) throw Failure(file + ": cannot be read");
-
-    std::vector<Sentence> sentences;
-    std::string text;
-    for (size_t line = 1; std::getline(in, text); ++line) {
-        try {
-            Sentence sentence{line, text, split_words(text)};
-            if (!sentence.words.empty()) sentences.push_back(std::move(sentence));
-        } catch (const std::runtime_error& problem) {
-            throw Failure(file + ":" + std::to_string(line) + ": " + problem.what());
-        }
-    }
-    if (in.bad()) throw Failure(file + ": cannot be read to its end");
-    return sentences;
-}
-
 // What stands between two tags of a document.
 std::string between(const std::string& document, const std::string& opening, const std::string& closing) {
     const size_t from = document.find(opening);
@@ -68,6 +48,48 @@ std::string refusal(const Ended& ended) {
         return "NG " + between(ended.output, "<errcode>", "</errcode>") + ": " +
                between(ended.output, "<errmsg>", "</errmsg>");
     return "";
+}
+
+// A line for this program, which brings about what no sentence can: `emuswitch limit ports 8`.
+bool is_for_companion(const Sentence& sentence) {
+    return sentence.words.front() == "emuswitch";
+}
+
+void require_playable(const Sentence& sentence) {
+    static const std::set<std::string> playable{"call", "fail", "ipif", "lag", "learn", "limit", "reset"};
+    if (is_for_companion(sentence) && (sentence.words.size() < 2 || playable.count(sentence.words[1]) == 0))
+        throw std::runtime_error(
+            "a file of sentences can have emuswitch call, fail, ipif, lag, learn, limit and reset");
+}
+
+std::vector<Sentence> read_sentences(const std::string& file) {
+    std::ifstream opened;
+    if (file != "-") opened.open(file);
+    std::istream& in = file == "-" ? std::cin : opened;
+    if (!in) throw Failure(file + ": cannot be read");
+
+    std::vector<Sentence> sentences;
+    std::string text;
+    for (size_t line = 1; std::getline(in, text); ++line) {
+        try {
+            Sentence sentence{line, text, split_words(text)};
+            if (sentence.words.empty()) continue;
+            require_playable(sentence);
+            sentences.push_back(std::move(sentence));
+        } catch (const std::runtime_error& problem) {
+            throw Failure(file + ":" + std::to_string(line) + ": " + problem.what());
+        }
+    }
+    if (in.bad()) throw Failure(file + ": cannot be read to its end");
+    return sentences;
+}
+
+// Why this program did not do it; empty when it did.
+std::string failure_of(const Ended& ended) {
+    if (ended.status == 0) return "";
+    const std::string line = ended.output.substr(0, ended.output.find('\n'));
+    const std::string name = "emuswitch: ";
+    return line.starts_with(name) ? line.substr(name.size()) : line;
 }
 
 bool is_document(const std::string& output) {
@@ -109,18 +131,20 @@ struct Tally {
 
 Tally play_all(const std::vector<Sentence>& sentences, const PlayOptions& options) {
     const std::string tool = tool_path();
+    const std::string companion = own_path();
     const std::string name = options.file == "-" ? "standard input" : options.file;
     Progress progress(sentences.size());
     Tally tally;
     for (const Sentence& sentence : sentences) {
         if (is_interrupted != 0) break;
-        std::vector<std::string> command{tool};
-        command.insert(command.end(), sentence.words.begin(), sentence.words.end());
-        const Ended ended = run_captured(command);
-        const std::string reason = refusal(ended);
+        const bool is_own = is_for_companion(sentence);
+        std::vector<std::string> command{is_own ? companion : tool};
+        command.insert(command.end(), sentence.words.begin() + (is_own ? 1 : 0), sentence.words.end());
+        const Ended ended = run_captured(command, is_own);
+        const std::string reason = is_own ? failure_of(ended) : refusal(ended);
         if (reason.empty()) {
             ++tally.accepted;
-            if (!is_document(ended.output)) {
+            if (!is_own && !is_document(ended.output)) {
                 progress.clear();
                 std::cout << ended.output << std::flush;
             }
@@ -139,17 +163,18 @@ Tally play_all(const std::vector<Sentence>& sentences, const PlayOptions& option
 int play(const PlayOptions& options) {
     const std::vector<Sentence> sentences = read_sentences(options.file);
 
+    // The sentence that is being said comes to its end; then it stops, and the copy goes.
+    struct sigaction action {};
+    action.sa_handler = stop_playing;
+    for (const int number : {SIGINT, SIGTERM, SIGHUP})
+        sigaction(number, &action, nullptr);
+
     std::optional<PrivateFolder> copy;
     if (options.dry_run) {
         copy.emplace();
-        Database(store_path()).copy_to(copy->path() / "switch.db");
+        Database().copy_to(copy->path() / "switch.db");
     }
     prepare_environment(copy ? copy->path() / "switch.db" : store_path());
-
-    struct sigaction action {};
-    action.sa_handler = stop_playing;
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
 
     const Tally tally = play_all(sentences, options);
     const size_t played = tally.accepted + tally.refused;

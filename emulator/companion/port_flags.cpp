@@ -5,19 +5,43 @@
 
 namespace {
 
-int set_port_flag(const char* sql, int64_t port, bool on) {
-    Database database(store_path());
+std::string port_name(int64_t port) {
+    return "port " + std::to_string(port);
+}
+
+void set_port_flag(Database& database, const char* sql, int64_t port, bool on) {
     if (database.change(sql, {int64_t{on ? 1 : 0}, port}) == 0)
-        throw Failure("there is no port " + std::to_string(port) + "; emuswitch show ports lists them");
+        throw Failure("there is no " + port_name(port) + "; emuswitch show ports lists them");
+}
+
+// A port of an aggregation group joins no VLAN; neither does it bring one along.
+int set_lag(int64_t port, bool on) {
+    Database database;
+    Transaction transaction(database);
+    Query vlans(database, "SELECT name FROM vlan_member JOIN vlan USING (vid) WHERE port = ? ORDER BY vid", {port});
+    if (on && vlans.next())
+        throw Failure(port_name(port) + " is a member of VLAN \"" + vlans.text("name") +
+                      "\", and a port of an aggregation group is in none; take it out first");
+    set_port_flag(database, "UPDATE port SET in_lag = ? WHERE port = ?", port, on);
+    transaction.commit();
     return 0;
 }
 
-int set_lag(int64_t port, bool on) {
-    return set_port_flag("UPDATE port SET in_lag = ? WHERE port = ?", port, on);
-}
-
+// A VLAN that has a port with an IP interface takes no other port; neither does it have one before.
 int set_ip_interface(int64_t port, bool on) {
-    return set_port_flag("UPDATE port SET ip_interface = ? WHERE port = ?", port, on);
+    Database database;
+    Transaction transaction(database);
+    Query crowded(database,
+                  "SELECT name, other.port FROM vlan_member AS own JOIN vlan USING (vid)"
+                  " JOIN vlan_member AS other USING (vid) WHERE own.port = ? AND other.port <> own.port ORDER BY vid",
+                  {port});
+    if (on && crowded.next())
+        throw Failure("VLAN \"" + crowded.text("name") + "\" of " + port_name(port) + " has " +
+                      port_name(crowded.number("port")) +
+                      " too, and a VLAN with an IP interface has one port; take that out first");
+    set_port_flag(database, "UPDATE port SET ip_interface = ? WHERE port = ?", port, on);
+    transaction.commit();
+    return 0;
 }
 
 void add_port_flag(CommandLine& line, const char* name, const char* about, int (*set)(int64_t, bool)) {

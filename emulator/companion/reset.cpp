@@ -14,12 +14,15 @@ std::string initial_rows() {
 }
 
 int reset() {
-    Database database(store_path());
+    Database database;
     Transaction transaction(database);
     database.script("PRAGMA defer_foreign_keys = ON");
-    for (const Row& row :
-         database.query("SELECT name FROM sqlite_schema WHERE type = 'table' AND name NOT LIKE 'sqlite%'").rows)
-        database.script("DELETE FROM \"" + *row[0].text + "\"");
+    std::vector<std::string> tables;
+    Query query(database, "SELECT name FROM sqlite_schema WHERE type = 'table' AND name NOT LIKE 'sqlite%'");
+    while (query.next())
+        tables.push_back(query.text("name"));
+    for (const std::string& table : tables)
+        database.script("DELETE FROM \"" + table + "\"");
     database.script(initial_rows());
     transaction.commit();
     return 0;

@@ -1,6 +1,8 @@
 // Laying out tables.
 #include "companion/table.h"
 
+#include "companion/names.h"
+
 #include <algorithm>
 
 namespace {
@@ -8,19 +10,44 @@ namespace {
 constexpr size_t terminal_width = 80;
 constexpr size_t narrowest_last_column = 16;
 
-// Breaks a text at blanks so that no line is longer than `width`, as far as the words allow.
+struct Column {
+    size_t width = 0;
+    bool is_number = true;
+};
+
+// Breaks a text at blanks so that no line is wider than `width`, as far as the words allow.
 std::vector<std::string> wrap(const std::string& text, size_t width) {
-    std::vector<std::string> lines;
-    std::string rest = text;
-    while (rest.size() > width) {
-        size_t cut = rest.rfind(' ', width);
-        if (cut == std::string::npos || cut == 0) cut = rest.find(' ');
-        if (cut == std::string::npos) break;
-        lines.push_back(rest.substr(0, cut));
-        rest.erase(0, cut + 1);
+    std::vector<std::string> lines(1);
+    for (size_t at = 0; at <= text.size();) {
+        const size_t end = std::min(text.find(' ', at), text.size());
+        const std::string word = text.substr(at, end - at);
+        std::string& line = lines.back();
+        if (at == 0)
+            line = word;
+        else if (columns_of(line) + 1 + columns_of(word) <= width)
+            line += " " + word;
+        else
+            lines.push_back(word);
+        at = end + 1;
     }
-    lines.push_back(rest);
     return lines;
+}
+
+std::vector<Column> measure(const Table& table) {
+    std::vector<Column> columns(table.headings.size());
+    for (size_t i = 0; i < columns.size(); ++i) {
+        columns[i].width = columns_of(table.headings[i]);
+        for (const std::vector<Cell>& row : table.rows) {
+            columns[i].width = std::max(columns[i].width, columns_of(row[i].text));
+            if (!row[i].is_number) columns[i].is_number = false;
+        }
+    }
+    return columns;
+}
+
+std::string padded(const std::string& text, const Column& column) {
+    const std::string padding(column.width - columns_of(text), ' ');
+    return column.is_number ? padding + text : text + padding;
 }
 
 std::string without_trailing_blanks(std::string line) {
@@ -28,49 +55,52 @@ std::string without_trailing_blanks(std::string line) {
     return line;
 }
 
+class Printer {
+public:
+    Printer(std::ostream& target, const std::vector<Column>& measured) : out(target), columns(measured) {
+        for (size_t i = 0; i + 1 < columns.size(); ++i)
+            before_last += columns[i].width + 2;
+        last_width =
+            before_last + narrowest_last_column < terminal_width ? terminal_width - before_last : narrowest_last_column;
+    }
+
+    void print(const std::vector<std::string>& texts) {
+        std::string line;
+        for (size_t i = 0; i + 1 < columns.size(); ++i)
+            line += padded(texts[i], columns[i]) + "  ";
+        std::vector<std::string> last{texts.back()};
+        if (columns.back().is_number)
+            last[0] = padded(last[0], columns.back());
+        else if (columns_of(last[0]) > last_width)
+            last = wrap(last[0], last_width);
+        out << without_trailing_blanks(line + last[0]) << "\n";
+        for (size_t i = 1; i < last.size(); ++i)
+            out << std::string(before_last, ' ') << last[i] << "\n";
+    }
+
+private:
+    std::ostream& out;
+    const std::vector<Column>& columns;
+    size_t before_last = 0;
+    size_t last_width = 0;
+};
+
 } // namespace
 
-void print_table(std::ostream& out, const Answer& rows, const std::string& empty) {
-    if (rows.rows.empty()) {
+Cell::Cell(const std::string& bytes) : text(shown(bytes)) {}
+
+void print_table(std::ostream& out, const Table& table, const std::string& empty) {
+    if (table.rows.empty()) {
         out << empty << "\n";
         return;
     }
-    const size_t count = rows.columns.size();
-    std::vector<size_t> widths(count);
-    std::vector<bool> is_number(count, true);
-    for (size_t i = 0; i < count; ++i) {
-        widths[i] = rows.columns[i].size();
-        for (const Row& row : rows.rows) {
-            widths[i] = std::max(widths[i], row[i].str().size());
-            if (row[i].text) is_number[i] = false;
-        }
-    }
-    size_t before_last = 0;
-    for (size_t i = 0; i + 1 < count; ++i)
-        before_last += widths[i] + 2;
-    const size_t last_width =
-        before_last + narrowest_last_column < terminal_width ? terminal_width - before_last : narrowest_last_column;
-
-    const auto print_row = [&](const std::vector<std::string>& cells) {
-        std::string line;
-        for (size_t i = 0; i + 1 < count; ++i) {
-            const std::string padding(widths[i] - cells[i].size(), ' ');
-            line += is_number[i] ? padding + cells[i] : cells[i] + padding;
-            line += "  ";
-        }
-        const std::vector<std::string> last = wrap(cells.back(), last_width);
-        const bool to_the_right = is_number.back() && cells.back().size() < widths.back();
-        if (to_the_right) line += std::string(widths.back() - cells.back().size(), ' ');
-        out << without_trailing_blanks(line + last.front()) << "\n";
-        for (size_t i = 1; i < last.size(); ++i)
-            out << std::string(before_last, ' ') << last[i] << "\n";
-    };
-
-    print_row(rows.columns);
-    for (const Row& row : rows.rows) {
-        std::vector<std::string> cells;
-        for (const Cell& cell : row)
-            cells.push_back(cell.str());
-        print_row(cells);
+    const std::vector<Column> columns = measure(table);
+    Printer printer(out, columns);
+    printer.print(table.headings);
+    std::vector<std::string> texts(columns.size());
+    for (const std::vector<Cell>& row : table.rows) {
+        for (size_t i = 0; i < texts.size(); ++i)
+            texts[i] = row[i].text;
+        printer.print(texts);
     }
 }

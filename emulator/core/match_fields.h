@@ -4,6 +4,8 @@
 
 #include "platform/brgfdb.h"
 
+#include <cstring>
+
 namespace emulator {
 
 enum class MatchStyle { decimal, hex, address, extraction };
@@ -33,5 +35,12 @@ constexpr MatchField match_fields[] = {
     {"ext3", rule_field::first_extraction << 2, offsetof(ClassifyRule, extraction) + 16, 4, MatchStyle::extraction},
     {"ext4", rule_field::first_extraction << 3, offsetof(ClassifyRule, extraction) + 24, 4, MatchStyle::extraction},
 };
+
+// The field of this name, nullptr where there is none.
+inline const MatchField* find_match_field(const char* name) {
+    for (const MatchField& field : match_fields)
+        if (strcmp(field.name, name) == 0) return &field;
+    return nullptr;
+}
 
 } // namespace emulator

@@ -233,6 +233,7 @@ class Looking(Companion):
             self.assertIn(expected, lines[-1])
         finally:
             process.send_signal(signal.SIGINT)
+            process.stdout.read()
             process.stdout.close()
             self.assertEqual(0, process.wait())
 
@@ -280,12 +281,14 @@ class Doing(Companion):
                          self.json("fdb")["fdb"]["learned"])
         self.tolvane("delete", "dfdbentry", "all", "in", "all")
         self.assertEqual([], self.json("fdb")["fdb"]["learned"])
-        self.emuswitch("lag", "1", "on")
-        self.emuswitch("ipif", "2", "on")
+        for port in ("3", "4"):
+            self.tolvane("create", "port", port, "npport", port, "portType", "ether")
+        self.emuswitch("lag", "3", "on")
+        self.emuswitch("ipif", "4", "on")
         ports = {port["port"]: port for port in self.json("ports")["ports"]}
-        self.assertTrue(ports[1]["in_lag"] and ports[2]["ip_interface"])
-        self.emuswitch("lag", "1", "off")
-        self.assertFalse(self.json("ports")["ports"][0]["in_lag"])
+        self.assertTrue(ports[3]["in_lag"] and ports[4]["ip_interface"])
+        self.emuswitch("lag", "3", "off")
+        self.assertFalse(self.json("ports")["ports"][2]["in_lag"])
 
     def test_what_cannot_be_done_is_said(self):
         self.played()

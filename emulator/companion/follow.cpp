@@ -1,0 +1,151 @@
+// Following a table of the store.
+#include "companion/follow.h"
+
+#include "companion/command_line.h"
+
+#include <csignal>
+#include <iostream>
+#include <poll.h>
+#include <sys/inotify.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+volatile std::sig_atomic_t is_interrupted = 0;
+
+void stop_following(int /*signal*/) {
+    is_interrupted = 1;
+}
+
+// Wakes up when the store changes, or another file takes its place. Every call of a library writes it.
+class StoreWatch {
+public:
+    explicit StoreWatch(const std::filesystem::path& path) : descriptor(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
+        // The folder tells of files that come and go as well, and of the journals beside the store.
+        const std::filesystem::path folder = std::filesystem::canonical(path).parent_path();
+        if (descriptor < 0 || inotify_add_watch(descriptor, folder.c_str(), IN_MODIFY | IN_CREATE | IN_MOVED_TO) < 0)
+            throw Failure(path.string() + ": cannot be watched for changes");
+        struct sigaction action {};
+        action.sa_handler = stop_following;
+        sigaction(SIGINT, &action, nullptr);
+        sigaction(SIGTERM, &action, nullptr);
+        sigaction(SIGHUP, &action, nullptr);
+        // A signal counts only while the wait is on, so that none falls between the look at the flag and the wait.
+        sigset_t ending;
+        sigemptyset(&ending);
+        for (const int number : {SIGINT, SIGTERM, SIGHUP})
+            sigaddset(&ending, number);
+        sigprocmask(SIG_BLOCK, &ending, &unblocked);
+    }
+    StoreWatch(const StoreWatch&) = delete;
+    StoreWatch& operator=(const StoreWatch&) = delete;
+    ~StoreWatch() { close(descriptor); }
+
+    // False: the user has had enough.
+    bool wait() const {
+        pollfd waiting{descriptor, POLLIN, 0};
+        if (ppoll(&waiting, 1, nullptr, &unblocked) < 0) return is_interrupted == 0;
+        char events[4096];
+        while (read(descriptor, events, sizeof events) > 0) {
+        }
+        return is_interrupted == 0;
+    }
+
+private:
+    int descriptor;
+    sigset_t unblocked{};
+};
+
+// Which file a path names.
+struct FileId {
+    dev_t device = 0;
+    ino_t number = 0;
+    bool operator==(const FileId&) const = default;
+};
+
+// None while there is no file with something in it: it is not for a reader to make one.
+std::optional<FileId> file_at(const std::filesystem::path& path) {
+    struct stat found {};
+    if (stat(path.c_str(), &found) != 0 || found.st_size == 0) return std::nullopt;
+    return FileId{found.st_dev, found.st_ino};
+}
+
+// How far the rows were printed. The time and place of the last one tell whether it is still the same row.
+struct Place {
+    int64_t id = 0;
+    std::string at;
+};
+
+class Follower {
+public:
+    Follower(const GrowingTable& followed, const std::function<void(const Query&)>& take_row)
+        : table(followed), take(take_row) {}
+
+    void catch_up(Database& database) {
+        if (!is_still_there(database)) last = {};
+        Query rows(database,
+                   "SELECT id, at, " + std::string(table.columns) + " FROM " + table.name + " WHERE id > ? ORDER BY id",
+                   {last.id});
+        while (rows.next()) {
+            take(rows);
+            last = {rows.number("id"), rows.text("at")};
+        }
+    }
+
+    void begin_anew() { last = {}; }
+
+private:
+    // Whether the ids go on behind the last row. Where that one is gone, newer ones show that it was only too old.
+    bool is_still_there(Database& database) {
+        if (last.id == 0) return true;
+        Query same(database, "SELECT at FROM " + std::string(table.name) + " WHERE id = ?", {last.id});
+        if (same.next()) return same.text("at") == last.at;
+        return database.number("SELECT max(id) FROM " + std::string(table.name)) > last.id;
+    }
+
+    GrowingTable table;
+    std::function<void(const Query&)> take;
+    Place last;
+};
+
+void follow(Follower& follower, const std::function<void()>& print) {
+    const std::filesystem::path path = store_path();
+    std::optional<Database> database(std::in_place);
+    const StoreWatch watch(path);
+    std::optional<FileId> open = file_at(path);
+    do {
+        const std::optional<FileId> present = file_at(path);
+        if (!present) continue;
+        if (present != open) {
+            database.emplace();
+            follower.begin_anew();
+            open = file_at(path);
+        }
+        follower.catch_up(*database);
+        print();
+        std::cout.flush();
+    } while (std::cout && watch.wait());
+}
+
+} // namespace
+
+int read_rows(const GrowingTable& table, bool keeps_on, const std::function<void(const Query&)>& take,
+              const std::function<void()>& print) {
+    Follower follower(table, take);
+    if (keeps_on) {
+        follow(follower, print);
+    } else {
+        Database database = Database::snapshot();
+        follower.catch_up(database);
+        print();
+    }
+    return 0;
+}
+
+void add_follower(CommandLine& line, const char* name, const char* about, const char* on_follow, int (*print)(bool)) {
+    auto keeps_on = std::make_shared<bool>(false);
+    line.add(name, about).flag("-f,--follow", *keeps_on, on_follow).runs([keeps_on, print] {
+        return print(*keeps_on);
+    });
+}
