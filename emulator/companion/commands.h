@@ -17,6 +17,9 @@ void add_trace(CommandLine& line);
 void add_play(CommandLine& line);
 void add_exec(CommandLine& line); // and run
 
+// Frames
+void add_replay(CommandLine& line);
+
 // Changing what no sentence can
 void add_reset(CommandLine& line);
 void add_learn(CommandLine& line);

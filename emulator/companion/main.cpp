@@ -12,6 +12,7 @@ int main(int argc, char** argv) {
              add_events,
              add_graph,
              add_trace,
+             add_replay,
              add_play,
              add_exec,
              add_reset,

@@ -3,12 +3,10 @@
 #include "companion/command_line.h"
 #include "companion/commands.h"
 #include "companion/database.h"
-#include "companion/words.h"
+#include "companion/sentence.h"
 
 #include <csignal>
-#include <fstream>
 #include <iostream>
-#include <set>
 #include <unistd.h>
 
 namespace {
@@ -24,77 +22,6 @@ struct PlayOptions {
     bool keep_going = false;
     bool dry_run = false;
 };
-
-struct Sentence {
-    size_t line;
-    std::string text;
-    std::vector<std::string> words;
-};
-
-// What stands between two tags of a document.
-std::string between(const std::string& document, const std::string& opening, const std::string& closing) {
-    const size_t from = document.find(opening);
-    const size_t to = document.rfind(closing);
-    if (from == std::string::npos || to == std::string::npos) return "";
-    return document.substr(from + opening.size(), to - from - opening.size());
-}
-
-// Why the sentence was not accepted; empty when it was.
-std::string refusal(const Ended& ended) {
-    if (ended.status != 0) return "tolvane ended with status " + std::to_string(ended.status);
-    if (ended.output.starts_with("Usage:")) return "not a sentence that tolvane knows (it shows its usage text)";
-    if (ended.output == "no more argument\n") return "surplus words (no more argument)";
-    if (ended.output.starts_with("<response>\n  <result>NG</result>"))
-        return "NG " + between(ended.output, "<errcode>", "</errcode>") + ": " +
-               between(ended.output, "<errmsg>", "</errmsg>");
-    return "";
-}
-
-// A line for this program, which brings about what no sentence can: `emuswitch limit ports 8`.
-bool is_for_companion(const Sentence& sentence) {
-    return sentence.words.front() == "emuswitch";
-}
-
-void require_playable(const Sentence& sentence) {
-    static const std::set<std::string> playable{"call", "fail", "ipif", "lag", "learn", "limit", "reset"};
-    if (is_for_companion(sentence) && (sentence.words.size() < 2 || playable.count(sentence.words[1]) == 0))
-        throw std::runtime_error(
-            "a file of sentences can have emuswitch call, fail, ipif, lag, learn, limit and reset");
-}
-
-std::vector<Sentence> read_sentences(const std::string& file) {
-    std::ifstream opened;
-    if (file != "-") opened.open(file);
-    std::istream& in = file == "-" ? std::cin : opened;
-    if (!in) throw Failure(file + ": cannot be read");
-
-    std::vector<Sentence> sentences;
-    std::string text;
-    for (size_t line = 1; std::getline(in, text); ++line) {
-        try {
-            Sentence sentence{line, text, split_words(text)};
-            if (sentence.words.empty()) continue;
-            require_playable(sentence);
-            sentences.push_back(std::move(sentence));
-        } catch (const std::runtime_error& problem) {
-            throw Failure(file + ":" + std::to_string(line) + ": " + problem.what());
-        }
-    }
-    if (in.bad()) throw Failure(file + ": cannot be read to its end");
-    return sentences;
-}
-
-// Why this program did not do it; empty when it did.
-std::string failure_of(const Ended& ended) {
-    if (ended.status == 0) return "";
-    const std::string line = ended.output.substr(0, ended.output.find('\n'));
-    const std::string name = "emuswitch: ";
-    return line.starts_with(name) ? line.substr(name.size()) : line;
-}
-
-bool is_document(const std::string& output) {
-    return output.starts_with("<response>");
-}
 
 // A bar on a terminal; nothing elsewhere.
 class Progress {
@@ -130,28 +57,22 @@ struct Tally {
 };
 
 Tally play_all(const std::vector<Sentence>& sentences, const PlayOptions& options) {
-    const std::string tool = tool_path();
-    const std::string companion = own_path();
     const std::string name = options.file == "-" ? "standard input" : options.file;
     Progress progress(sentences.size());
     Tally tally;
     for (const Sentence& sentence : sentences) {
         if (is_interrupted != 0) break;
-        const bool is_own = is_for_companion(sentence);
-        std::vector<std::string> command{is_own ? companion : tool};
-        command.insert(command.end(), sentence.words.begin() + (is_own ? 1 : 0), sentence.words.end());
-        const Ended ended = run_captured(command, is_own);
-        const std::string reason = is_own ? failure_of(ended) : refusal(ended);
-        if (reason.empty()) {
+        const Said said = say(sentence);
+        if (said.refusal.empty()) {
             ++tally.accepted;
-            if (!is_own && !is_document(ended.output)) {
+            if (!said.output.empty()) {
                 progress.clear();
-                std::cout << ended.output << std::flush;
+                std::cout << said.output << std::flush;
             }
         } else {
             ++tally.refused;
             progress.clear();
-            std::cerr << name << ":" << sentence.line << ": " << sentence.text << ": " << reason << "\n";
+            std::cerr << name << ":" << sentence.line << ": " << sentence.text << ": " << said.refusal << "\n";
             if (!options.keep_going) break;
         }
         progress.show(tally.accepted + tally.refused);

@@ -44,6 +44,8 @@ enum class DropReason : uint8_t {
     red,
     no_buffer,     // too many frames wait already, in all queues together
     queue_removed, // it waited when its queue went, or its port was disabled
+    port_missing,  // it came to a port that does not exist at that time; said by those who bring frames, not by
+                   // `forward`
 };
 
 // Why an output is one.

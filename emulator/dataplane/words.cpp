@@ -39,6 +39,7 @@ const char* word_of(DropReason reason) {
     case DropReason::red: return "red";
     case DropReason::no_buffer: return "no_buffer";
     case DropReason::queue_removed: return "queue_removed";
+    case DropReason::port_missing: return "port_missing";
     }
     return "";
 }

@@ -1,0 +1,242 @@
+// Captures in, captures out, in the time of the captures.
+#include "companion/capture_merger.h"
+#include "companion/child_process.h"
+#include "companion/command_line.h"
+#include "companion/commands.h"
+#include "companion/configuration_reader.h"
+#include "companion/database.h"
+#include "companion/replay_engine.h"
+#include "companion/replay_summary.h"
+#include "companion/sentence.h"
+
+#include <charconv>
+#include <csignal>
+#include <iostream>
+#include <unistd.h>
+
+namespace {
+
+volatile std::sig_atomic_t is_interrupted = 0;
+
+// The second one ends the program at once.
+void stop_at_interrupt() {
+    struct sigaction action {};
+    action.sa_handler = [](int) { is_interrupted = 1; };
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+}
+
+struct ReplayOptions {
+    std::vector<std::string> captures; // PORT=FILE, or FILE
+    std::string output;
+    std::string folder;
+    std::string sentences;
+    std::string plot;
+    int64_t seed = 0;
+    int64_t line_rate = 100; // Mbit/s
+    bool learns = false;
+    bool as_json = false;
+    bool is_brief = false;
+};
+
+// "3=uplink.pcap" is port 3 and its file; anything else is a file whose interfaces name the ports.
+void add_capture(CaptureMerger& captures, std::vector<int32_t>& ports, const std::string& word) {
+    int32_t port = 0;
+    const char* const end = word.data() + word.size();
+    const auto [behind, problem] = std::from_chars(word.data(), end, port);
+    if (problem != std::errc{} || behind == end || *behind != '=') return captures.add(word);
+    if (port < 1) throw WrongUse("\"" + word + "\": ports are numbered from 1");
+    captures.add(port, word.substr(static_cast<size_t>(behind - word.data()) + 1));
+    ports.push_back(port);
+}
+
+// A bar on a terminal, for captures that take a while; nothing elsewhere.
+class ProgressBar {
+public:
+    void show(uint64_t done, std::optional<uint64_t> total) {
+        if (!is_shown) return;
+        constexpr uint64_t width = 40;
+        const uint64_t percent = !total || *total == 0 ? 0 : std::min<uint64_t>(100, done * 100 / *total);
+        const uint64_t megabytes = done >> 20;
+        if ((total ? percent : megabytes) == last) return;
+        last = total ? percent : megabytes;
+        const uint64_t filled = percent * width / 100;
+        std::cerr << "\r";
+        if (total) std::cerr << "[" << std::string(filled, '#') << std::string(width - filled, ' ') << "] ";
+        std::cerr << megabytes << " MiB" << std::flush;
+    }
+    ~ProgressBar() {
+        if (is_shown && last != 0) std::cerr << "\r\x1b[K" << std::flush;
+    }
+
+private:
+    bool is_shown = isatty(STDERR_FILENO) != 0;
+    uint64_t last = 0;
+};
+
+// The switch of the store, or of a copy that is changed in its place.
+class ReplayedSwitch {
+public:
+    explicit ReplayedSwitch(bool on_copy) {
+        if (on_copy) {
+            copy.emplace();
+            Database().copy_to(copy->path() / "switch.db");
+            prepare_environment(copy->path() / "switch.db");
+        } else {
+            prepare_environment(store_path());
+        }
+        database.emplace();
+        reader.emplace(*database);
+    }
+
+    std::optional<PrivateFolder> copy;
+    std::optional<Database> database;
+    std::optional<ConfigurationReader> reader;
+};
+
+// Ports with a capture take frames, whatever their type.
+void bind_ports(dataplane::State& state, const dataplane::Configuration& configuration,
+                const std::vector<int32_t>& ports) {
+    for (const int32_t number : ports) {
+        const dataplane::PortIndex port = configuration.ports->find(number);
+        if (port < state.is_bound.size()) state.is_bound[port] = 1;
+    }
+    dataplane::refresh_links(state, configuration);
+}
+
+class Replay {
+public:
+    explicit Replay(const ReplayOptions& with) : options(with), on(!with.sentences.empty() && !with.learns) {
+        if (!options.sentences.empty()) sentences = read_timed_sentences(options.sentences);
+        for (const std::string& word : options.captures)
+            add_capture(captures, ports, word);
+        const dataplane::Ports& known = *on.reader->configuration().ports;
+        for (const int32_t port : ports)
+            if (sentences.empty() && known.find(port) == dataplane::no_port)
+                throw Failure("port " + std::to_string(port) +
+                              " does not exist; \"emuswitch show ports\" lists those that do");
+    }
+
+    int run() {
+        begin_time = captures.next_time().value_or(0);
+        state = on.reader->make_state(begin_time);
+        state.learned.note_changes();
+        bind_ports(state, on.reader->configuration(), ports);
+        Recorder recorder = make_recorder();
+        dataplane::EgressOptions egress;
+        egress.seed = static_cast<uint64_t>(options.seed);
+        egress.line_rate = static_cast<uint64_t>(options.line_rate) * 1'000'000;
+        ReplayEngine engine(on.reader->configuration(), state, egress, begin_time, recorder);
+        play_captures(engine);
+        if (is_interrupted == 0) {
+            say_until(engine, std::numeric_limits<int64_t>::max());
+            engine.drain();
+        }
+        recorder.close();
+        if (options.learns) on.reader->write_learned(state, std::max(begin_time, engine.totals().end));
+        return finish(engine);
+    }
+
+private:
+    Recorder make_recorder() const {
+        if (!options.folder.empty()) return Recorder::to_folder(options.folder);
+        if (!options.output.empty()) return Recorder::to_file(options.output, !options.is_brief);
+        return {};
+    }
+
+    void play_captures(ReplayEngine& engine) {
+        constexpr uint64_t between_looks = 4096;
+        ProgressBar bar;
+        CapturedFrame frame;
+        int32_t port = 0;
+        for (uint64_t count = 0; is_interrupted == 0 && captures.next(frame, port); ++count) {
+            if (next_sentence < sentences.size()) say_until(engine, frame.time);
+            engine.receive(port, frame);
+            if (count % between_looks == 0) bar.show(captures.position(), captures.size());
+        }
+    }
+
+    // Says the sentences that are due at this time or before it, and has the switch work by them.
+    void say_until(ReplayEngine& engine, int64_t time) {
+        while (next_sentence < sentences.size() && is_interrupted == 0) {
+            const Sentence& sentence = sentences[next_sentence];
+            const int64_t due = begin_time + sentence.at;
+            if (due > time) return;
+            ++next_sentence;
+            engine.advance(due);
+            while (on.reader->write_learned(state, due)) {
+            }
+            const std::string reason = say(sentence).refusal;
+            if (reason.empty())
+                ++tally.accepted;
+            else
+                refuse(sentence, reason);
+            on.reader->refresh(state, due);
+            bind_ports(state, on.reader->configuration(), ports);
+            engine.reconfigure(on.reader->configuration(), due);
+        }
+    }
+
+    void refuse(const Sentence& sentence, const std::string& reason) {
+        ++tally.refused;
+        std::cerr << options.sentences << ":" << sentence.line << ": " << sentence.text << ": " << reason << "\n";
+    }
+
+    int finish(const ReplayEngine& engine) {
+        const ReplaySummary summary{engine.totals(),    engine.egress(), on.reader->configuration(),
+                                    captures.tallies(), tally,           is_interrupted != 0};
+        std::ostream& out = options.output == "-" ? std::cerr : std::cout;
+        if (options.as_json)
+            print_summary_as_json(out, summary);
+        else
+            print_summary(out, summary);
+        bool is_whole = is_interrupted == 0 && tally.refused == 0;
+        for (const CaptureTally& capture : captures.tallies()) {
+            if (capture.problem.empty()) continue;
+            std::cerr << "emuswitch: " << capture.problem << "\n";
+            is_whole = false;
+        }
+        return is_whole ? 0 : 1;
+    }
+
+    const ReplayOptions& options;
+    ReplayedSwitch on;
+    std::vector<Sentence> sentences; // by time
+    size_t next_sentence = 0;
+    SentenceTally tally;
+    CaptureMerger captures;
+    std::vector<int32_t> ports; // that have a capture of their own
+    dataplane::State state;
+    int64_t begin_time = 0;
+};
+
+int replay(const ReplayOptions& options) {
+    if (options.captures.empty())
+        throw WrongUse("replay needs a capture: PORT=FILE, or a pcapng whose interfaces name ports");
+    if (!options.output.empty() && !options.folder.empty()) throw WrongUse("--output or --split, not both");
+    stop_at_interrupt();
+    return Replay(options).run();
+}
+
+} // namespace
+
+void add_replay(CommandLine& line) {
+    auto options = std::make_shared<ReplayOptions>();
+    line.add("replay", "Play captures through the switch, in their own time")
+        .optional_operands("capture", options->captures,
+                           "PORT=FILE, what comes to a port; or a pcapng whose interfaces name the ports; - for a pipe")
+        .option("-o,--output", options->output, "Write what came and went to this pcapng, - for standard output")
+        .option("--split", options->folder, "Write what each port sent to a pcap in this folder")
+        .option("--play", options->sentences, "A file of sentences with times: at 2.5 enable port 1")
+        .option("--seed", options->seed, {0, std::numeric_limits<int64_t>::max()}, "Of the random early drops")
+        .option("--line-rate", options->line_rate, {0, 1'000'000}, "Mbit/s of each interface; 0: no limit")
+        .flag("--learn", options->learns, "Keep in the switch what it learned, and what the sentences changed")
+        .flag("--sent-only", options->is_brief, "Leave what came out of the pcapng")
+        .flag("--json", options->as_json, "The summary for programs")
+        .footer("Examples:\n"
+                "  emuswitch replay 2=office.pcap 3=guests.pcap -o out.pcapng\n"
+                "  emuswitch replay out.pcapng --play changes.play --json\n"
+                "  tcpdump -w - -i eth0 | emuswitch replay 1=- -o - | tshark -r -")
+        .runs([options] { return replay(*options); });
+}

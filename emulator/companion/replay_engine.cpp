@@ -1,0 +1,252 @@
+// Frames of captures through the switch.
+#include "companion/replay_engine.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <new>
+
+using namespace dataplane;
+
+// A frame on its way out; its bytes follow.
+struct ReplayEngine::Slot {
+    uint64_t id = 0;
+    PortTotals* port = nullptr; // of the sending one
+    uint32_t length = 0;
+    uint32_t interface = 0; // of the recorder: of the sending port
+    uint32_t from = 0;      // and of the receiving one
+    uint16_t mirror = 0;
+
+    uint8_t* bytes() { return reinterpret_cast<uint8_t*>(this + 1); }
+    std::span<const uint8_t> frame() { return {bytes(), length}; }
+};
+
+// Room for frames, in a few sizes, used again and again: the last one given back is the next one taken, as it is still
+// in the cache.
+class ReplayEngine::Pool {
+public:
+    FrameHandle take(size_t length) {
+        uint32_t size = 0;
+        while (length > sizes[size])
+            ++size;
+        if (free_[size].empty()) grow(size);
+        const uint32_t place = free_[size].back();
+        free_[size].pop_back();
+        return size << place_bits | place;
+    }
+    void give_back(FrameHandle handle) { free_[handle >> place_bits].push_back(handle & place_mask); }
+
+    Slot& operator[](FrameHandle handle) {
+        const uint32_t size = handle >> place_bits;
+        const uint32_t place = handle & place_mask;
+        const uint32_t in_chunk = slots_in_chunk(size);
+        return *std::launder(
+            reinterpret_cast<Slot*>(chunks_[size][place / in_chunk].get() + place % in_chunk * slot_size(size)));
+    }
+
+private:
+    static constexpr uint32_t place_bits = 30;
+    static constexpr uint32_t place_mask = (1U << place_bits) - 1;
+    static constexpr std::array<uint32_t, 4> sizes{88, 472, 2008, longest_capture + 32};
+    static constexpr uint32_t chunk_size = 128 << 10;
+
+    static constexpr uint32_t slot_size(uint32_t size) {
+        return static_cast<uint32_t>(sizeof(Slot)) + (sizes[size] + 7) / 8 * 8;
+    }
+    static constexpr uint32_t slots_in_chunk(uint32_t size) { return std::max(1U, chunk_size / slot_size(size)); }
+
+    void grow(uint32_t size) {
+        const uint32_t count = slots_in_chunk(size);
+        const auto first = static_cast<uint32_t>(chunks_[size].size()) * count;
+        chunks_[size].push_back(std::make_unique<std::byte[]>(size_t{count} * slot_size(size)));
+        for (uint32_t i = count; i-- > 0;) {
+            new (chunks_[size].back().get() + size_t{i} * slot_size(size)) Slot;
+            free_[size].push_back(first + i);
+        }
+    }
+
+    std::array<std::vector<std::unique_ptr<std::byte[]>>, sizes.size()> chunks_;
+    std::array<std::vector<uint32_t>, sizes.size()> free_;
+};
+
+ReplayEngine::ReplayEngine(const Configuration& configuration, State& state, const EgressOptions& options, int64_t time,
+                           Recorder& recorder)
+    : configuration_(configuration), state_(state), egress_(options), recorder_(recorder),
+      pool_(std::make_unique<Pool>()) {
+    reconfigure(configuration, time);
+}
+
+ReplayEngine::~ReplayEngine() = default;
+
+EgressSink ReplayEngine::sink() {
+    return {
+        this,
+        [](void* context, const Departure& departure) { return static_cast<ReplayEngine*>(context)->send(departure); },
+        [](void* context, FrameHandle handle, DropReason reason) {
+            static_cast<ReplayEngine*>(context)->drop(handle, reason);
+        }};
+}
+
+void ReplayEngine::find_totals() {
+    of_port_.clear();
+    for (const Port& port : configuration_.ports->ports)
+        of_port_.push_back(&totals_.ports[port.number]);
+    of_vlan_.assign(vid_count, nullptr);
+    for (auto& [vid, vlan] : totals_.vlans)
+        of_vlan_[vid] = &vlan;
+}
+
+void ReplayEngine::reconfigure(const Configuration& configuration, int64_t time) {
+    advance(time);
+    configuration_ = configuration;
+    find_totals();
+    recorder_.adopt(configuration_);
+    egress_.adopt(configuration_, time, sink());
+}
+
+void ReplayEngine::advance(int64_t time) {
+    egress_.run_before(time, sink());
+}
+
+void ReplayEngine::drain() {
+    advance(never);
+}
+
+bool ReplayEngine::send(const Departure& departure) {
+    Slot& slot = (*pool_)[departure.handle];
+    totals_.sent.add(slot.length);
+    slot.port->sent.add(slot.length);
+    totals_.end = std::max(totals_.end, departure.time);
+    if (totals_.waits.size() <= departure.queue) totals_.waits.resize(departure.queue + size_t{1});
+    WaitTotals& waits = totals_.waits[departure.queue];
+    waits.longest = std::max(waits.longest, departure.waited);
+    waits.sum += departure.waited;
+    if (recorder_.is_recording())
+        recorder_.write_sent({slot.frame(), slot.id, slot.interface, slot.from, slot.mirror, false, departure.queue,
+                              departure.waited, departure.time},
+                             egress_);
+    if (observer_.sent != nullptr) {
+        observer_.sent(observer_.context, departure.time, departure.queue, slot.length);
+        observer_.filled(observer_.context, departure.time, departure.queue,
+                         egress_.queues()[departure.queue].fill - slot.length);
+    }
+    pool_->give_back(departure.handle);
+    return true;
+}
+
+void ReplayEngine::drop(FrameHandle handle, DropReason reason) {
+    Slot& slot = (*pool_)[handle];
+    totals_.dropped[static_cast<size_t>(reason)].add(slot.length);
+    slot.port->lost.add(slot.length);
+    pool_->give_back(handle);
+}
+
+namespace {
+
+uint32_t length_of(const Output& output, size_t received) {
+    return output.head_length + static_cast<uint32_t>(received) - output.skip;
+}
+
+void copy_output(uint8_t* to, const Output& output, std::span<const uint8_t> received) {
+    std::memcpy(to, output.head.data(), output.head_length);
+    if (received.size() > output.skip)
+        std::memcpy(to + output.head_length, received.data() + output.skip, received.size() - output.skip);
+}
+
+} // namespace
+
+DropReason ReplayEngine::enqueue(const Output& output, std::span<const uint8_t> bytes, uint64_t id, PortIndex from,
+                                 int64_t time, uint32_t& queue) {
+    const uint32_t length = length_of(output, bytes.size());
+    const FrameHandle handle = pool_->take(length);
+    queue = egress_.queue_of(output);
+    const DropReason reason = egress_.enqueue(output, length, handle, time);
+    PortTotals& port = *of_port_[output.port];
+    if (reason != DropReason::none) {
+        pool_->give_back(handle);
+        totals_.dropped[static_cast<size_t>(reason)].add(length);
+        port.lost.add(length);
+        return reason;
+    }
+    Slot& slot = (*pool_)[handle];
+    slot.id = id;
+    slot.port = &port;
+    slot.length = length;
+    slot.interface = recorder_.interface_of(output.port);
+    slot.from = recorder_.interface_of(from);
+    slot.mirror = output.mirror;
+    copy_output(slot.bytes(), output, bytes);
+    if (observer_.filled != nullptr) observer_.filled(observer_.context, time, queue, egress_.queues()[queue].fill);
+    return DropReason::none;
+}
+
+void ReplayEngine::deliver(const Output& output, std::span<const uint8_t> bytes, uint64_t id, PortIndex from,
+                           int64_t time) {
+    const uint32_t length = length_of(output, bytes.size());
+    totals_.delivered.add(length);
+    if (output.port < of_port_.size()) of_port_[output.port]->delivered.add(length);
+    if (!recorder_.is_recording()) return;
+    delivered_.resize(length);
+    copy_output(delivered_.data(), output, bytes);
+    recorder_.write_sent(
+        {delivered_, id, recorder_.interface_of(output.port), recorder_.interface_of(from), 0, true, 0, 0, time},
+        egress_);
+}
+
+// The frame as long as it was. What the capture has cut off is zeros; beyond what the switch takes, more make no
+// difference.
+std::span<const uint8_t> ReplayEngine::whole(const CapturedFrame& frame) {
+    const size_t length = std::min<size_t>(frame.original_length, longest_frame + 1);
+    if (frame.bytes.size() >= length) return frame.bytes;
+    whole_.assign(length, 0);
+    std::copy(frame.bytes.begin(), frame.bytes.end(), whole_.begin());
+    return whole_;
+}
+
+void ReplayEngine::begin(const CapturedFrame& frame) {
+    advance(frame.time);
+    if (!totals_.has_begun) totals_.begin = frame.time;
+    totals_.has_begun = true;
+    totals_.end = std::max(totals_.end, frame.time);
+    totals_.received.add(frame.original_length);
+    ++frames_;
+}
+
+void ReplayEngine::book(PortIndex port, uint32_t length) {
+    PortTotals& totals = *of_port_[port];
+    totals.received.add(length);
+    const bool is_dropped = outcome_.verdict == Verdict::dropped;
+    if (is_dropped) {
+        totals.dropped.add(length);
+        totals_.dropped[static_cast<size_t>(outcome_.reason)].add(length);
+    }
+    totals_.copies += outcome_.outputs.size() + (is_dropped ? 1 : 0) - 1;
+    if (outcome_.vid == 0) return;
+    VlanTotals*& vlan = of_vlan_[outcome_.vid];
+    if (vlan == nullptr) vlan = &totals_.vlans[outcome_.vid];
+    vlan->received.add(length);
+    if (is_dropped) vlan->dropped.add(length);
+}
+
+void ReplayEngine::receive(int32_t port, const CapturedFrame& frame) {
+    begin(frame);
+    const PortIndex index = configuration_.ports->find(port);
+    if (index == no_port) {
+        totals_.dropped[static_cast<size_t>(DropReason::port_missing)].add(frame.original_length);
+        recorder_.write_stray("port" + std::to_string(port), frame, frames_);
+        return;
+    }
+    const std::span<const uint8_t> bytes = whole(frame);
+    forward(configuration_, state_, {index, bytes, frame.time}, outcome_);
+    book(index, frame.original_length);
+    fates_.resize(outcome_.outputs.size());
+    for (size_t i = 0; i < outcome_.outputs.size(); ++i) {
+        const Output& output = outcome_.outputs[i];
+        fates_[i] = {};
+        if (output.kind != OutputKind::delivered)
+            fates_[i].reason = enqueue(output, bytes, frames_, index, frame.time, fates_[i].queue);
+    }
+    recorder_.write_received(index, frame, frames_, outcome_, fates_, egress_);
+    for (const Output& output : outcome_.outputs)
+        if (output.kind == OutputKind::delivered) deliver(output, bytes, frames_, index, frame.time);
+}
