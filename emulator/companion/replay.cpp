@@ -6,6 +6,7 @@
 #include "companion/configuration_reader.h"
 #include "companion/database.h"
 #include "companion/replay_engine.h"
+#include "companion/replay_plot.h"
 #include "companion/replay_summary.h"
 #include "companion/sentence.h"
 
@@ -128,12 +129,14 @@ public:
         egress.seed = static_cast<uint64_t>(options.seed);
         egress.line_rate = static_cast<uint64_t>(options.line_rate) * 1'000'000;
         ReplayEngine engine(on.reader->configuration(), state, egress, begin_time, recorder);
+        if (!options.plot.empty()) engine.observe([this](const QueueEvent& event) { plot.add(event); });
         play_captures(engine);
         if (is_interrupted == 0) {
             say_until(engine, std::numeric_limits<int64_t>::max());
             engine.drain();
         }
         recorder.close();
+        if (!options.plot.empty()) plot.write(options.plot, engine.totals(), engine.egress());
         if (options.learns) on.reader->write_learned(state, std::max(begin_time, engine.totals().end));
         return finish(engine);
     }
@@ -167,6 +170,7 @@ private:
             engine.advance(due);
             while (on.reader->write_learned(state, due)) {
             }
+            if (!options.plot.empty()) plot.mark(due, sentence.text);
             const std::string reason = say(sentence).refusal;
             if (reason.empty())
                 ++tally.accepted;
@@ -209,6 +213,7 @@ private:
     std::vector<int32_t> ports; // that have a capture of their own
     dataplane::State state;
     int64_t begin_time = 0;
+    ReplayPlot plot;
 };
 
 int replay(const ReplayOptions& options) {
@@ -228,6 +233,7 @@ void add_replay(CommandLine& line) {
                            "PORT=FILE, what comes to a port; or a pcapng whose interfaces name the ports; - for a pipe")
         .option("-o,--output", options->output, "Write what came and went to this pcapng, - for standard output")
         .option("--split", options->folder, "Write what each port sent to a pcap in this folder")
+        .option("--plot", options->plot, "Draw rates and queues over time as SVG")
         .option("--play", options->sentences, "A file of sentences with times: at 2.5 enable port 1")
         .option("--seed", options->seed, {0, std::numeric_limits<int64_t>::max()}, "Of the random early drops")
         .option("--line-rate", options->line_rate, {0, 1'000'000}, "Mbit/s of each interface; 0: no limit")

@@ -15,6 +15,7 @@ struct ReplayEngine::Slot {
     uint32_t length = 0;
     uint32_t interface = 0; // of the recorder: of the sending port
     uint32_t from = 0;      // and of the receiving one
+    uint32_t queue = 0;     // its place in the egress
     uint16_t mirror = 0;
 
     uint8_t* bytes() { return reinterpret_cast<uint8_t*>(this + 1); }
@@ -98,6 +99,7 @@ void ReplayEngine::find_totals() {
 
 void ReplayEngine::reconfigure(const Configuration& configuration, int64_t time) {
     advance(time);
+    reconfigured_at_ = time;
     configuration_ = configuration;
     find_totals();
     recorder_.adopt(configuration_);
@@ -125,11 +127,9 @@ bool ReplayEngine::send(const Departure& departure) {
         recorder_.write_sent({slot.frame(), slot.id, slot.interface, slot.from, slot.mirror, false, departure.queue,
                               departure.waited, departure.time},
                              egress_);
-    if (observer_.sent != nullptr) {
-        observer_.sent(observer_.context, departure.time, departure.queue, slot.length);
-        observer_.filled(observer_.context, departure.time, departure.queue,
-                         egress_.queues()[departure.queue].fill - slot.length);
-    }
+    if (observer_)
+        observer_({QueueEvent::Kind::left, departure.time, departure.queue,
+                   egress_.queues()[departure.queue].fill - slot.length, slot.length});
     pool_->give_back(departure.handle);
     return true;
 }
@@ -138,6 +138,9 @@ void ReplayEngine::drop(FrameHandle handle, DropReason reason) {
     Slot& slot = (*pool_)[handle];
     totals_.dropped[static_cast<size_t>(reason)].add(slot.length);
     slot.port->lost.add(slot.length);
+    if (observer_)
+        observer_(
+            {QueueEvent::Kind::lost, reconfigured_at_, slot.queue, egress_.queues()[slot.queue].fill, slot.length});
     pool_->give_back(handle);
 }
 
@@ -166,6 +169,7 @@ DropReason ReplayEngine::enqueue(const Output& output, std::span<const uint8_t> 
         pool_->give_back(handle);
         totals_.dropped[static_cast<size_t>(reason)].add(length);
         port.lost.add(length);
+        if (observer_) observer_({QueueEvent::Kind::lost, time, queue, egress_.queues()[queue].fill, length});
         return reason;
     }
     Slot& slot = (*pool_)[handle];
@@ -175,8 +179,9 @@ DropReason ReplayEngine::enqueue(const Output& output, std::span<const uint8_t> 
     slot.interface = recorder_.interface_of(output.port);
     slot.from = recorder_.interface_of(from);
     slot.mirror = output.mirror;
+    slot.queue = queue;
     copy_output(slot.bytes(), output, bytes);
-    if (observer_.filled != nullptr) observer_.filled(observer_.context, time, queue, egress_.queues()[queue].fill);
+    if (observer_) observer_({QueueEvent::Kind::joined, time, queue, egress_.queues()[queue].fill, length});
     return DropReason::none;
 }
 

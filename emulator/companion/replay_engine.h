@@ -7,6 +7,7 @@
 #include "dataplane/forward.h"
 
 #include <array>
+#include <functional>
 #include <map>
 #include <vector>
 
@@ -45,12 +46,17 @@ struct ReplayTotals {
     int64_t end = 0;   // the last one that came or left
 };
 
-// Where somebody wants to draw what happens: told of each frame that leaves and of each change of a queue's fill.
-struct ReplayObserver {
-    void* context = nullptr;
-    void (*sent)(void* context, int64_t time, uint32_t queue, uint32_t length) = nullptr;
-    void (*filled)(void* context, int64_t time, uint32_t queue, uint32_t fill) = nullptr;
+// Where somebody wants to draw what happens: told of each frame that joins a queue, leaves it, or is not taken. `fill`
+// is in bytes, behind that.
+struct QueueEvent {
+    enum class Kind : uint8_t { joined, left, lost };
+    Kind kind = Kind::joined;
+    int64_t time = 0;
+    uint32_t queue = 0; // its place in the egress
+    uint32_t fill = 0;
+    uint32_t length = 0; // of the frame
 };
+using QueueObserver = std::function<void(const QueueEvent&)>;
 
 class ReplayEngine {
 public:
@@ -61,7 +67,7 @@ public:
     ReplayEngine(const ReplayEngine&) = delete;
     ReplayEngine& operator=(const ReplayEngine&) = delete;
 
-    void observe(const ReplayObserver& observer) { observer_ = observer; }
+    void observe(QueueObserver observer) { observer_ = std::move(observer); }
 
     // Sends what is due before this time. Times never go back.
     void advance(int64_t time);
@@ -98,7 +104,7 @@ private:
     dataplane::State& state_;
     dataplane::Egress egress_;
     Recorder& recorder_;
-    ReplayObserver observer_;
+    QueueObserver observer_;
     ReplayTotals totals_;
     std::vector<PortTotals*> of_port_; // by PortIndex
     std::vector<VlanTotals*> of_vlan_; // by id; null: not yet seen
@@ -108,4 +114,5 @@ private:
     std::vector<uint8_t> whole_;     // a frame that the capture had cut
     std::vector<uint8_t> delivered_; // a frame that is delivered
     uint64_t frames_ = 0;
+    int64_t reconfigured_at_ = 0;
 };
