@@ -12,13 +12,11 @@ void add_graph(CommandLine& line);
 
 // Frames through the switch
 void add_trace(CommandLine& line);
+void add_replay(CommandLine& line);
 
 // Running sentences
 void add_play(CommandLine& line);
 void add_exec(CommandLine& line); // and run
-
-// Frames
-void add_replay(CommandLine& line);
 
 // Changing what no sentence can
 void add_reset(CommandLine& line);
