@@ -16,7 +16,6 @@
 
 using emulator::Call;
 using emulator::MacText;
-using emulator::Page;
 using notation::Hex;
 using notation::Mac;
 using notation::ParameterRecord;
@@ -318,15 +317,19 @@ int32_t brgfdb_rem_classify_all_from_profile(int32_t list, int32_t* status) {
     return Call(__func__, list).make(status, [&] { return emulator::rem_classify_all_from_profile(list); });
 }
 int32_t brgfdb_disp_classify(int32_t list, int32_t* status) {
-    Page page;
+    emulator::Display display(list);
     Call call(__func__, list);
     const int32_t result = call.make(status, [&] {
-        const int32_t refusal = emulator::display_classify(list, page);
-        if (refusal == 0) call.answer_print(page.text());
+        const int32_t refusal = display.prepare();
+        if (refusal == 0) call.answer_print(display.beginning(), display.is_whole());
         return refusal;
     });
-    if (result == 0) page.show(); // with the store free again: whoever reads may take long
-    return result;
+    if (result != 0) return result;
+    const emulator::OneThread alone;
+    const int32_t failure = display.show(); // with the store free again: that may take long, and whoever reads too
+    if (failure == 0) return 0;
+    *status = failure;
+    return -1;
 }
 
 // The system's own, written down: without its answer a rule that names its protocol could not be played from the log.

@@ -40,6 +40,14 @@ int32_t next_fault(const char* function) {
 
 } // namespace
 
+OneThread::OneThread() {
+    pthread_mutex_lock(&thread_turn);
+}
+
+OneThread::~OneThread() {
+    pthread_mutex_unlock(&thread_turn);
+}
+
 void Call::answer(const char* name, uint32_t value) {
     answer_text_.put(" = 0 ");
     answer_text_.put(name);
@@ -47,7 +55,7 @@ void Call::answer(const char* name, uint32_t value) {
     notation::write_unsigned(answer_text_, value);
 }
 
-void Call::answer_print(const char* text) {
+void Call::answer_print(const char* text, bool is_whole) {
     constexpr size_t longest = 400;
     char start[longest + 1];
     const size_t length = strlen(text);
@@ -55,7 +63,7 @@ void Call::answer_print(const char* text) {
     start[length < longest ? length : longest] = '\0';
     answer_text_.put(" = 0 prints ");
     notation::write_quoted(answer_text_, start);
-    if (length > longest) answer_text_.put("...");
+    if (length > longest || !is_whole) answer_text_.put("...");
 }
 
 int32_t Call::begin(store::Waiting waiting) {

@@ -8,6 +8,15 @@
 
 namespace emulator {
 
+// What is kept of the store belongs to one thread of the process at a time.
+class OneThread {
+public:
+    OneThread();
+    ~OneThread();
+    OneThread(const OneThread&) = delete;
+    OneThread& operator=(const OneThread&) = delete;
+};
+
 class Call {
 public:
     template <typename... Arguments>
@@ -39,7 +48,7 @@ public:
 
     // What the function answers beside its result: ` vid 10`.
     void answer(const char* name, uint32_t value);
-    void answer_print(const char* text);
+    void answer_print(const char* text, bool is_whole);
 
 private:
     // Takes the store, and refuses where a fault is to be played. Returns 0 or the status.

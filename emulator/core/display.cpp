@@ -1,13 +1,11 @@
 // The display of classification lists: a table of rules, whose fields are written as a sentence takes them.
 #include "core/display.h"
 
-#include "core/match_fields.h"
+#include "core/match_text.h"
 #include "core/query.h"
 #include "core/refusal.h"
 #include "platform/words.h"
 
-#include <bit>
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -22,139 +20,192 @@ constexpr size_t columns = 1 + plain_fields + 1;
 constexpr const char* headings[columns] = {"class", "da",  "sa",  "tos",   "prot", "dp",
                                            "sp",    "vid", "cos", "etype", "ext"};
 
-using Word = char[96];
+struct Word {
+    char letters[96] = "";
+    size_t length = 0;
+};
 
 // One rule as the words of a sentence: stream/class/color, the fields, the extraction points.
 struct RuleText {
-    int64_t line;
+    int64_t line = 0;
     Word words[columns];
 };
 
-[[gnu::format(printf, 2, 3)]] void add(Word& word, const char* format, ...) {
-    const size_t length = strlen(word);
-    va_list arguments;
-    va_start(arguments, format);
-    vsnprintf(word + length, sizeof word - length, format, arguments);
-    va_end(arguments);
-}
-
-void add_value(Word& word, MatchStyle style, uint32_t value) {
-    switch (style) {
-    case MatchStyle::decimal: return add(word, "%u", value);
-    case MatchStyle::hex: return add(word, "%04x", value);
-    case MatchStyle::extraction: return add(word, "%x", value);
-    case MatchStyle::address:
-        return add(word, "%u.%u.%u.%u", value >> 24, value >> 16 & 255U, value >> 8 & 255U, value & 255U);
-    }
-}
-
-void add_mask(Word& word, const MatchField& field, uint32_t mask) {
-    if (mask == field.full_mask()) return;
-    const int prefix = std::countl_one(mask);
-    const bool is_prefix = prefix == 32 || mask << prefix == 0;
-    if (field.style == MatchStyle::address && is_prefix) return add(word, "/%d", prefix);
-    add(word, "/%x", mask);
-}
-
-// Without its match a field takes anything.
-void add_match(Word& word, const MatchField& field, const Rows& match) {
-    add_value(word, field.style, static_cast<uint32_t>(match.number(1)));
-    if (const OptionalNumber high = match.optional_number(2)) {
-        add(word, "-");
-        add_value(word, field.style, static_cast<uint32_t>(*high));
-    }
-    add_mask(word, field, static_cast<uint32_t>(match.number(3)));
+template <typename Write> void write_word(Word& word, Write write) {
+    notation::Text text(word.letters, sizeof word.letters);
+    write(text);
+    word.length = text.length;
 }
 
 // The four extraction points stand in one word: f0/f0,,1
 void join_extractions(Word& joined, const Word (&words)[extraction_point_count]) {
     size_t last = 0;
     for (size_t i = 0; i < extraction_point_count; ++i)
-        if (words[i][0] != '\0') last = i + 1;
-    for (size_t i = 0; i < last; ++i)
-        add(joined, "%s%s", i > 0 ? "," : "", words[i]);
-}
-
-void read_fields(int64_t list, RuleText& text) {
-    Word extractions[extraction_point_count] = {};
-    Rows matches("SELECT field, low, high, mask FROM classify_match WHERE list = ?1 AND line = ?2", list, text.line);
-    while (matches.next()) {
-        for (size_t i = 0; i < std::size(match_fields); ++i) {
-            const MatchField& field = match_fields[i];
-            if (strcmp(field.name, matches.text(0)) != 0) continue;
-            add_match(i < plain_fields ? text.words[1 + i] : extractions[i - plain_fields], field, matches);
+        if (words[i].length > 0) last = i + 1;
+    write_word(joined, [&](notation::Text& text) {
+        for (size_t i = 0; i < last; ++i) {
+            if (i > 0) text.put(',');
+            text.put(words[i].letters);
         }
-    }
-    join_extractions(text.words[columns - 1], extractions);
-    for (auto& word : text.words)
-        if (word[0] == '\0') strcpy(word, "*");
+    });
 }
 
-// Reads the rules of a list one after the other.
+// Reads the rules of a list one after the other: a row for each field, or one for a rule without any.
 class RuleReader {
 public:
-    explicit RuleReader(int64_t list)
-        : list_(list),
-          rows_("SELECT line, stream, traffic_class, color FROM classify_rule WHERE list = ?1 ORDER BY line", list) {}
+    RuleReader(sqlite3* database, int64_t list) {
+        store::note_result(
+            sqlite3_prepare_v2(
+                database,
+                "SELECT line, stream, traffic_class, color, field, low, high, mask FROM classify_rule"
+                " LEFT JOIN classify_match USING (list, line) WHERE classify_rule.list = ?1 ORDER BY line",
+                -1, &rows_, nullptr),
+            database);
+        bind(rows_, 1, list);
+        step();
+    }
+    ~RuleReader() { sqlite3_finalize(rows_); }
+    RuleReader(const RuleReader&) = delete;
+    RuleReader& operator=(const RuleReader&) = delete;
 
     bool next(RuleText& text) {
-        if (!rows_.next()) return false;
+        if (!has_row_) return false;
         text = RuleText{};
-        text.line = rows_.number(0);
-        add(text.words[0], "%d/%d/%s", static_cast<int>(rows_.number(1)) + 1, static_cast<int>(rows_.number(2)),
-            word_for(color_words, rows_.number(3)));
-        read_fields(list_, text);
-        return true;
+        text.line = number(0, "line", 1, INT32_MAX);
+        read_class(text.words[0]);
+        Word extractions[extraction_point_count];
+        for (const int64_t line = sqlite3_column_int64(rows_, 0); has_row_ && sqlite3_column_int64(rows_, 0) == line;
+             step())
+            read_match(text, extractions);
+        join_extractions(text.words[columns - 1], extractions);
+        for (Word& word : text.words)
+            if (word.length == 0) write_word(word, [](notation::Text& star) { star.put('*'); });
+        return store::failure() == 0;
     }
 
 private:
-    int64_t list_;
-    Rows rows_;
+    void step() {
+        const int result = rows_ != nullptr ? sqlite3_step(rows_) : SQLITE_DONE;
+        store::note_result(result, sqlite3_db_handle(rows_));
+        has_row_ = result == SQLITE_ROW;
+    }
+    int64_t number(int column, const char* place, int64_t low, int64_t high) const {
+        const int64_t value = sqlite3_column_int64(rows_, column);
+        if (value < low || value > high) store::note_damage(place, value);
+        return value;
+    }
+
+    void read_class(Word& word) const {
+        const int64_t stream = number(1, "classify_rule.stream", 0, streams_per_port - 1);
+        const int64_t traffic_class = number(2, "classify_rule.traffic_class", 0, classes_per_stream - 1);
+        const char* const color = word_for(color_words, sqlite3_column_int64(rows_, 3));
+        if (color == nullptr) store::note_damage("classify_rule.color", sqlite3_column_int64(rows_, 3));
+        if (store::failure() != 0) return;
+        write_word(word, [&](notation::Text& text) {
+            notation::write_unsigned(text, static_cast<uint32_t>(stream) + 1);
+            text.put('/');
+            notation::write_unsigned(text, static_cast<uint32_t>(traffic_class));
+            text.put('/');
+            text.put(color);
+        });
+    }
+
+    void read_match(RuleText& text, Word (&extractions)[extraction_point_count]) const {
+        const auto* const name = reinterpret_cast<const char*>(sqlite3_column_text(rows_, 4));
+        if (name == nullptr) return; // a rule that takes anything
+        std::optional<int64_t> high;
+        if (sqlite3_column_type(rows_, 6) != SQLITE_NULL) high = sqlite3_column_int64(rows_, 6);
+        const StoredMatch match{sqlite3_column_int64(rows_, 5), high, sqlite3_column_int64(rows_, 7)};
+        if (!match.is_sound()) return store::note_damage("a bound or mask of classify_match", match.low);
+        for (size_t i = 0; i < std::size(match_fields); ++i) {
+            const MatchField& field = match_fields[i];
+            if (strcmp(field.name, name) != 0) continue;
+            Word& word = i < plain_fields ? text.words[1 + i] : extractions[i - plain_fields];
+            return write_word(word, [&](notation::Text& out) { write_match(out, field, match); });
+        }
+        store::note_damage("a field of the rule in line", text.line);
+    }
+
+    sqlite3_stmt* rows_ = nullptr;
+    bool has_row_ = false;
 };
 
 struct Widths {
-    int line = 4;
-    int words[columns];
+    size_t line = 4;
+    size_t words[columns];
 };
 
 // Returns how many rules there are.
-int64_t measure(int64_t list, Widths& widths) {
+int64_t measure(sqlite3* database, int64_t list, Widths& widths) {
     for (size_t i = 0; i < columns; ++i)
-        widths.words[i] = static_cast<int>(strlen(headings[i]));
+        widths.words[i] = strlen(headings[i]);
     int64_t count = 0;
     RuleText text;
-    for (RuleReader rules(list); rules.next(text); ++count) {
-        const int digits = snprintf(nullptr, 0, "%lld", static_cast<long long>(text.line));
+    for (RuleReader rules(database, list); rules.next(text); ++count) {
+        const auto digits = static_cast<size_t>(snprintf(nullptr, 0, "%lld", static_cast<long long>(text.line)));
         if (digits > widths.line) widths.line = digits;
-        for (size_t i = 0; i < columns; ++i) {
-            const int length = static_cast<int>(strlen(text.words[i]));
-            if (length > widths.words[i]) widths.words[i] = length;
-        }
+        for (size_t i = 0; i < columns; ++i)
+            if (text.words[i].length > widths.words[i]) widths.words[i] = text.words[i].length;
     }
     return count;
 }
 
-void print_list(int64_t list, OptionalNumber marking, Page& page) {
-    Widths widths;
-    const int64_t count = measure(list, widths);
-    page.print("clslist %lld: ", static_cast<long long>(list));
-    if (count == 0) return page.print("no rules\n");
-    page.print("%lld %s, marking %s\n", static_cast<long long>(count), count == 1 ? "rule" : "rules",
-               word_for(marking_words, marking.value_or(marking::normal)));
+void write_heading(Page& page, int64_t list, int64_t count, OptionalNumber marking) {
+    page.put("clslist ");
+    page.put(list, 0);
+    if (count == 0) return page.put(": no rules\n");
+    const char* const word = word_for(marking_words, marking.value_or(-1));
+    if (word == nullptr) return store::note_damage("classify_list.marking", marking.value_or(-1));
+    page.put(": ");
+    page.put(count, 0);
+    page.put(count == 1 ? " rule, marking " : " rules, marking ");
+    page.put(word);
+    page.put("\n");
+}
 
-    page.print("%*s", widths.line, "line");
-    for (size_t i = 0; i < columns; ++i)
-        page.print("  %-*s", widths.words[i], headings[i]);
-    page.trim_blanks();
-    page.print("\n");
-    RuleText text;
-    for (RuleReader rules(list); rules.next(text);) {
-        page.print("%*lld", widths.line, static_cast<long long>(text.line));
-        for (size_t i = 0; i < columns; ++i)
-            page.print("  %-*s", widths.words[i], text.words[i]);
-        page.trim_blanks();
-        page.print("\n");
+void write_list(sqlite3* database, int64_t list, OptionalNumber marking, Page& page) {
+    Widths widths;
+    const int64_t count = measure(database, list, widths);
+    write_heading(page, list, count, marking);
+    if (count == 0 || store::failure() != 0) return;
+    for (size_t blanks = strlen("line"); blanks < widths.line; ++blanks)
+        page.put(" ");
+    page.put("line");
+    for (size_t i = 0; i < columns; ++i) {
+        page.put("  ");
+        page.put(headings[i], widths.words[i]);
     }
+    page.end_line();
+    RuleText text;
+    for (RuleReader rules(database, list); rules.next(text);) {
+        page.put(text.line, widths.line);
+        for (size_t i = 0; i < columns; ++i) {
+            page.put("  ");
+            page.put(text.words[i].letters, widths.words[i]);
+        }
+        page.end_line();
+    }
+}
+
+// Rules that are laid out within the call.
+constexpr int64_t few = 200;
+
+bool are_few(int32_t list) {
+    const int64_t found =
+        list != 0
+            ? find_number("SELECT count(*) FROM (SELECT 1 FROM classify_rule WHERE list = ?1 LIMIT ?2)", list, few + 1)
+                  .value_or(0)
+            : find_number("SELECT count(*) FROM (SELECT 1 FROM classify_rule LIMIT ?1)", few + 1).value_or(0);
+    return found <= few;
+}
+
+int32_t check(int32_t list) {
+    if (list != 0) {
+        if (!exists("SELECT 1 FROM classify_list WHERE list = ?1", list)) return status::no_profile;
+        return exists("SELECT 1 FROM classify_rule WHERE list = ?1", list) ? 0 : status::no_action;
+    }
+    if (!exists("SELECT 1 FROM classify_list")) return status::no_profile_at_all;
+    return exists("SELECT 1 FROM classify_rule") ? 0 : status::no_action;
 }
 
 } // namespace
@@ -163,32 +214,37 @@ Page::~Page() {
     free(text_);
 }
 
-void Page::print(const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    va_list again;
-    va_copy(again, arguments);
-    const int needed = vsnprintf(nullptr, 0, format, arguments);
-    va_end(arguments);
-    if (needed >= 0 && !is_broken_) {
-        const unsigned long room = length_ + static_cast<unsigned long>(needed) + 1;
-        if (room > room_) {
-            auto* const more = static_cast<char*>(realloc(text_, 2 * room));
-            is_broken_ = more == nullptr;
-            if (more != nullptr) {
-                text_ = more;
-                room_ = 2 * room;
-            }
-        }
-        if (!is_broken_)
-            length_ += static_cast<unsigned long>(vsnprintf(text_ + length_, room_ - length_, format, again));
-    }
-    va_end(again);
+bool Page::make_room(size_t more) {
+    if (is_broken_ || length_ + more < room_) return !is_broken_;
+    const size_t room = 2 * (length_ + more + 1);
+    auto* const text = static_cast<char*>(realloc(text_, room));
+    is_broken_ = text == nullptr;
+    if (is_broken_) return false;
+    text_ = text;
+    room_ = room;
+    return true;
 }
 
-void Page::trim_blanks() {
+void Page::put(const char* text, size_t width) {
+    const size_t length = strlen(text);
+    const size_t blanks = length < width ? width - length : 0;
+    if (!make_room(length + blanks)) return;
+    memcpy(text_ + length_, text, length);
+    memset(text_ + length_ + length, ' ', blanks);
+    length_ += length + blanks;
+    text_[length_] = '\0';
+}
+
+void Page::put(int64_t number, size_t width) {
+    char digits[24];
+    snprintf(digits, sizeof digits, "%*lld", static_cast<int>(width), static_cast<long long>(number));
+    put(digits);
+}
+
+void Page::end_line() {
     while (length_ > 0 && text_[length_ - 1] == ' ')
-        text_[--length_] = '\0';
+        --length_;
+    put("\n");
 }
 
 void Page::show() const {
@@ -196,22 +252,53 @@ void Page::show() const {
     fflush(stdout);
 }
 
-int32_t display_classify(int32_t list, Page& page) {
-    if (list != 0) {
-        Rows rows("SELECT marking FROM classify_list WHERE list = ?1", list);
-        if (!rows.next()) return status::no_profile;
-        if (!exists("SELECT 1 FROM classify_rule WHERE list = ?1", list)) return status::no_action;
-        print_list(list, rows.optional_number(0), page);
+int32_t Display::prepare() {
+    if (const int32_t refusal = check(list_); refusal != 0) return refusal;
+    is_whole_ = are_few(list_);
+    int32_t status = 0;
+    copy_ = store::copy(status);
+    if (copy_ == nullptr) return status;
+    if (is_whole_) {
+        write_all();
     } else {
-        if (!exists("SELECT 1 FROM classify_list")) return status::no_profile_at_all;
-        if (!exists("SELECT 1 FROM classify_rule")) return status::no_action;
-        Rows lists("SELECT list, marking FROM classify_list ORDER BY list");
-        for (const char* separator = ""; lists.next(); separator = "\n") {
-            page.print("%s", separator);
-            print_list(lists.number(0), lists.optional_number(1), page);
-        }
+        const int64_t first = list_ != 0 ? list_ : find_number("SELECT min(list) FROM classify_list").value_or(0);
+        write_heading(page_, first,
+                      find_number("SELECT count(*) FROM classify_rule WHERE list = ?1", first).value_or(0),
+                      find_number("SELECT marking FROM classify_list WHERE list = ?1", first));
     }
-    return page.is_broken() ? refusal::unwritable : 0;
+    return page_.is_broken() ? refusal::no_memory : 0;
+}
+
+void Display::write_all() {
+    sqlite3_stmt* lists = nullptr;
+    store::note_result(sqlite3_prepare_v2(copy_,
+                                          "SELECT list, marking FROM classify_list WHERE ?1 IN (0, list) ORDER BY list",
+                                          -1, &lists, nullptr),
+                       copy_);
+    bind(lists, 1, list_);
+    const char* separator = "";
+    while (lists != nullptr && store::failure() == 0) {
+        const int result = sqlite3_step(lists);
+        store::note_result(result, copy_);
+        if (result != SQLITE_ROW) break;
+        OptionalNumber marking;
+        if (sqlite3_column_type(lists, 1) != SQLITE_NULL) marking = sqlite3_column_int64(lists, 1);
+        page_.put(separator);
+        write_list(copy_, sqlite3_column_int64(lists, 0), marking, page_);
+        separator = "\n";
+    }
+    sqlite3_finalize(lists);
+}
+
+int32_t Display::show() {
+    if (!is_whole_) {
+        page_.clear();
+        store::forget_failure();
+        write_all();
+    }
+    if (page_.is_broken()) return refusal::no_memory;
+    if (store::failure() == 0) page_.show();
+    return store::failure();
 }
 
 } // namespace emulator

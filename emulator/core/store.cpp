@@ -6,8 +6,10 @@
 #include "core/trouble.h"
 #include "core/turn.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <ctime>
 #include <iterator>
@@ -75,6 +77,17 @@ int run_patiently(const char* sql) {
         result = run(sql);
     while (goes_on_waiting(result));
     return result;
+}
+
+int read_all(int file, unsigned char* bytes, size_t size) {
+    size_t done = 0;
+    while (done < size) {
+        const ssize_t count = pread(file, bytes + done, size - done, static_cast<off_t>(done));
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) return SQLITE_IOERR_READ;
+        done += static_cast<size_t>(count);
+    }
+    return SQLITE_OK;
 }
 
 // The step that takes version i + 1 to i + 2.
@@ -218,6 +231,43 @@ int32_t commit() {
     return 0;
 }
 
+sqlite3* copy(int32_t& status) {
+    status = refusal::no_memory;
+    struct stat found {};
+    if (fstat(connection.file, &found) != 0) return nullptr;
+    const auto size = static_cast<size_t>(found.st_size);
+    auto* const bytes = static_cast<unsigned char*>(sqlite3_malloc64(size));
+    sqlite3* database = nullptr;
+    int result = bytes == nullptr ? SQLITE_NOMEM : read_all(connection.file, bytes, size);
+    if (result == SQLITE_OK) result = sqlite3_open_v2(":memory:", &database, SQLITE_OPEN_READWRITE, nullptr);
+    if (result != SQLITE_OK) {
+        sqlite3_free(bytes);
+    } else {
+        const auto length = static_cast<sqlite3_int64>(size);
+        result = sqlite3_deserialize(database, "main", bytes, length, length,
+                                     SQLITE_DESERIALIZE_FREEONCLOSE | SQLITE_DESERIALIZE_READONLY);
+    }
+    status = result == SQLITE_OK ? 0 : emulator::complain_of(connection.path, database, result);
+    if (result == SQLITE_OK) return database;
+    sqlite3_close(database);
+    return nullptr;
+}
+
+sqlite3* snapshot(int32_t& status) {
+    status = take_turn();
+    if (status != 0) return nullptr;
+    status = begin();
+    if (status == 0) status = commit(); // what it took to open the store: its schema, a journal that was left
+    if (status == 0) status = begin();
+    sqlite3* database = nullptr;
+    if (status == 0) {
+        database = copy(status);
+        roll_back();
+    }
+    give_turn_back();
+    return database;
+}
+
 void close() {
     for (size_t i = 0; i < connection.prepared_count; ++i)
         sqlite3_finalize(connection.prepared[i].statement);
@@ -237,6 +287,17 @@ void roll_back() {
 
 int32_t failure() {
     return connection.failure;
+}
+
+void forget_failure() {
+    connection.failure = 0;
+}
+
+void note_damage(const char* place, int64_t value) {
+    if (connection.failure == 0)
+        connection.failure = complain(connection.path, refusal::damaged,
+                                      "damaged (%s is %lld); move it away, the next sentence makes an empty switch",
+                                      place, static_cast<long long>(value));
 }
 
 int64_t changed_rows() {
@@ -271,9 +332,12 @@ sqlite3_stmt* statement(const char* sql) {
     return prepared;
 }
 
-void note_result(int result) {
+void note_result(int result, sqlite3* database) {
     if (result == SQLITE_OK || result == SQLITE_ROW || result == SQLITE_DONE || connection.failure != 0) return;
-    connection.failure = (result & 0xff) == SQLITE_CONSTRAINT ? refusal::invalid_value : complain_of(result);
+    if (database == nullptr) database = connection.database;
+    connection.failure = (result & 0xff) == SQLITE_CONSTRAINT
+                             ? refusal::invalid_value
+                             : emulator::complain_of(connection.path, database, result);
 }
 
 } // namespace emulator::store

@@ -33,11 +33,20 @@ void roll_back();
 int32_t take_turn(Waiting waiting = Waiting::to_the_limit);
 void give_turn_back();
 
+// A copy of the store as the last transaction left it, in memory and for reading only: whoever reads it holds up
+// nobody. To be closed with sqlite3_close(). Null: it could not be made; `status` and a line on standard error say why.
+sqlite3* copy(int32_t& status); // to be called between begin() and the end of the transaction
+sqlite3* snapshot(int32_t& status);
+
 // Lets go of the store. The next begin() opens it again, or the one that is then named.
 void close();
 
 // The first failure of a statement since begin(), or 0.
 int32_t failure();
+void forget_failure();
+
+// Remembers that a value was found that no call can have stored, and says so: "classify_rule.color" and the value.
+void note_damage(const char* place, int64_t value);
 
 // Rows changed by the last statement, without those that went with their parent.
 int64_t changed_rows();
@@ -51,7 +60,7 @@ bool is_changed();
 // The prepared statement of this text, which has to be a literal: they are kept by their address. Null: it failed.
 sqlite3_stmt* statement(const char* sql);
 
-// Remembers that the statement failed, unless it did not.
-void note_result(int result);
+// Remembers that a statement failed, unless it did not; it may be one of a copy.
+void note_result(int result, sqlite3* database = nullptr);
 
 } // namespace emulator::store

@@ -1,5 +1,9 @@
 // What is shown of classification lists.
+#include "child_process.h"
 #include "switch_test.h"
+
+#include <iterator>
+#include <sstream>
 
 namespace {
 
@@ -72,6 +76,63 @@ TEST_F(Display, shows_a_mask_that_is_no_prefix_in_hex) {
     EXPECT_EQ(show(1), "clslist 1: 1 rule, marking normal\n"
                        "line  class      da              sa         tos  prot  dp  sp  vid  cos  etype  ext\n"
                        "   1  1/0/green  0.0.0.0/ff00ff  0.0.0.0/0  *    *     *   *   *    *    *      *\n");
+}
+
+// A bound of the field has pulled the value down; the word that is shown is pulled down in the same way.
+TEST_F(Display, shows_words_that_bring_about_the_same_rule) {
+    const auto add = [](const std::string& line, const std::vector<std::string>& fields) {
+        std::vector<std::string> words{"add", "classify", "1/0/green", "normal"};
+        words.insert(words.end(), fields.begin(), fields.end());
+        words.insert(words.end(), {"to", "clslist", "1", "line", line});
+        EXPECT_TRUE(run_tool(words).is_accepted());
+    };
+    refusal(brgfdb_create_classify_profile, 1);
+    add("1", {"10.0.0.0/8", "10.1.2.3-10.1.2.9/31", "-8", "17", "80/ff00", "1024-70000", "5000/1001", "9/8",
+              "86dd-88a8/fff0", "ff/f0,,1"});
+    const std::string shown = show(1);
+    const std::string row = shown.substr(shown.rfind("\n", shown.size() - 2) + 1);
+    std::istringstream fields(row);
+    std::vector<std::string> words{std::istream_iterator<std::string>(fields), {}};
+    ASSERT_EQ(words.size(), 12U) << row;
+    EXPECT_EQ(words[9], "8/8");
+    add("2", {words.begin() + 2, words.end()});
+    EXPECT_EQ(ask("SELECT field, low, high, mask FROM classify_match WHERE line = 1 EXCEPT "
+                  "SELECT field, low, high, mask FROM classify_match WHERE line = 2"),
+              "");
+    EXPECT_EQ(ask("SELECT count(*) FROM classify_match"), "22"); // one of the ten words holds two extractions
+}
+
+// What no call can have stored shows that the file is damaged, and is said to be.
+TEST_F(Display, is_refused_where_the_store_is_damaged) {
+    refusal(brgfdb_create_classify_profile, 1);
+    ClassifyRule rule{};
+    rule.present = rule_field::vid;
+    rule.vid = {.low = 10, .high = 0, .mask = 0xfff, .is_range = 0};
+    refusal(brgfdb_add_classify_action_to_profile, 1, 1, &rule);
+    emulator::store::close();
+    const struct {
+        const char* change;
+        const char* undo;
+        const char* reason;
+    } damages[] = {
+        {"classify_rule SET color = 100", "classify_rule SET color = 0", "classify_rule.color is 100"},
+        {"classify_rule SET stream = 9223372036854775807", "classify_rule SET stream = 0",
+         "classify_rule.stream is 9223372036854775807"},
+        {"classify_rule SET traffic_class = -1", "classify_rule SET traffic_class = 0",
+         "classify_rule.traffic_class is -1"},
+        {"classify_list SET marking = 127", "classify_list SET marking = 0", "classify_list.marking is 127"},
+        {"classify_match SET mask = -5", "classify_match SET mask = 4095", "a bound or mask of classify_match is 10"},
+        {"classify_match SET field = 'dsap'", "classify_match SET field = 'vid'", "a field of the rule in line is 1"},
+    };
+    for (const auto& damage : damages) {
+        ask(std::string("PRAGMA ignore_check_constraints = ON; UPDATE ") + damage.change);
+        const Finished finished = run_tool({"show", "clslist", "all"});
+        EXPECT_NE(finished.output.find("<errcode>9103</errcode>"), std::string::npos) << finished.output;
+        EXPECT_EQ(finished.errors, "emuswitch: " + store.string() + ": damaged (" + damage.reason +
+                                       "); move it away, the next sentence makes an empty switch\n");
+        ask(std::string("UPDATE ") + damage.undo);
+    }
+    EXPECT_EQ(show(1).substr(0, 10), "clslist 1:");
 }
 
 TEST_F(Display, goes_on_for_thousands_of_rules) {
