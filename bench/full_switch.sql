@@ -38,8 +38,8 @@ INSERT INTO classify_match SELECT list, line, 'prot', 6, NULL, 0xff FROM classif
 INSERT INTO classify_match SELECT list, line, 'dp', line, line + 100, 0xffff FROM classify_rule;
 INSERT INTO list_binding SELECT vid, port, 1 + vid % 4 FROM vlan_member WHERE vid > 1 AND vid <= 1000;
 
-INSERT INTO call_log (at, pid, sentence, call)
-    SELECT '2024-05-01 12:00:00.000', n, 'set port 1 aging 600',
+INSERT INTO call_log (at, pid, run, sentence, call)
+    SELECT '2024-05-01 12:00:00.000', n, n, 'set port 1 aging 600',
            'brgfdb_set_param_to_port(1, {0x0000 0x0000 0x0000 0x0000 0x0000}, 600, 0, 0x0040, 0x0000)'
     FROM n;
 INSERT INTO trap_event (at, object, first, port, type, event)

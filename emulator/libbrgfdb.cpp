@@ -318,6 +318,7 @@ int32_t brgfdb_rem_classify_all_from_profile(int32_t list, int32_t* status) {
 }
 int32_t brgfdb_disp_classify(int32_t list, int32_t* status) {
     emulator::Display display(list);
+    emulator::store::reserve_for_copy();
     Call call(__func__, list);
     const int32_t result = call.make(status, [&] {
         const int32_t refusal = display.prepare();

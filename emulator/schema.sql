@@ -8,7 +8,7 @@
 -- Whoever writes: one transaction for one library call, BEGIN IMMEDIATE, PRAGMA foreign_keys = ON, and a look at
 -- limits.in_use, which has to follow the FDB entries and the frame buffers.
 PRAGMA application_id = 1701671799;
-PRAGMA user_version = 2; -- migrations/ holds the steps from the earlier ones
+PRAGMA user_version = 3; -- migrations/ holds the steps from the earlier ones
 
 -- Ports -----------------------------------------------------------------------------------------------------------
 
@@ -310,6 +310,7 @@ CREATE TABLE call_log ( -- every library call, in the order in which the switch 
     id INTEGER PRIMARY KEY,
     at TEXT NOT NULL, -- UTC
     pid INTEGER NOT NULL, -- of the process that made it
+    run INTEGER NOT NULL, -- of that process: a random number, since pids come again, and are alike in containers
     sentence TEXT NOT NULL, -- its command line behind the program's name
     call TEXT NOT NULL -- brgfdb_create_port(5, 2, 1) = -1 status 1202
 ) STRICT;

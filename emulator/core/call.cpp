@@ -101,9 +101,10 @@ int32_t Call::log_and_commit(int32_t outcome, bool has_status) {
     }
     char line[sizeof call_ + sizeof answer_ + 4];
     snprintf(line, sizeof line, "%s%s%s", call_, text_.is_cut ? "..." : "", answer_);
-    change("INSERT INTO call_log (at, pid, sentence, call) VALUES (strftime('%Y-%m-%d %H:%M:%f'), ?1, ?2, ?3)",
-           getpid(), sentence(), line);
-    prune("DELETE FROM call_log WHERE id <= ?1", "calls");
+    change("INSERT INTO call_log (at, pid, run, sentence, call)"
+           " VALUES (strftime('%Y-%m-%d %H:%M:%f'), ?1, ?2, ?3, ?4)",
+           getpid(), run_number(), sentence(), line);
+    prune("DELETE FROM call_log WHERE id <= min(?1, (SELECT min(id) FROM call_log) + ?2 - 1)", "calls");
     if (const int32_t status = store::failure(); status != 0) {
         store::roll_back();
         return status;

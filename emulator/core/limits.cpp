@@ -4,7 +4,8 @@
 namespace emulator {
 
 int64_t limit(const char* name) {
-    return find_number("SELECT value FROM limits WHERE name = ?1", name).value_or(0);
+    const int64_t value = find_number("SELECT value FROM limits WHERE name = ?1", name).value_or(0);
+    return value < highest_limit ? value : highest_limit;
 }
 
 bool take(const char* pool, int64_t amount) {
@@ -19,10 +20,12 @@ void give_back(const char* pool, int64_t amount) {
 
 void prune(const char* remove, const char* limit_name) {
     constexpr int64_t insertions_between = 64;
+    constexpr int64_t most_at_once = 2048;
     const int64_t newest = store::last_row();
-    if (newest % insertions_between != 0) return;
+    if (newest % insertions_between != 0 || newest < 1) return;
     const int64_t kept = limit(limit_name);
-    change(remove, newest - (kept > 0 ? kept : 1));
+    change(remove, newest - (kept > 0 ? kept : 1), most_at_once);
+    store::give_room_back();
 }
 
 } // namespace emulator

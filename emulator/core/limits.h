@@ -5,6 +5,8 @@
 
 namespace emulator {
 
+// No limit counts for more; what is computed with them stays in its range.
+constexpr int64_t highest_limit = 1'000'000'000'000;
 int64_t limit(const char* name);
 
 // Whether no further row fits. `most` is how many rows there can be for other reasons: a limit that is no smaller needs
@@ -21,8 +23,9 @@ void give_back(const char* pool, int64_t amount);
 constexpr const char* fdb_entries = "fdb_entries";
 constexpr const char* frame_buffers = "frame_buffers";
 
-// After an insertion: forgets what is older than the limit allows, with a statement that removes the rows up to an id.
-// That is done at every 64th insertion only, which costs less.
+// After an insertion: forgets what is older than the limit allows, with a statement that removes the rows up to the id
+// ?1, but not more than the oldest ?2 of them. That is done at every 64th insertion only, which costs less, and not all
+// at once where a limit was lowered: no sentence shall wait for it.
 void prune(const char* remove, const char* limit_name);
 
 } // namespace emulator

@@ -112,11 +112,6 @@ int32_t complain_of_opening(const char* path, int cause) {
     }
 }
 
-uint32_t big_endian_word(const unsigned char* bytes) {
-    return static_cast<uint32_t>(bytes[0]) << 24 | static_cast<uint32_t>(bytes[1]) << 16 |
-           static_cast<uint32_t>(bytes[2]) << 8 | bytes[3];
-}
-
 } // namespace
 
 const char* find_store(char (&path)[PATH_MAX]) {
@@ -162,6 +157,11 @@ int32_t judge_store_file(const char* path, int file, uint32_t& version) {
                         "another file in EMUSWITCH",
                         version, store::version);
     return version > 0 ? 0 : complain_of(path, nullptr, SQLITE_NOTADB);
+}
+
+uint32_t big_endian_word(const unsigned char* bytes) {
+    return static_cast<uint32_t>(bytes[0]) << 24 | static_cast<uint32_t>(bytes[1]) << 16 |
+           static_cast<uint32_t>(bytes[2]) << 8 | bytes[3];
 }
 
 bool is_same_file(const char* path, int file) {

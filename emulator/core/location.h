@@ -20,6 +20,8 @@ int open_store_file(const char* path, int32_t& status);
 // 0, or the status, having said why. `version` becomes that of its schema, 0 where it has none yet.
 int32_t judge_store_file(const char* path, int file, uint32_t& version);
 
+uint32_t big_endian_word(const unsigned char* bytes); // as the header has its numbers
+
 // Whether the path still leads to the open file.
 bool is_same_file(const char* path, int file);
 

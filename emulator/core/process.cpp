@@ -4,9 +4,11 @@
 #include "notation.h"
 
 #include <fcntl.h>
+#include <sys/random.h>
 #include <unistd.h>
 
 #include <cstring>
+#include <ctime>
 
 namespace emulator {
 
@@ -34,6 +36,21 @@ void write_word(notation::Text& out, const char* word) {
 }
 
 } // namespace
+
+int64_t run_number() {
+    static int64_t number;
+    static pid_t owner;
+    if (owner == getpid()) return number;
+    owner = getpid();
+    // Without random numbers, which is hardly ever, the time is nearly as good.
+    if (getrandom(&number, sizeof number, 0) != sizeof number) {
+        timespec now{};
+        clock_gettime(CLOCK_REALTIME, &now);
+        number = now.tv_sec * 1'000'000'000 + now.tv_nsec;
+    }
+    number &= 0xffff'ffff'ffff; // which every reader of JSON keeps as it is
+    return number;
+}
 
 const char* sentence() {
     static char line[2000];

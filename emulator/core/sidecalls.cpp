@@ -22,7 +22,7 @@ int32_t keep_event(const char* object, int32_t first, int32_t port, OptionalNumb
     change("INSERT INTO trap_event (at, object, first, port, type, vlan, stream, traffic_class, event) "
            "VALUES (strftime('%Y-%m-%d %H:%M:%f'), ?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8)",
            object, first, port, type, vlan, stream, traffic_class, event);
-    prune("DELETE FROM trap_event WHERE id <= ?1", "trap_events");
+    prune("DELETE FROM trap_event WHERE id <= min(?1, (SELECT min(id) FROM trap_event) + ?2 - 1)", "trap_events");
     return 0;
 }
 

@@ -11,11 +11,13 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <iterator>
 
 extern const char store_schema[];
 extern const char store_migration_1[];
+extern const char store_migration_2[];
 
 namespace emulator::store {
 
@@ -42,6 +44,13 @@ struct Connection {
     char path[PATH_MAX] = "";
 };
 constinit Connection connection;
+
+// Memory for a copy, which the kernel has given already: it would take longer to get it than to fill it.
+struct Reserve {
+    unsigned char* bytes = nullptr;
+    size_t size = 0;
+};
+constinit Reserve reserve;
 
 int32_t complain_of(int result) {
     return emulator::complain_of(connection.path, connection.database, result);
@@ -91,11 +100,21 @@ int read_all(int file, unsigned char* bytes, size_t size) {
 }
 
 // The step that takes version i + 1 to i + 2.
-constexpr const char* migrations[] = {store_migration_1};
+constexpr const char* migrations[] = {store_migration_1, store_migration_2};
 static_assert(std::size(migrations) == version - 1);
 
 int32_t run_script(const char* script) {
     const int result = sqlite3_exec(connection.database, script, nullptr, nullptr, nullptr);
+    return result == SQLITE_OK ? 0 : complain_of(result);
+}
+
+// Brings an earlier store up to date, and has it give room back from now on. Ends in a transaction as it began in one.
+int32_t migrate(uint32_t found) {
+    for (uint32_t step = found; step < version; ++step)
+        if (const int32_t status = run_script(migrations[step - 1]); status != 0) return status;
+    if (const int result = run("COMMIT"); result != SQLITE_OK) return complain_of(result);
+    sqlite3_exec(connection.database, "PRAGMA auto_vacuum = INCREMENTAL; VACUUM", nullptr, nullptr, nullptr);
+    const int result = run_patiently("BEGIN IMMEDIATE");
     return result == SQLITE_OK ? 0 : complain_of(result);
 }
 
@@ -105,14 +124,11 @@ int32_t make_current() {
     uint32_t found = 0;
     if (const int32_t status = judge_store_file(connection.path, connection.file, found); status != 0) return status;
     if (found == 0) return run_script(store_schema);
-    for (uint32_t step = found; step < version; ++step)
-        if (const int32_t status = run_script(migrations[step - 1]); status != 0) return status;
-    return 0;
+    return found < version ? migrate(found) : 0;
 }
 
-// To be called with the turn taken.
-int32_t open_database() {
-    uint32_t found = 0;
+// To be called with the turn taken. `found` is the version of the schema, 0 for none.
+int32_t open_database(uint32_t& found) {
     if (const int32_t status = judge_store_file(connection.path, connection.file, found); status != 0) return status;
     sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0); // nobody asks for its statistics, which cost a tenth of the start
     int result = sqlite3_open_v2(connection.path, &connection.database,
@@ -154,12 +170,20 @@ int32_t wait_for_turn() {
     return 0;
 }
 
+// A store that gives room back has to be one from its first page on.
+int begin_writing(bool is_empty) {
+    if (!is_empty) return run_patiently("BEGIN IMMEDIATE");
+    const int result = run("BEGIN");
+    return result == SQLITE_OK ? run_patiently("PRAGMA auto_vacuum = INCREMENTAL") : result;
+}
+
 int32_t begin_transaction() {
     const bool is_new = connection.database == nullptr;
+    uint32_t found = version;
     if (is_new) {
-        if (const int32_t status = open_database(); status != 0) return status;
+        if (const int32_t status = open_database(found); status != 0) return status;
     }
-    if (const int result = run_patiently("BEGIN IMMEDIATE"); result != SQLITE_OK) return complain_of(result);
+    if (const int result = begin_writing(found == 0); result != SQLITE_OK) return complain_of(result);
     connection.patience.recover();
     if (is_new) {
         if (const int32_t status = make_current(); status != 0) {
@@ -231,12 +255,25 @@ int32_t commit() {
     return 0;
 }
 
+void reserve_for_copy() {
+    char path[PATH_MAX];
+    struct stat found {};
+    if (find_store(path) != nullptr || stat(path, &found) != 0 || found.st_size <= 0) return;
+    constexpr size_t growth = 1 << 20; // meanwhile
+    const size_t size = static_cast<size_t>(found.st_size) + growth;
+    sqlite3_free(reserve.bytes);
+    reserve.bytes = static_cast<unsigned char*>(sqlite3_malloc64(size));
+    reserve.size = reserve.bytes != nullptr ? size : 0;
+    if (reserve.bytes != nullptr) memset(reserve.bytes, 0, size);
+}
+
 sqlite3* copy(int32_t& status) {
-    status = refusal::no_memory;
+    status = refusal::unwritable;
     struct stat found {};
     if (fstat(connection.file, &found) != 0) return nullptr;
     const auto size = static_cast<size_t>(found.st_size);
-    auto* const bytes = static_cast<unsigned char*>(sqlite3_malloc64(size));
+    unsigned char* bytes = reserve.size >= size ? reserve.bytes : static_cast<unsigned char*>(sqlite3_malloc64(size));
+    if (bytes == reserve.bytes) reserve = {};
     sqlite3* database = nullptr;
     int result = bytes == nullptr ? SQLITE_NOMEM : read_all(connection.file, bytes, size);
     if (result == SQLITE_OK) result = sqlite3_open_v2(":memory:", &database, SQLITE_OPEN_READWRITE, nullptr);
@@ -254,6 +291,7 @@ sqlite3* copy(int32_t& status) {
 }
 
 sqlite3* snapshot(int32_t& status) {
+    reserve_for_copy();
     status = take_turn();
     if (status != 0) return nullptr;
     status = begin();
@@ -306,6 +344,18 @@ int64_t changed_rows() {
 
 int64_t last_row() {
     return sqlite3_last_insert_rowid(connection.database);
+}
+
+void give_room_back() {
+    constexpr size_t page_count = 28; // in the header
+    constexpr size_t free_count = 36;
+    constexpr uint32_t worth_while = 256;
+    unsigned char header[40];
+    if (pread(connection.file, header, sizeof header, 0) != sizeof header) return;
+    const uint32_t all = big_endian_word(header + page_count);
+    const uint32_t free = big_endian_word(header + free_count);
+    if (free < worth_while || free < all / 8) return;
+    note_result(sqlite3_exec(connection.database, "PRAGMA incremental_vacuum(256)", nullptr, nullptr, nullptr));
 }
 
 bool is_changed() {

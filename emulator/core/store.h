@@ -10,7 +10,7 @@
 
 namespace emulator::store {
 
-constexpr int version = 2; // of the schema; PRAGMA user_version
+constexpr int version = 3; // of the schema; PRAGMA user_version
 
 // For whom to wait when another process holds the store and nothing changes: 20 seconds, once for all calls of a
 // sentence; or, having said so behind these, for as long as it takes.
@@ -38,6 +38,9 @@ void give_turn_back();
 sqlite3* copy(int32_t& status); // to be called between begin() and the end of the transaction
 sqlite3* snapshot(int32_t& status);
 
+// Gets the memory for a copy of the store as it is now, so that copy() holds it up for a shorter time.
+void reserve_for_copy();
+
 // Lets go of the store. The next begin() opens it again, or the one that is then named.
 void close();
 
@@ -53,6 +56,9 @@ int64_t changed_rows();
 
 // The id of the row that was inserted last.
 int64_t last_row();
+
+// Makes the file smaller where a good part of it is free, a little at a time.
+void give_room_back();
 
 // Whether anything was changed since begin().
 bool is_changed();

@@ -2,6 +2,9 @@
 #include "child_process.h"
 #include "switch_test.h"
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include "platform/qual.h"
 
 namespace {
@@ -70,6 +73,44 @@ TEST_F(Log, keeps_the_latest_calls) {
     for (int32_t port = 2; port <= 200; ++port)
         refusal(brgfdb_delete_port, port);
     EXPECT_EQ(ask("SELECT max(id), count(*) <= 64 FROM call_log"), "399|1"); // ids go on
+}
+
+// Pids come again, and in containers they are alike: they do not tell one sentence from the next.
+TEST_F(Log, tells_processes_apart) {
+    run_tool({"create", "vlan", "sales"});
+    run_tool({"create", "vlan", "office"});
+    run_copy([] {
+        int32_t status = 0;
+        brgfdb_delete_vlan(1, &status);
+        if (fork() == 0) {
+            brgfdb_delete_vlan(2, &status);
+            _exit(0);
+        }
+        wait(nullptr);
+    });
+    EXPECT_EQ(ask("SELECT count(DISTINCT run) FROM call_log"), "4");
+    EXPECT_EQ(ask("SELECT count(DISTINCT run), count(DISTINCT pid), count(*) FROM call_log"
+                  " WHERE sentence = 'create vlan sales'"),
+              "1|1|2");
+    EXPECT_EQ(ask("SELECT count(*) FROM call_log WHERE run BETWEEN 0 AND 1 << 48"), "6");
+}
+
+// A limit that was lowered by much makes no sentence wait; the file becomes smaller in the end.
+TEST_F(Log, is_pruned_a_little_at_a_time_and_gives_its_room_back) {
+    refusal(brgfdb_create_port, 1, 2, 1);
+    emulator::store::close();
+    ask("WITH RECURSIVE number (n) AS (SELECT 2 UNION ALL SELECT n + 1 FROM number WHERE n < 20000)"
+        " INSERT INTO call_log SELECT n, '', 1, 1, 'a sentence', 'a call of some length, as calls are' FROM number");
+    const auto size_before = std::filesystem::file_size(store);
+    set_limit("calls", 100);
+    for (int32_t call = 0; call < 128; ++call)
+        refusal(brgfdb_delete_port, 9);
+    EXPECT_EQ(ask("SELECT count(*) > 10000 FROM call_log"), "1");
+    for (int32_t call = 0; call < 64 * 20; ++call)
+        refusal(brgfdb_delete_port, 9);
+    EXPECT_EQ(ask("SELECT count(*) < 164 FROM call_log"), "1");
+    EXPECT_LT(std::filesystem::file_size(store), size_before / 2);
+    EXPECT_EQ(find_contradiction(), "");
 }
 
 TEST_F(Log, has_refused_calls_but_none_of_what_they_did) {

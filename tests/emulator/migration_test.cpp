@@ -16,7 +16,8 @@ protected:
         ASSERT_EQ(ask("PRAGMA user_version"), "1");
         ask("INSERT INTO vlan (vid, name) VALUES (10, 'sales');"
             "INSERT INTO fault (function, status, skip, times) VALUES ('brgfdb_create_vlan', 1404, 1, 2),"
-            " ('brgfdb_create_vlan', 0, 0, 1)");
+            " ('brgfdb_create_vlan', 0, 0, 1);"
+            "INSERT INTO call_log VALUES (7, '2024-05-01 12:00:00.000', 42, 'create vlan sales', 'a call')");
     }
     std::string schema() const {
         return ask("SELECT type, name, tbl_name, replace(sql, '\"', '') FROM sqlite_schema ORDER BY name");
@@ -27,6 +28,7 @@ TEST_F(Migration, of_a_new_store_is_not_needed) {
     refusal(brgfdb_delete_port, 1);
     EXPECT_EQ(ask("PRAGMA user_version"), std::to_string(emulator::store::version));
     EXPECT_EQ(ask("PRAGMA application_id"), "1701671799");
+    EXPECT_EQ(ask("PRAGMA auto_vacuum"), "2");
 }
 
 TEST_F(Migration, keeps_what_was_configured) {
@@ -36,6 +38,8 @@ TEST_F(Migration, keeps_what_was_configured) {
     EXPECT_EQ(vid, 10U);
     EXPECT_EQ(ask("PRAGMA user_version"), std::to_string(emulator::store::version));
     EXPECT_EQ(ask("SELECT status, skip, times FROM fault"), "1404|1|2");
+    EXPECT_EQ(ask("SELECT * FROM call_log WHERE id = 7"), "7|2024-05-01 12:00:00.000|42|42|create vlan sales|a call");
+    EXPECT_EQ(ask("PRAGMA auto_vacuum"), "2");
     EXPECT_EQ(find_contradiction(), "");
     EXPECT_NE(ask("INSERT INTO fault (function, status) VALUES ('brgfdb_create_vlan', 0)"), "");
 }
