@@ -5,14 +5,21 @@
 
 namespace notation {
 
-namespace {
-
 void write_hex_digits(Text& out, uint32_t value, int digits) {
     for (int i = digits - 1; i >= 0; --i)
         out.put("0123456789abcdef"[value >> (4 * i) & 15U]);
 }
 
 // At least `digits` digits, more where the value needs them.
+void write_address(Text& out, uint32_t address) {
+    for (int shift = 24; shift >= 0; shift -= 8) {
+        write_unsigned(out, address >> shift & 255U);
+        if (shift > 0) out.put('.');
+    }
+}
+
+namespace {
+
 void write_hex(Text& out, uint32_t value, int digits = 1) {
     while (digits < 8 && value >> (4 * digits) != 0)
         ++digits;
@@ -32,11 +39,7 @@ void write_slot_value(Text& out, uint32_t value, SlotStyle style) {
     switch (style) {
     case SlotStyle::decimal: return write_unsigned(out, value);
     case SlotStyle::hex: return write_hex(out, value, 4);
-    case SlotStyle::address: break;
-    }
-    for (int shift = 24; shift >= 0; shift -= 8) {
-        write_unsigned(out, value >> shift & 255U);
-        if (shift > 0) out.put('.');
+    case SlotStyle::address: return write_address(out, value);
     }
 }
 

@@ -34,6 +34,8 @@ struct Text {
 
 void write_unsigned(Text& out, uint32_t value);
 void write_signed(Text& out, int32_t value);
+void write_hex_digits(Text& out, uint32_t value, int digits); // so many, and no 0x before them
+void write_address(Text& out, uint32_t address);              // 10.0.0.1
 void write_quoted(Text& out, const char* text);
 
 // How an argument is written where its type alone does not say it.

@@ -11,7 +11,7 @@ void write_value(notation::Text& out, MatchStyle style, uint32_t value) {
     switch (style) {
     case MatchStyle::decimal: return notation::write_unsigned(out, value);
     case MatchStyle::hex: return notation::write_hex_digits(out, value, value > 0xffff ? 8 : 4);
-    case MatchStyle::address: return notation::write_slot_value(out, value, notation::SlotStyle::address);
+    case MatchStyle::address: return notation::write_address(out, value);
     case MatchStyle::extraction: break;
     }
     int digits = 1;
