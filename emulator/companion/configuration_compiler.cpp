@@ -375,14 +375,22 @@ std::shared_ptr<const List> ConfigurationCompiler::Statements::read_list(int32_t
     return result;
 }
 
-std::shared_ptr<const Lists> ConfigurationCompiler::lists() {
+std::shared_ptr<const Lists> ConfigurationCompiler::lists_without_rules() {
     auto result = std::make_shared<Lists>();
-    std::vector<std::pair<int32_t, Marking>> known;
     Statement& rows = statements->lists;
-    rows.for_each(
-        [&] { known.emplace_back(rows.in_range<int32_t>(0, 1, highest_int), rows.in_range<Marking>(1, 0, 2)); });
-    for (const auto& [number, marking] : known)
-        result->lists.push_back(statements->read_list(number, marking));
+    rows.for_each([&] {
+        auto list = std::make_shared<List>();
+        list->number = rows.in_range<int32_t>(0, 1, highest_int);
+        list->marking = rows.in_range<Marking>(1, 0, 2);
+        result->lists.push_back(std::move(list));
+    });
+    return result;
+}
+
+std::shared_ptr<const Lists> ConfigurationCompiler::lists() {
+    auto result = std::make_shared<Lists>(*lists_without_rules());
+    for (auto& list : result->lists)
+        list = statements->read_list(list->number, list->marking);
     return result;
 }
 

@@ -22,6 +22,8 @@ public:
 
     // All lists anew.
     std::shared_ptr<const dataplane::Lists> lists();
+    // All lists without their rules.
+    std::shared_ptr<const dataplane::Lists> lists_without_rules();
     // Only the lists of these numbers; there are the same ones as before.
     std::shared_ptr<const dataplane::Lists> lists(const dataplane::Lists& before, const std::vector<int32_t>& changed);
 

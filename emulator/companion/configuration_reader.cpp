@@ -179,8 +179,8 @@ template <typename Number> bool read_first_argument(std::string_view call, Numbe
 
 } // namespace
 
-ConfigurationReader::ConfigurationReader(Database& owner)
-    : database(owner), statements(std::make_unique<Statements>(owner)) {
+ConfigurationReader::ConfigurationReader(Database& owner, Rules which)
+    : database(owner), rules(which), statements(std::make_unique<Statements>(owner)) {
     const Snapshot snapshot(database);
     read_changes(nullptr, 0);
 }
@@ -273,14 +273,25 @@ void ConfigurationReader::compile(const Effect& effect) {
     Configuration next = current;
     const auto is_due = [&](unsigned which) { return (effect.parts & which) != 0; };
     if (is_due(part::ports)) next.ports = compiler.ports();
-    if (is_due(part::lists))
-        next.lists =
-            effect.changed_lists.empty() ? compiler.lists() : compiler.lists(*next.lists, effect.changed_lists);
+    const bool is_of_some_lists = !effect.changed_lists.empty();
+    if (is_due(part::lists) && is_of_some_lists) next.lists = compiler.lists(*next.lists, effect.changed_lists);
+    if (is_due(part::lists) && !is_of_some_lists)
+        next.lists = rules == Rules::all ? compiler.lists() : compiler.lists_without_rules();
     if (is_due(part::vlans)) next.vlans = compiler.vlans(*next.ports, *next.lists);
     if (is_due(part::filters)) next.filters = compiler.filters(*next.ports);
     if (is_due(part::mirrors)) next.mirrors = compiler.mirrors(*next.ports);
     if (is_due(part::qos)) next.qos = compiler.qos(*next.ports);
+    if (is_due(part::lists) && !is_of_some_lists) lists_with_rules.clear();
     current = std::move(next);
+}
+
+bool ConfigurationReader::read_rules(int32_t list) {
+    const bool is_there = std::find(lists_with_rules.begin(), lists_with_rules.end(), list) != lists_with_rules.end();
+    if (rules == Rules::all || is_there) return false;
+    const Snapshot snapshot(database);
+    current.lists = statements->compiler.lists(*current.lists, {list});
+    lists_with_rules.push_back(list);
+    return true;
 }
 
 void ConfigurationReader::forget_flushed(State& state, const Effect& effect) {

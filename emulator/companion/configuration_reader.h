@@ -36,8 +36,10 @@ constexpr unsigned all = 63;
 
 class ConfigurationReader {
 public:
-    // Reads everything, in one snapshot. The database has to outlive the reader.
-    explicit ConfigurationReader(Database& owner);
+    // Reads everything, in one snapshot. The database has to outlive the reader. For a single frame, reading the rules
+    // of all lists would take longer than anything else: `on_demand` leaves them out, until `read_rules` is called.
+    enum class Rules : uint8_t { all, on_demand };
+    explicit ConfigurationReader(Database& owner, Rules which = Rules::all);
     ~ConfigurationReader();
     ConfigurationReader(const ConfigurationReader&) = delete;
     ConfigurationReader& operator=(const ConfigurationReader&) = delete;
@@ -55,6 +57,9 @@ public:
     // that were flushed go; where something else than library calls has changed the store, its learned entries count,
     // and what is still to be written back). Returns the parts that were compiled anew.
     unsigned refresh(dataplane::State& state, dataplane::Nanoseconds now);
+
+    // The rules of one list, after `on_demand`. Returns false where they are there already.
+    bool read_rules(int32_t list);
 
     // Writes what was learned, moved or forgotten since the last call back to the store, in one transaction of at most
     // `limit` entries, having refreshed where that is due. Nothing is written of an address whose port is no member of
@@ -75,6 +80,8 @@ private:
     uint32_t change_counter();
 
     Database& database;
+    Rules rules;
+    std::vector<int32_t> lists_with_rules; // of those that were left out
     std::unique_ptr<Statements> statements;
     dataplane::Configuration current;
     uint32_t known_counter = 0; // of the store, when it was read last

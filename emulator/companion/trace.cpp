@@ -18,8 +18,8 @@ using dataplane::Outcome;
 using dataplane::PortIndex;
 using dataplane::StepKind;
 
-TracedSwitch::TracedSwitch(Database& database, bool is_kept)
-    : reader(database), state(reader.make_state(now)), learns(is_kept) {
+TracedSwitch::TracedSwitch(Database& database, bool is_kept, ConfigurationReader::Rules rules)
+    : reader(database, rules), state(reader.make_state(now)), learns(is_kept) {
     if (learns) state.learned.note_changes();
 }
 
@@ -65,6 +65,18 @@ std::vector<FrameBytes> read_frames(const std::vector<std::string>& words) {
     } catch (const NotAFrame& problem) {
         throw WrongUse(std::string("frame: ") + problem.what());
     }
+}
+
+// A list is read when a frame meets it; then the frame goes its way again.
+void tell_alone(TracedSwitch& traced, const Frame& frame) {
+    const dataplane::State before = traced.state;
+    const auto meets_list = [&](const dataplane::Step& step) {
+        return step.kind == StepKind::list_not_matched && traced.reader.read_rules(static_cast<int32_t>(step.a));
+    };
+    traced.tell(frame);
+    if (std::none_of(traced.outcome.steps.begin(), traced.outcome.steps.end(), meets_list)) return;
+    traced.state = before;
+    traced.tell(frame);
 }
 
 FrameBytes read_captured(const std::string& file, int64_t place) {
@@ -114,13 +126,15 @@ void print(const TracedSwitch& traced, const Frame& frame, bool as_json) {
 int trace(const Options& options) {
     const std::vector<FrameBytes> frames = frames_of(options);
     Database database(store_path());
-    TracedSwitch traced(database, options.learns);
-    if (frames.empty()) return trace_lines(traced);
+    const bool is_many = frames.empty();
+    TracedSwitch traced(database, options.learns,
+                        is_many ? ConfigurationReader::Rules::all : ConfigurationReader::Rules::on_demand);
+    if (is_many) return trace_lines(traced);
     const PortIndex port = require_port(traced, options.port);
     bool is_first = true;
     for (const FrameBytes& bytes : frames) {
         const Frame frame{.port = port, .bytes = bytes, .time = traced.now};
-        traced.tell(frame);
+        tell_alone(traced, frame);
         if (!is_first && !options.as_json) std::cout << "\n";
         print(traced, frame, options.as_json);
         is_first = false;

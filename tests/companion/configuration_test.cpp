@@ -163,6 +163,19 @@ TEST_F(ConfigurationTest, a_rule_concerns_its_list_alone) {
     EXPECT_EQ(reader.configuration().vlans, before.vlans);
 }
 
+TEST_F(ConfigurationTest, rules_can_wait_until_they_are_met) {
+    int32_t status = 0;
+    brgfdb_create_classify_profile(1, &status);
+    const ClassifyRule rule{};
+    brgfdb_add_classify_action_to_profile(1, 0, &rule, &status);
+    Database database(store);
+    ConfigurationReader reader(database, ConfigurationReader::Rules::on_demand);
+    EXPECT_TRUE(reader.configuration().lists->lists[0]->matcher.rules().empty());
+    EXPECT_TRUE(reader.read_rules(1));
+    EXPECT_FALSE(reader.read_rules(1));
+    EXPECT_EQ(dump(reader.configuration()), read_afresh());
+}
+
 TEST_F(ConfigurationTest, what_no_call_explains_concerns_everything) {
     make_member(1, 10, "sales");
     Database database(store);
@@ -346,8 +359,9 @@ TEST_F(ConfigurationTest, a_value_out_of_its_domain_is_told_as_damage) {
         const ConfigurationReader reader(database);
         FAIL() << "taken";
     } catch (const Failure& failure) {
-        EXPECT_EQ(failure.what(), store.string() + ": damaged (color 100); move it away, the next sentence makes an "
-                                                   "empty switch");
+        EXPECT_EQ(failure.what(), store.string() +
+                                      ": damaged (color cannot be 100); move it away, the next sentence makes an "
+                                      "empty switch");
     }
 }
 
