@@ -179,16 +179,21 @@ void add_random_mirror(Random& random, Parts& parts, uint16_t number) {
     mirror.tag_vid = random.one_of(vids);
 }
 
+TosEntry random_tos_entry(Random& random) {
+    constexpr std::array<uint32_t, 5> masks{0xff, 0xff, 0xfc, 0, 0xffffffff};
+    const uint32_t mask = random.one_of(masks);
+    const uint32_t value = random.one_in(8) ? random.below(300) : 0xb8 & mask;
+    return {static_cast<uint8_t>(random.below(8)), value, mask};
+}
+
 void add_random_stream(Random& random, Parts& parts) {
     const auto port = static_cast<int32_t>(1 + random.below(4));
     const auto number = static_cast<int32_t>(random.below(4));
     if (parts.index_of(port) == no_port || parts.qos.find(static_cast<uint32_t>((port - 1) * 256 + number)) != nullptr)
         return;
     Stream& stream = parts.add_stream(port, number, {static_cast<uint8_t>(random.below(8))});
-    constexpr std::array<uint32_t, 4> masks{0xff, 0xfc, 0, 0xffffffff};
     for (uint32_t left = random.below(4); left > 0; --left)
-        stream.tos_map.push_back({static_cast<uint8_t>(random.below(8)), random.one_in(2) ? 0xb8U : random.below(256),
-                                  random.one_of(masks)});
+        stream.tos_map.push_back(random_tos_entry(random));
 }
 
 void change_filters(Random& random, Parts& parts) {
@@ -226,6 +231,8 @@ Parts random_parts(Random& random) {
             if (!random.one_in(3)) add_member(random, parts, vlan.vid, port.number);
     for (uint32_t left = random.below(40); left > 0; --left)
         change_parts(random, parts);
+    for (uint32_t left = random.below(10); left > 0; --left)
+        add_random_stream(random, parts);
     for (uint16_t number = 1; number <= 4; ++number)
         if (random.one_in(2)) add_random_mirror(random, parts, number);
     return parts;
