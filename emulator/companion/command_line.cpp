@@ -61,6 +61,11 @@ Command& Command::operand(const std::string& name, bool& is_on, const std::strin
     return *this;
 }
 
+Command& Command::operands(const std::string& name, std::vector<std::string>& values, const std::string& about) {
+    app.add_option(name, values, about)->required();
+    return *this;
+}
+
 Command& Command::optional_operand(const std::string& name, std::string& value, const std::string& about) {
     app.add_option(name, value, about);
     return *this;

@@ -18,6 +18,9 @@ void add_replay(CommandLine& line);
 void add_play(CommandLine& line);
 void add_exec(CommandLine& line); // and run
 
+// Forwarding frames
+void add_live(CommandLine& line);
+
 // Changing what no sentence can
 void add_reset(CommandLine& line);
 void add_learn(CommandLine& line);

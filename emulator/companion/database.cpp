@@ -139,7 +139,9 @@ void Database::fail() {
     const std::string reason = connection != nullptr ? sqlite3_errmsg(connection.get()) : "out of memory";
     // A schema that is not ours does not fit our statements.
     if (result == SQLITE_CORRUPT || result == SQLITE_NOTADB || result == SQLITE_ERROR) fail_as_damaged(reason);
-    throw Failure(file.string() + ": " + reason);
+    const std::string what = file.string() + ": " + reason;
+    if (result == SQLITE_BUSY) throw Locked(what);
+    throw Failure(what);
 }
 
 void Database::fail_as_damaged(const std::string& what) {

@@ -20,6 +20,11 @@ class Failure : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// Another process has the store, for longer than this one was ready to wait.
+class Locked : public Failure {
+    using Failure::Failure;
+};
+
 // A parameter of a statement.
 struct Parameter {
     Parameter(int64_t value) : number(value) {}

@@ -13,6 +13,7 @@ int main(int argc, char** argv) {
              add_graph,
              add_trace,
              add_replay,
+             add_live,
              add_play,
              add_exec,
              add_reset,

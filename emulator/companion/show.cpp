@@ -1,6 +1,7 @@
 // The state of the switch as tables for people and as JSON for programs.
 #include "companion/command_line.h"
 #include "companion/commands.h"
+#include "companion/counters_view.h"
 #include "companion/names.h"
 #include "companion/topics.h"
 
@@ -123,10 +124,25 @@ const Topic& find_topic(const std::string& name) {
     throw Failure("there is nothing to show under the name \"" + name + "\"; emuswitch show --help lists the names");
 }
 
+// No part of the store: what the live switch counts.
+constexpr const char* counters = "counters";
+
+int show_counters(bool as_json) {
+    const auto published = live::read_counters(store_path());
+    if (as_json)
+        std::cout << counters_json(published).dump(2) << "\n";
+    else if (published)
+        print_counters(std::cout, *published);
+    else
+        std::cout << no_counters << "\n";
+    return 0;
+}
+
 std::vector<std::string> topic_names() {
     std::vector<std::string> names;
     for (const Topic& topic : topics())
         names.emplace_back(topic.name);
+    names.emplace_back(counters);
     return names;
 }
 
@@ -209,6 +225,7 @@ void print_overview(Database& database) {
 }
 
 int show(const ShowOptions& options) {
+    if (options.what == counters) return show_counters(options.as_json);
     Database database = Database::snapshot();
     if (options.as_json) {
         print_all_json(database, options.what);

@@ -123,7 +123,7 @@ class Interactive(Completion):
     def complete_some_commands(self, terminal):
         for typed, line in (
             ("sh\tvl\t--j\t", "show vlans --json "),
-            ("li\trul\t7", "limit rules_per_clslist 7"),
+            ("lim\trul\t7", "limit rules_per_clslist 7"),
             ("fa\t--ti\t2 brgfdb_create_vl\t14", "fail --times 2 brgfdb_create_vlan 14"),
             ("lea\t00:11:22:33:44:55 in\t10\t", r"learn 00:11:22:33:44:55 in\ side 103 "),
             ("pl\t--d\tser\t", "play --dry-run service.play "),

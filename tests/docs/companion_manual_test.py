@@ -94,8 +94,10 @@ class CompanionManual(unittest.TestCase):
 
     def test_the_examples_do_what_they_say(self):
         examples = re.findall(r"^\.Bd -literal.*\n((?:.*\n)*?)\.Ed$", PAGE.read_text(), re.M)
-        script = "".join(examples)
-        self.assertEqual(set(self.told), set(re.findall(r"emuswitch (\w+)", script)), "an example for each command")
+        self.assertEqual(set(self.told), set(re.findall(r"emuswitch (\w+)", "".join(examples))),
+                         "an example for each command")
+        # What goes on until it is interrupted has its own tests.
+        script = "".join(example for example in examples if "unshare" not in example)
         with tempfile.TemporaryDirectory() as home:
             environment = {"HOME": home, "TMPDIR": home,
                            "PATH": f"{pathlib.Path(EMUSWITCH).parent}:{os.environ['PATH']}"}

@@ -1,0 +1,132 @@
+// Tables and JSON of the counters.
+#include "companion/counters_view.h"
+
+#include "companion/table.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <numeric>
+
+using namespace live;
+
+namespace {
+
+const char* reason_word(size_t reason) {
+    return dataplane::word_of(static_cast<dataplane::DropReason>(reason));
+}
+
+Table table_of_ports(const Counts& counts) {
+    Table table{{"PORT", "INTERFACE", "LINK", "RECEIVED", "SENT", "DROPPED", "WHY"}, {}};
+    for (const PortCount& port : counts.ports)
+        table.add({port.port, port.interface.data(), port.has_carrier != 0 ? "up" : "down", port.received.frames,
+                   port.sent.frames, drops_of(port), drops_in_words(port)});
+    return table;
+}
+
+Table table_of_queues(const Counts& counts) {
+    Table table{{"PORT", "QUEUE", "WAITING", "BYTES", "OF", "HIGHEST", "SENT", "FULL", "EARLY", "REMOVED"}, {}};
+    for (const QueueCount& queue : counts.queues)
+        table.add({queue.port, name_of_queue(queue), queue.frames, queue.fill, queue.length, queue.highest_fill,
+                   queue.sent.frames, queue.full.frames, queue.early.frames, queue.removed.frames});
+    return table;
+}
+
+nlohmann::json json_of(const dataplane::Count& count) {
+    return {{"frames", count.frames}, {"bytes", count.bytes}};
+}
+
+nlohmann::json json_of(const PortCount& port) {
+    nlohmann::json dropped = nlohmann::json::object();
+    for (size_t reason = 0; reason < reason_count; ++reason)
+        if (port.dropped[reason] != 0) dropped[reason_word(reason)] = port.dropped[reason];
+    return {{"port", port.port},
+            {"interface", port.interface.data()},
+            {"carrier", port.has_carrier != 0},
+            {"received", json_of(port.received)},
+            {"sent", json_of(port.sent)},
+            {"dropped", dropped},
+            {"missed", port.missed},
+            {"unsent", port.unsent}};
+}
+
+nlohmann::json json_of(const QueueCount& queue) {
+    nlohmann::json json = {{"port", queue.port},
+                           {"length", queue.length},
+                           {"waiting", {{"frames", queue.frames}, {"bytes", queue.fill}}},
+                           {"highest", queue.highest_fill},
+                           {"sent", json_of(queue.sent)},
+                           {"full", json_of(queue.full)},
+                           {"early", json_of(queue.early)},
+                           {"removed", json_of(queue.removed)}};
+    json["queue"] = queue.is_best_effort != 0 ? nlohmann::json() : nlohmann::json(name_of_queue(queue));
+    return json;
+}
+
+template <typename Record> nlohmann::json json_of(const std::vector<Record>& records) {
+    nlohmann::json json = nlohmann::json::array();
+    for (const Record& record : records)
+        json.push_back(json_of(record));
+    return json;
+}
+
+} // namespace
+
+const char* const no_counters = "no counters; emuswitch live makes them";
+
+uint64_t drops_of(const PortCount& port) {
+    return std::accumulate(port.dropped.begin(), port.dropped.end(), port.missed);
+}
+
+std::string drops_in_words(const PortCount& port) {
+    std::vector<std::pair<uint64_t, std::string>> reasons;
+    for (size_t reason = 0; reason < reason_count; ++reason)
+        if (port.dropped[reason] != 0) reasons.emplace_back(port.dropped[reason], reason_word(reason));
+    if (port.missed != 0) reasons.emplace_back(port.missed, "missed");
+    std::stable_sort(reasons.begin(), reasons.end(),
+                     [](const auto& one, const auto& other) { return one.first > other.first; });
+    std::string words;
+    for (const auto& [count, word] : reasons)
+        words += (words.empty() ? "" : ", ") + word + " " + std::to_string(count);
+    return words;
+}
+
+std::string name_of_queue(const QueueCount& queue) {
+    if (queue.is_best_effort != 0) return "best effort";
+    return std::to_string(queue.stream_index / 256 + 1) + "/" + std::to_string(queue.stream_index % 256 + 1) + "/" +
+           std::to_string(queue.traffic_class);
+}
+
+void print_counters(std::ostream& out, const Published& published) {
+    const SwitchCount& all = published.counts.all;
+    if (published.is_live)
+        out << "live (process " << all.process << "), ";
+    else
+        out << "not live any more; at its end: ";
+    out << all.learned << " addresses learned, configuration changed " << all.changes << " times\n\n";
+    print_table(out, table_of_ports(published.counts), "");
+    if (published.counts.queues.empty()) return;
+    out << "\n";
+    print_table(out, table_of_queues(published.counts), "");
+}
+
+nlohmann::json counters_json(const std::optional<Published>& published) {
+    if (!published) return {{"counters", nullptr}};
+    const SwitchCount& all = published->counts.all;
+    nlohmann::json frames = nlohmann::json::object();
+    for (size_t verdict = 0; verdict < verdict_count; ++verdict)
+        frames[dataplane::word_of(static_cast<dataplane::Verdict>(verdict))] = all.verdicts[verdict];
+    return {{"counters",
+             {{"live", published->is_live},
+              {"process", all.process},
+              {"real_time", all.has_priority != 0},
+              {"started", all.started},
+              {"told", all.told},
+              {"frames", frames},
+              {"copies", all.copies},
+              {"no_buffer", all.no_buffer},
+              {"learned", all.learned},
+              {"changes", {{"count", all.changes}, {"last", all.last_change}, {"longest", all.longest_change}}},
+              {"ports", json_of(published->counts.ports)},
+              {"queues", json_of(published->counts.queues)}}}};
+}

@@ -1,0 +1,104 @@
+// The live switch: frames from interfaces through the dataplane to interfaces, under a configuration that changes.
+#pragma once
+
+#include "companion/configuration_reader.h"
+#include "companion/database.h"
+#include "companion/live/counters.h"
+#include "companion/live/event_loop.h"
+#include "companion/live/frame_pool.h"
+#include "companion/live/interface_setup.h"
+#include "companion/live/link.h"
+#include "companion/live/packet_port.h"
+#include "companion/live/store_watch.h"
+#include "dataplane/egress.h"
+#include "dataplane/forward.h"
+
+#include <filesystem>
+#include <vector>
+
+namespace live {
+
+// A binding with its sockets open.
+struct OpenPort {
+    PreparedPort prepared;
+    PacketPort interface;
+};
+
+struct LiveOptions {
+    std::filesystem::path store;
+    uint64_t line_rate = 0; // bit/s of every line; 0: as fast as the machine goes
+    bool has_priority = false;
+};
+
+class LiveSwitch {
+public:
+    LiveSwitch(const LiveOptions& chosen, std::vector<OpenPort> opened);
+    LiveSwitch(const LiveSwitch&) = delete;
+    LiveSwitch& operator=(const LiveSwitch&) = delete;
+
+    // Forwards until SIGINT, SIGTERM or SIGHUP, which have to be blocked, or until `guard` becomes readable. What was
+    // learned is in the store at the end.
+    void run(int guard);
+
+private:
+    struct BoundPort {
+        OpenPort open;
+        dataplane::PortIndex place = dataplane::no_port; // in the configuration; `no_port`: there is no such port now
+        bool may_wait = false;                           // frames for its line may have to
+        PortCount count;
+    };
+
+    void watch_everything(int guard);
+    bool turn();
+    void receive(BoundPort& from, std::span<const uint8_t> frame);
+    void count_outcome(BoundPort& from);
+    void put(const dataplane::Output& output, std::span<const uint8_t> frame);
+    void enqueue(const dataplane::Output& output, std::span<const uint8_t> head, std::span<const uint8_t> rest);
+    bool depart(const dataplane::Departure& departure);
+    void flush();
+
+    void follow_store();
+    template <typename Access> bool unless_locked(Access access);
+    bool take_configuration();
+    void bind_ports();
+    bool may_wait(const dataplane::Port& port) const;
+    void follow_links();
+    void look_at_links();
+    void set_carrier(BoundPort& port, bool has_carrier, bool is_gone);
+
+    void keep_house();
+    bool is_to_be_written() const { return has_unwritten || state.learned.has_changes(); }
+    void write_learned();
+    void write_all_learned();
+    void publish();
+    dataplane::Nanoseconds next_deadline() const;
+
+    LiveOptions options;
+    Database database;
+    ConfigurationReader reader;
+    StoreWatch watch;
+    LinkWatch links;
+    CountersFile counters;
+    EventLoop events;
+
+    dataplane::Nanoseconds now;
+    dataplane::Configuration taken; // what frames are judged by
+    dataplane::State state;
+    dataplane::Outcome outcome;
+    dataplane::Egress egress;
+    dataplane::EgressSink sink;
+    FramePool waiting;
+    std::vector<dataplane::FrameHandle> leaving; // of `waiting`: in a batch that is not flushed yet
+    std::vector<BoundPort> ports;
+    std::vector<BoundPort*> port_at; // by PortIndex; null: not bound
+    SwitchCount count;
+
+    bool is_ending = false;
+    bool has_unwritten = false;                  // learned entries, beside those that `state` has noted
+    dataplane::Nanoseconds look_at_events = 0;   // at the latest, whatever the traffic
+    dataplane::Nanoseconds follow_store_at = 0;  // again, where it was locked; 0: it was not
+    dataplane::Nanoseconds write_learned_at = 0; // at the earliest
+    dataplane::Nanoseconds publish_at = 0;       // likewise
+};
+
+} // namespace live

@@ -1,0 +1,222 @@
+// Packet sockets.
+#include "companion/live/packet_port.h"
+
+#include "companion/database.h"
+
+#include <linux/if_ether.h>
+#include <linux/if_packet.h>
+#include <sys/mman.h>
+
+#include <arpa/inet.h>
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+
+namespace live {
+
+namespace {
+
+// What the kernel says of a frame, in front of it (linux/virtio_net.h is no C++).
+struct Description {
+    uint8_t flags;
+    uint8_t segmentation; // 0: none
+    uint16_t header_length;
+    uint16_t segment_length;
+    uint16_t checksum_start;  // from where on the sum has to be taken
+    uint16_t checksum_offset; // from there, where it has to be put
+};
+static_assert(sizeof(Description) == 10);
+constexpr uint8_t needs_checksum = 1;
+
+constexpr int wanted_send_buffer = 4 << 20;
+constexpr size_t addresses_length = 12;
+constexpr size_t tag_length = 4;
+
+Failure cannot(const std::string& interface, const char* what) {
+    const int reason = errno;
+    const std::string problem = interface + ": " + what + " (" + strerror(reason) + ")";
+    if (reason == EPERM) return Failure(problem + "; run as root, or inside unshare -Urn, which needs no rights");
+    if (reason == EAFNOSUPPORT) return Failure(problem + "; load the module af_packet (modprobe af_packet)");
+    if (reason == ENOPROTOOPT) return Failure(problem + "; it takes Linux 4.20 or later");
+    if (reason == ENOMEM) return Failure(problem + "; bind fewer interfaces, or give the machine more memory");
+    return Failure(problem);
+}
+
+template <typename Value>
+void set_option(const Descriptor& socket, int option, const Value& value, const std::string& interface,
+                const char* what) {
+    if (setsockopt(socket.get(), SOL_PACKET, option, &value, sizeof value) != 0) throw cannot(interface, what);
+}
+
+sockaddr_ll address_of(int index, uint16_t protocol) {
+    sockaddr_ll address{};
+    address.sll_family = AF_PACKET;
+    address.sll_protocol = htons(protocol);
+    address.sll_ifindex = index;
+    return address;
+}
+
+void bind_to(const Descriptor& socket, int index, uint16_t protocol, const std::string& interface) {
+    const sockaddr_ll address = address_of(index, protocol);
+    if (bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+        throw cannot(interface, "cannot be bound");
+}
+
+// Adds up 16-bit words as they come from the line; the carry goes around at the end.
+uint16_t internet_sum(std::span<const uint8_t> bytes) {
+    uint64_t sum = 0;
+    size_t at = 0;
+    for (; at + 1 < bytes.size(); at += 2)
+        sum += static_cast<uint32_t>(bytes[at] << 8 | bytes[at + 1]);
+    if (at < bytes.size()) sum += static_cast<uint32_t>(bytes[at] << 8);
+    while (sum >> 16 != 0)
+        sum = (sum & 0xffff) + (sum >> 16);
+    return static_cast<uint16_t>(sum);
+}
+
+// What the sender left to the hardware: the sum over the rest of the frame. The pseudo header is in the field already.
+void complete_checksum(std::span<uint8_t> frame, const Description& description) {
+    const size_t start = description.checksum_start;
+    const size_t field = start + description.checksum_offset;
+    if (field + 2 > frame.size()) return;
+    uint16_t sum = static_cast<uint16_t>(~internet_sum(frame.subspan(start)));
+    if (sum == 0) sum = 0xffff; // of UDP, 0 would say that there is none; for the others both are the same
+    frame[field] = static_cast<uint8_t>(sum >> 8);
+    frame[field + 1] = static_cast<uint8_t>(sum);
+}
+
+// The kernel takes the outer tag of 802.1Q and 802.1ad out. Before the frame there is room for it.
+std::span<uint8_t> put_tag_back(std::span<uint8_t> frame, uint16_t tag_type, uint16_t tag) {
+    uint8_t* const start = frame.data() - tag_length;
+    std::memmove(start, frame.data(), addresses_length);
+    start[addresses_length] = static_cast<uint8_t>(tag_type >> 8);
+    start[addresses_length + 1] = static_cast<uint8_t>(tag_type);
+    start[addresses_length + 2] = static_cast<uint8_t>(tag >> 8);
+    start[addresses_length + 3] = static_cast<uint8_t>(tag);
+    return {start, frame.size() + tag_length};
+}
+
+} // namespace
+
+PacketPort::PacketPort(const std::string& interface, int index, size_t ring_frames)
+    : places(ring_frames), batch(std::make_unique<Batch>()) {
+    open_ring(interface, index);
+    open_sending(interface, index);
+    for (size_t i = 0; i < batch_room; ++i) {
+        msghdr& header = batch->messages[i].msg_hdr;
+        header.msg_iov = batch->parts[i].data();
+        header.msg_iovlen = 2;
+        batch->parts[i][0].iov_base = batch->heads[i].data();
+    }
+}
+
+PacketPort::PacketPort(PacketPort&& other) noexcept
+    : receiving(std::move(other.receiving)), sending(std::move(other.sending)),
+      ring(std::exchange(other.ring, nullptr)), places(other.places), batch(std::move(other.batch)) {}
+
+PacketPort::~PacketPort() {
+    if (ring != nullptr) munmap(ring, places * place_size);
+}
+
+void PacketPort::open_ring(const std::string& interface, int index) {
+    // No protocol yet: nothing may come in before the ring is there.
+    receiving = Descriptor(socket(AF_PACKET, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (!receiving.is_open()) throw cannot(interface, "no packet socket");
+    set_option(receiving, PACKET_VERSION, static_cast<int>(TPACKET_V2), interface, "no ring for received frames");
+    set_option(receiving, PACKET_VNET_HDR, 1, interface, "no description of received frames");
+    set_option(receiving, PACKET_RESERVE, 16U, interface, "no room for tags"); // keeps places aligned; a tag has 4
+    set_option(receiving, PACKET_IGNORE_OUTGOING, 1, interface, "own frames would come back");
+    tpacket_req request{};
+    request.tp_block_size = static_cast<unsigned>(ring_unit * place_size);
+    request.tp_frame_size = place_size;
+    request.tp_frame_nr = static_cast<unsigned>(places);
+    request.tp_block_nr = static_cast<unsigned>(places / ring_unit);
+    set_option(receiving, PACKET_RX_RING, request, interface, "no ring for received frames");
+    void* const mapped =
+        mmap(nullptr, places * place_size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_POPULATE, receiving.get(), 0);
+    if (mapped == MAP_FAILED) throw cannot(interface, "the ring for received frames cannot be mapped");
+    ring = static_cast<uint8_t*>(mapped);
+    packet_mreq membership{};
+    membership.mr_ifindex = index;
+    membership.mr_type = PACKET_MR_PROMISC; // ends with the socket, however we end
+    set_option(receiving, PACKET_ADD_MEMBERSHIP, membership, interface, "cannot listen to all addresses");
+    bind_to(receiving, index, ETH_P_ALL, interface);
+}
+
+void PacketPort::open_sending(const std::string& interface, int index) {
+    sending = Descriptor(socket(AF_PACKET, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (!sending.is_open()) throw cannot(interface, "no packet socket");
+    set_option(sending, PACKET_QDISC_BYPASS, 1, interface, "no direct way out");
+    if (setsockopt(sending.get(), SOL_SOCKET, SO_SNDBUFFORCE, &wanted_send_buffer, sizeof wanted_send_buffer) != 0)
+        setsockopt(sending.get(), SOL_SOCKET, SO_SNDBUF, &wanted_send_buffer, sizeof wanted_send_buffer);
+    bind_to(sending, index, 0, interface);
+}
+
+std::span<const uint8_t> PacketPort::next() {
+    if (unreleased == places) return {};
+    uint8_t* const start = place(next_place);
+    auto* const header = reinterpret_cast<tpacket2_hdr*>(start);
+    const uint32_t status = std::atomic_ref(header->tp_status).load(std::memory_order_acquire);
+    if ((status & TP_STATUS_USER) == 0) return {};
+    next_place = next_place + 1 == places ? 0 : next_place + 1;
+    ++unreleased;
+
+    std::span<uint8_t> frame(start + header->tp_mac, header->tp_snaplen);
+    Description description{};
+    std::memcpy(&description, frame.data() - sizeof description, sizeof description);
+    if (description.segmentation != 0) is_giant_seen = true;
+    if ((description.flags & needs_checksum) != 0) complete_checksum(frame, description);
+    if ((status & TP_STATUS_VLAN_VALID) != 0 && frame.size() >= addresses_length) {
+        const bool has_type = (status & TP_STATUS_VLAN_TPID_VALID) != 0;
+        frame = put_tag_back(frame, has_type ? header->tp_vlan_tpid : ETH_P_8021Q, header->tp_vlan_tci);
+    }
+    return frame;
+}
+
+void PacketPort::release() {
+    size_t number = (next_place + places - unreleased) % places;
+    for (; unreleased > 0; --unreleased) {
+        auto* const header = reinterpret_cast<tpacket2_hdr*>(place(number));
+        std::atomic_ref(header->tp_status).store(TP_STATUS_KERNEL, std::memory_order_release);
+        number = number + 1 == places ? 0 : number + 1;
+    }
+}
+
+void PacketPort::put(std::span<const uint8_t> head, std::span<const uint8_t> rest) {
+    if (is_batch_full()) flush();
+    std::copy(head.begin(), head.end(), batch->heads[batch_size].begin());
+    batch->parts[batch_size][0].iov_len = head.size();
+    batch->parts[batch_size][1] = {const_cast<uint8_t*>(rest.data()), rest.size()};
+    ++batch_size;
+}
+
+void PacketPort::flush() {
+    size_t sent = 0;
+    while (sent < batch_size) {
+        const int count =
+            sendmmsg(sending.get(), &batch->messages[sent], static_cast<unsigned>(batch_size - sent), MSG_DONTWAIT);
+        if (count > 0) {
+            sent += static_cast<size_t>(count);
+        } else if (errno != EINTR) {
+            ++unsent_frames; // it is down, gone, or takes no more: as on a line, the frame is lost
+            ++sent;
+        }
+    }
+    batch_size = 0;
+}
+
+void PacketPort::clear_trouble() {
+    int problem = 0;
+    socklen_t length = sizeof problem;
+    getsockopt(receiving.get(), SOL_SOCKET, SO_ERROR, &problem, &length);
+}
+
+uint64_t PacketPort::missed() {
+    tpacket_stats statistics{}; // since the last time
+    socklen_t length = sizeof statistics;
+    if (getsockopt(receiving.get(), SOL_PACKET, PACKET_STATISTICS, &statistics, &length) == 0)
+        missed_frames += statistics.tp_drops;
+    return missed_frames;
+}
+
+} // namespace live

@@ -1,0 +1,84 @@
+// Frames from and to a network interface.
+#pragma once
+
+#include "companion/live/descriptor.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <sys/socket.h>
+#include <vector>
+
+namespace live {
+
+// Receives into a ring that the kernel shares with us, so that a frame is read where it lies; sends in batches.
+//
+//     while (auto frame = port.next()) ... other.put(head, rest) ...
+//     other.flush();
+//     port.release();
+class PacketPort {
+public:
+    static constexpr size_t ring_unit = 32;
+
+    // Needs the right to open packet sockets; throws `Failure`. `ring_frames`: how many frames may wait to be read, a
+    // multiple of `ring_unit`.
+    PacketPort(const std::string& interface, int index, size_t ring_frames);
+    PacketPort(PacketPort&& other) noexcept;
+    PacketPort& operator=(PacketPort&&) = delete;
+    ~PacketPort();
+
+    int descriptor() const { return receiving.get(); } // readable when a frame waits
+
+    // The next frame as it was on the line, without FCS: the tag that the kernel keeps aside put back, its checksum
+    // whole. Empty: none waits. A frame longer than the ring's places is cut, to more than any port takes. It stays
+    // until `release`.
+    std::span<const uint8_t> next();
+
+    // Gives the frames that `next` returned back to the kernel.
+    void release();
+
+    // Puts a frame into the batch: `head` is copied, `rest` has to stay until `flush`.
+    void put(std::span<const uint8_t> head, std::span<const uint8_t> rest);
+    bool is_batch_full() const { return batch_size == batch_room; }
+    void flush();
+
+    // After its descriptor was in trouble, as it is when the interface goes down; it comes back by itself.
+    void clear_trouble();
+
+    // Counts since the beginning.
+    uint64_t missed();                                         // frames that came while the ring was full
+    uint64_t unsent() const { return unsent_frames; }          // frames that the interface did not take
+    bool leaves_segmentation() const { return is_giant_seen; } // a host behind it sends frames for hardware to cut
+
+private:
+    static constexpr size_t place_size = 2048; // of a frame in the ring, with its description
+    static constexpr size_t batch_room = 64;
+    static constexpr size_t longest_head = 32;
+
+    uint8_t* place(size_t number) const { return ring + number * place_size; }
+    void open_ring(const std::string& interface, int index);
+    void open_sending(const std::string& interface, int index);
+
+    Descriptor receiving;
+    Descriptor sending;
+    uint8_t* ring = nullptr;
+    size_t places = 0;
+    size_t next_place = 0;
+    size_t unreleased = 0; // frames before `next_place` that are not given back
+    uint64_t missed_frames = 0;
+    uint64_t unsent_frames = 0;
+    bool is_giant_seen = false;
+
+    size_t batch_size = 0;
+    struct Batch {
+        std::array<mmsghdr, batch_room> messages{};
+        std::array<std::array<iovec, 2>, batch_room> parts{};
+        std::array<std::array<uint8_t, longest_head>, batch_room> heads{};
+    };
+    std::unique_ptr<Batch> batch;
+};
+
+} // namespace live

@@ -1,0 +1,25 @@
+// Being woken when the switch was told something.
+#pragma once
+
+#include "companion/live/descriptor.h"
+
+#include <filesystem>
+
+namespace live {
+
+class StoreWatch {
+public:
+    // The store has to be there. Throws `Failure`.
+    explicit StoreWatch(const std::filesystem::path& store);
+
+    int descriptor() const { return notifier.get(); } // readable when the store was written
+
+    // Throws `Failure` where the file was removed or another one took its place: sentences do not reach this one.
+    void clear();
+
+private:
+    std::filesystem::path file;
+    Descriptor notifier;
+};
+
+} // namespace live
