@@ -23,8 +23,7 @@ RateAndBurst read_rate_and_burst(int32_t count, char** words, int32_t at) {
     return {rate, burst};
 }
 
-void update_stream_shaping(int32_t port) {
-    int32_t status = 0;
+void update_stream_shaping(int32_t port, int32_t status) {
     if (brgfdb_stream_shaping_rate_update(port, &status) != 0)
         refuse<"stream in port {0} cannot update shaping rate.">(status, port);
 }

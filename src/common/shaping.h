@@ -41,5 +41,6 @@ struct RateAndBurst {
 RateAndBurst read_rate_and_burst(int32_t count, char** words, int32_t at);
 
 // Has the bridge library compute the shaping of a port's streams anew, after one of them or the interface below them
-// has changed. When it refuses, its status is told and the process ends.
-void update_stream_shaping(int32_t port);
+// has changed. When it refuses, its status is told and the process ends. `status` is what the status word holds before
+// the call, for a library that refuses without storing one.
+void update_stream_shaping(int32_t port, int32_t status = 0);

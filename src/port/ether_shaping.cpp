@@ -22,7 +22,7 @@ void set_ether_shaping(int32_t count, char** words) {
         if (status == status::no_ether) refuse_missing(status, ether);
         refuse<"ether {0} cannot set.">(status, ether);
     }
-    update_stream_shaping(ether);
+    update_stream_shaping(ether, status); // one status word for both calls
     accept();
 }
 

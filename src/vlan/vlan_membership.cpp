@@ -12,6 +12,8 @@
 #include "platform/trapevent.h"
 #include "vlan/protgroup.h"
 
+#include <cstring>
+
 namespace {
 
 // How a port is a member.
@@ -97,6 +99,15 @@ void require_known(int32_t status, int32_t port, const char* name) {
     refuse<leaving_messages>(status, port, name);
 }
 
+// Hands "<port>/<name>" to `use`. It is no message and is not cut: two names that differ at their ends are two.
+template <typename Use> void with_qualifier(int32_t port, const char* name, Use use) {
+    const size_t size = sizeof "-2147483648/" + strlen(name);
+    auto* const text = static_cast<char*>(__builtin_alloca(size));
+    const Operand operands[] = {port, name};
+    fill(text, size, packing::message<"{0}/{1}", int32_t, const char*>(), operands);
+    use(text);
+}
+
 } // namespace
 
 // add port <port> to vlan <name> tag off [protgroup <gid>]
@@ -119,7 +130,7 @@ void add_port(int32_t count, char** words) {
     const int32_t kind = port_kind::of(port);
     if (kind != port_kind::not_shared) portshm_add_port_vlan(port, kind, vid);
     libev_PortVlan_Status(0, port, name, trap_event::added);
-    qual_register(qualifier::member, compose<"{0}/{1}">(port, name).text, qualifier::no_id);
+    with_qualifier(port, name, [](const char* text) { qual_register(qualifier::member, text, qualifier::no_id); });
     accept();
 }
 
@@ -136,6 +147,6 @@ void remove_port(int32_t count, char** words) {
     const int32_t kind = port_kind::of(port);
     if (kind != port_kind::not_shared) portshm_rm_port_vlan(port, kind, vid);
     libev_PortVlan_Status(0, port, name, trap_event::gone);
-    qual_unregister(qualifier::member, compose<"{0}/{1}">(port, name).text);
+    with_qualifier(port, name, [](const char* text) { qual_unregister(qualifier::member, text); });
     accept();
 }

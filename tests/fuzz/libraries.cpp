@@ -624,11 +624,18 @@ int32_t libev_Queue_Status(int32_t zero, int32_t port, int32_t stream, int32_t t
     require_class(traffic_class);
     return tell(trap, __func__, zero, port, stream, traffic_class, event);
 }
+// Those of ports, streams and queues have numbers only.
+void require_qualifier(const char* category, const char* name) {
+    const bool has_vlan_name = strcmp(category, qualifier::vlan) == 0 || strcmp(category, qualifier::member) == 0;
+    require(has_vlan_name || strlen(name) <= strlen("4/256/7") || strcmp(category, qualifier::port) == 0,
+            "names without a VLAN are short");
+    require(strcmp(category, qualifier::member) != 0 || strchr(name, '/') != nullptr, "a member has a port and a VLAN");
+}
 int32_t qual_register(const char* category, const char* name, int32_t id) {
-    require(strcmp(category, "vlan") == 0 || strlen(name) <= 127, "composed names have at most 127 characters");
+    require_qualifier(category, name);
     return tell(names, __func__, category, name, id);
 }
 int32_t qual_unregister(const char* category, const char* name) {
-    require(strcmp(category, "vlan") == 0 || strlen(name) <= 127, "composed names have at most 127 characters");
+    require_qualifier(category, name);
     return tell(names, __func__, category, name);
 }
