@@ -43,10 +43,16 @@ int32_t check_protgroup(int32_t port, uint16_t protgroup) {
     return 0;
 }
 
-int32_t check_port(uint32_t vid, int32_t port, int64_t type, bool in_lag) {
-    if (in_lag) return status::port_in_lag;
-    if (exists("SELECT 1 FROM port JOIN vlan_member USING (port) WHERE ip_interface = 1 AND vid = ?1", vid))
+int32_t check_port(uint32_t vid, int32_t port) {
+    Rows rows("SELECT type, in_lag, ip_interface FROM port WHERE port = ?1", port);
+    if (!rows.next()) return status::no_port;
+    if (rows.number(1) != 0) return status::port_in_lag;
+    // A VLAN with an IP interface has that port only, whichever of them comes first.
+    const bool brings_ip_interface = rows.number(2) != 0;
+    if (exists("SELECT 1 FROM port JOIN vlan_member USING (port) WHERE vid = ?1 AND (ip_interface = 1 OR ?2)", vid,
+               brings_ip_interface))
         return status::vlan_has_ip_interface_port;
+    const int64_t type = rows.number(0);
     if (type == port_type::virtual_interface && exists("SELECT 1 FROM vlan_member WHERE port = ?1", port))
         return status::port_in_other_vlan;
     return 0;
@@ -68,7 +74,7 @@ int32_t create_own_entry(uint32_t vid, int32_t port) {
 
 int32_t add_port_to_vlan(uint32_t vid, int32_t port, int32_t tagged, uint32_t tag_type, int32_t by_protgroup,
                          uint16_t protgroup) {
-    Rows rows("SELECT type, in_lag FROM port WHERE port = ?1", port);
+    Rows rows("SELECT accept_all_frames FROM port WHERE port = ?1", port);
     if (!rows.next()) return status::no_port;
     if (!vlan_exists(vid)) return status::no_vlan;
     const bool by_group = by_protgroup != 0;
@@ -76,8 +82,10 @@ int32_t add_port_to_vlan(uint32_t vid, int32_t port, int32_t tagged, uint32_t ta
     if (exists("SELECT 1 FROM vlan_member WHERE vid = ?1 AND port = ?2", vid, port))
         return status::port_already_in_vlan;
     if (tagged != 0 && vid >= vlan_id::lowest_local) return status::local_vlan_is_never_tagged;
-    if (const int32_t status = check_port(vid, port, rows.number(0), rows.number(1) != 0); status != 0) return status;
+    if (const int32_t status = check_port(vid, port); status != 0) return status;
     if (tagged == 0) {
+        // As the port is refused to take tagged frames only while it is untagged somewhere.
+        if (rows.number(0) == 0) return status::vlan_mode_refused;
         const int32_t status = by_group ? check_protgroup(port, protgroup) : check_untagged(vid, port);
         if (status != 0) return status;
     }

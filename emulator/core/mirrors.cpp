@@ -3,6 +3,7 @@
 
 #include "core/limits.h"
 #include "core/ports.h"
+#include "core/refusal.h"
 #include "core/vlans.h"
 
 namespace emulator {
@@ -89,6 +90,7 @@ int32_t set_mirror_classify(uint16_t mirror, uint16_t stream, int32_t traffic_cl
 
 int32_t set_mirror_tag(uint16_t mirror, int32_t on, uint16_t tag_type, uint16_t vid) {
     if (const int32_t status = check_modifiable(mirror); status != 0) return status;
+    if (on != 0 && vid >= vlan_id::lowest_local) return refusal::invalid_value; // never in a tag
     change("UPDATE mirror SET tagged = ?2, tag_type = ?3, tag_vid = ?4 WHERE mirror = ?1", mirror, on, tag_type, vid);
     return 0;
 }

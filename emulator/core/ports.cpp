@@ -27,9 +27,9 @@ constexpr Flag flags[] = {
 };
 
 int32_t set_flag(int32_t port, uint32_t bit, bool on) {
-    // A port that is untagged in a VLAN has to take frames without a tag.
+    // A port that is untagged in a VLAN, for all frames or for some, has to take frames without a tag.
     if (bit == port_flag::accept_all_frames && !on &&
-        exists("SELECT 1 FROM vlan_member WHERE port = ?1 AND tagged = 0 AND protgroup IS NULL", port))
+        exists("SELECT 1 FROM vlan_member WHERE port = ?1 AND tagged = 0", port))
         return status::vlan_mode_refused;
     for (const Flag& flag : flags) {
         if (flag.bit != bit) continue;
@@ -52,6 +52,8 @@ bool port_exists(int64_t port) {
 
 int32_t create_port(int32_t port, int32_t ether, int32_t type) {
     if (port_exists(port)) return status::port_exists;
+    // The other types have no interface; what they are given is kept.
+    if (type == port_type::ether && !is_ether(ether)) return status::no_ether;
     if (find_number("SELECT count(*) FROM port") >= limit("ports")) return status::too_many_ports;
     change("INSERT INTO port (port, ether, type) VALUES (?1, ?2, ?3)", port, ether, type);
     return 0;
@@ -120,6 +122,7 @@ int32_t set_default_class(int32_t port, int32_t stream, int32_t traffic_class, i
 
 int32_t set_port_cosmap(int32_t port, uint32_t entry_mask, const uint32_t* entries) {
     if (!port_exists(port)) return status::no_port;
+    if (entry_mask >> priority_count != 0) return refusal::invalid_value;
     for (uint32_t priority = 0; priority < priority_count; ++priority)
         if ((entry_mask >> priority & 1U) != 0)
             change("REPLACE INTO cos_map (port, priority, traffic_class) VALUES (?1, ?2, ?3)", port, priority,

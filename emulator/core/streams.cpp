@@ -111,6 +111,9 @@ int32_t set_stream_tosmap(int32_t stream_index, uint32_t present, const uint32_t
 int32_t set_red_in_stream(int32_t stream_index, int32_t traffic_class, int32_t color, int32_t min_threshold,
                           int32_t min_drop, int32_t max_threshold, int32_t max_drop) {
     if (!stream_exists(stream_index)) return status::no_stream;
+    // As a shaper is refused whose rates are reversed; the thresholds of tail drop stand for themselves.
+    const bool is_tail_drop = min_threshold == 100 && min_drop == 0 && max_threshold == 0 && max_drop == 0;
+    if (min_threshold > max_threshold && !is_tail_drop) return refusal::invalid_value;
     change("REPLACE INTO drop_policy (stream_index, traffic_class, color, min_threshold, min_drop, max_threshold, "
            "max_drop) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7)",
            stream_index, traffic_class, color, min_threshold, min_drop, max_threshold, max_drop);

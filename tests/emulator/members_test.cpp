@@ -90,6 +90,33 @@ TEST_F(Members, are_alone_with_an_ip_interface) {
     EXPECT_EQ(remove(10, 1), status::port_has_ip_interface);
 }
 
+// Whichever of the two comes first.
+TEST_F(Members, with_an_ip_interface_come_into_empty_vlans_only) {
+    EXPECT_EQ(add_tagged(10, 2), 0);
+    ask("UPDATE port SET ip_interface = 1 WHERE port = 1");
+    EXPECT_EQ(add_tagged(10, 1), status::vlan_has_ip_interface_port);
+    EXPECT_EQ(add_tagged(20, 1), 0);
+}
+
+// Whichever of the two is said first, and for the frames of a group likewise.
+TEST_F(Members, that_are_untagged_take_frames_without_a_tag) {
+    const auto take_tagged_only = [](int32_t port, bool on) {
+        PortParameters parameters{};
+        parameters.flags = on ? 0 : port_flag::accept_all_frames;
+        return refusal(brgfdb_set_param_to_port, port, &parameters, 0U, 0U, port_field::flag,
+                       port_flag::accept_all_frames);
+    };
+    EXPECT_EQ(take_tagged_only(1, true), 0);
+    EXPECT_EQ(add_untagged(10, 1), status::vlan_mode_refused);
+    EXPECT_EQ(add_by_group(10, 1, 5), status::vlan_mode_refused);
+    EXPECT_EQ(add_tagged(10, 1), 0);
+    EXPECT_EQ(take_tagged_only(1, false), 0);
+    EXPECT_EQ(add_by_group(20, 1, 5), 0);
+    EXPECT_EQ(take_tagged_only(1, true), status::vlan_mode_refused);
+    EXPECT_EQ(remove(20, 1), 0);
+    EXPECT_EQ(take_tagged_only(1, true), 0);
+}
+
 TEST_F(Members, bring_the_ports_own_address) {
     EXPECT_EQ(add_tagged(10, 3), 0);
     EXPECT_EQ(ask("SELECT * FROM static_entry"), "10|02:00:00:00:00:03|3|0|1");

@@ -72,8 +72,9 @@ TEST_F(Mirrors, keep_what_they_were_told) {
     EXPECT_EQ(refusal(brgfdb_set_mirror_source, one, 4, two, uint16_t{10}), 0);
     EXPECT_EQ(refusal(brgfdb_set_mirror_dest, one, one), 0);
     EXPECT_EQ(refusal(brgfdb_set_mirror_classify, one, uint16_t{255}, 7, 2), 0);
-    EXPECT_EQ(refusal(brgfdb_set_mirror_tag, one, 1, uint16_t{0x88a8}, uint16_t{5000}), 0);
-    EXPECT_EQ(ask("SELECT * FROM mirror"), "1|0|4|2|10|1|255|7|2|1|34984|5000");
+    EXPECT_EQ(refusal(brgfdb_set_mirror_tag, one, 1, uint16_t{0x88a8}, uint16_t{4094}), 0);
+    EXPECT_EQ(ask("SELECT * FROM mirror"), "1|0|4|2|10|1|255|7|2|1|34984|4094");
+    EXPECT_EQ(refusal(brgfdb_set_mirror_tag, one, 1, uint16_t{0x88a8}, uint16_t{4096}), 9001); // a local id
     EXPECT_EQ(refusal(brgfdb_set_mirror_source, one, 5, none, uint16_t{10}), 0);
     EXPECT_EQ(refusal(brgfdb_set_mirror_tag, one, 0, uint16_t{0x8100}, none), 0);
     EXPECT_EQ(ask("SELECT * FROM mirror"), "1|0|5|NULL|10|1|255|7|2|0|33024|0");

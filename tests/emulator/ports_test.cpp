@@ -29,6 +29,17 @@ TEST_F(Ports, have_any_positive_number_and_a_known_type) {
     EXPECT_EQ(ask("SELECT port FROM port"), "50\n2147483647");
 }
 
+TEST_F(Ports, of_type_ether_have_an_interface) {
+    for (const int32_t ether : {-7, 0, 11})
+        EXPECT_EQ(refusal(brgfdb_create_port, 3, ether, 1), status::no_ether);
+    for (const int32_t type : {0, 2})
+        EXPECT_EQ(refusal(brgfdb_create_port, 3 + type, -7, type), 0);
+    set_limit("ethers", 1);
+    EXPECT_EQ(refusal(brgfdb_create_port, 2, 2, 1), status::no_ether);
+    EXPECT_EQ(refusal(brgfdb_create_port, 2, 1, 1), 0);
+    EXPECT_EQ(refusal(brgfdb_create_port, 7, 1, 1), 0); // which several ports may share
+}
+
 TEST_F(Ports, are_enabled_and_disabled) {
     refusal(brgfdb_create_port, 3, 2, 1);
     EXPECT_EQ(refusal(brgfdb_disable_port, 3), status::port_already_disabled);
@@ -139,8 +150,10 @@ TEST_F(Ports, map_the_priorities_that_the_mask_names) {
     const uint32_t first[8] = {7, 6, 5};
     const uint32_t second[8] = {1, 1, 1};
     EXPECT_EQ(refusal(brgfdb_set_port_cosmap, 3, 0x3U, first), 0);
-    EXPECT_EQ(refusal(brgfdb_set_port_cosmap, 3, 0xfffffff2U, second), 0);
+    EXPECT_EQ(refusal(brgfdb_set_port_cosmap, 3, 0xf2U, second), 0);
     EXPECT_EQ(ask("SELECT priority, traffic_class FROM cos_map"), "0|7\n1|1\n4|0\n5|0\n6|0\n7|0");
+    for (const uint32_t mask : {0x100U, 0xfffffff2U}) // names priorities that there are not
+        EXPECT_EQ(refusal(brgfdb_set_port_cosmap, 3, mask, first), 9001);
     const uint32_t too_high[8] = {8};
     EXPECT_EQ(refusal(brgfdb_set_port_cosmap, 3, 1U, too_high), 9001);
     EXPECT_EQ(refusal(brgfdb_set_port_cosmap, 4, 1U, first), status::no_port);

@@ -81,6 +81,8 @@ TEST_F(Streams, drop_by_class_and_color) {
     EXPECT_EQ(ask("SELECT * FROM drop_policy"), "256|3|1|20|5|80|50\n256|3|2|100|0|0|0");
     EXPECT_EQ(refusal(brgfdb_set_red_in_stream, index, 3, 0, 20, 5, 101, 50), 9001);
     EXPECT_EQ(refusal(brgfdb_set_red_in_stream, index, 8, 0, 20, 5, 80, 50), 9001);
+    EXPECT_EQ(refusal(brgfdb_set_red_in_stream, index, 3, 0, 90, 5, 10, 50), 9001); // reversed, as a shaper's rates
+    EXPECT_EQ(refusal(brgfdb_set_red_in_stream, index, 3, 0, 100, 1, 0, 0), 9001);
     refusal(brgfdb_rem_stream_from_port, index, 2, 0);
     EXPECT_EQ(refusal(brgfdb_delete_stream, index), 0);
     EXPECT_EQ(ask("SELECT count(*) FROM drop_policy"), "0");

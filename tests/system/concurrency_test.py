@@ -36,7 +36,7 @@ class Run(typing.NamedTuple):
 def own_model(number):
     """Sentences about objects that no other process touches, so that their answers are known."""
     model = Model(number)
-    model.ports = {port: {"type": "ether", "enabled": False, "reserved": 16} for port in FRONT_PORTS}
+    model.ports = {port: {"type": "ether", "enabled": False, "reserved": 16, "tag_only": False} for port in FRONT_PORTS}
     model.port_pool = (101 + number, 121 + number)
     model.vlan_pool = tuple(f"{name}{number}" for name in ("a", "b", "c"))
     model.vid_pool = tuple(range(100 + 10 * number, 105 + 10 * number)) + (5000 + number,)

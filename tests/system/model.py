@@ -85,13 +85,16 @@ class Model:
 
     def create_port(self):
         port, kind = self.any_port(), self.pick("ether", "ether", "vif", "none")
-        sentence = f"create port {port} npport {self.random.randrange(5)} portType {kind}"
+        ether = self.random.randrange(5)
+        sentence = f"create port {port} npport {ether} portType {kind}"
         if port in self.ports:
             return sentence, 1202
+        if kind == "ether" and ether == 0:
+            return sentence, 108
         if len(self.ports) >= self.limits["ports"]:
             return sentence, 1201
         room = min(RESERVED_ENTRIES, max(0, self.limits["fdb_entries"] - self.fdb_in_use()))
-        self.ports[port] = {"type": kind, "enabled": False, "reserved": room}
+        self.ports[port] = {"type": kind, "enabled": False, "reserved": room, "tag_only": False}
         return sentence, 0 if room == RESERVED_ENTRIES else 2002
 
     def delete_port(self):
@@ -153,10 +156,11 @@ class Model:
             return sentence, 2201
         if words[:3] == ["class_policing", "class", "8"]:
             return sentence, 2203
-        untagged = any(key[1] == port and not member["tagged"] and member["protgroup"] is None
-                       for key, member in self.members.items())
+        untagged = any(key[1] == port and not member["tagged"] for key, member in self.members.items())
         if setting == "aftype tagonly" and untagged:
             return sentence, 2202
+        if words[0] == "aftype":
+            self.ports[port]["tag_only"] = words[1] == "tagonly"
         return sentence, 0
 
     def set_ether(self):
@@ -231,6 +235,8 @@ class Model:
         if self.ports[port]["type"] == "vif" and self.vlans_of(port):
             return sentence, 1613
         if not tagged:
+            if self.ports[port]["tag_only"]:
+                return sentence, 2202
             same = [key[0] for key, member in self.members.items()
                     if key[1] == port and not member["tagged"] and member["protgroup"] == group]
             if group is not None:
@@ -384,6 +390,8 @@ class Model:
         (port, stream), traffic_class = self.any_stream(), self.pick(*self.class_pool)
         queue = (port, stream, traffic_class)
         low, high = self.random.randrange(50), self.random.randrange(50, 101)
+        if low < 5:
+            low, high = high, low  # refused
         what = self.pick(f"pri {self.random.randrange(8)}", f"pri {self.random.randrange(8)} ratio 7",
                          f"queue_length {self.pick(*LENGTHS)}",
                          f"color {self.pick(*COLORS)} drop_type taildrop",
@@ -392,7 +400,7 @@ class Model:
         if (port, stream) not in self.streams:
             return sentence, 106
         if what.startswith("color"):
-            return sentence, 0
+            return sentence, 9001 if "wred" in what and low > high else 0
         if queue not in self.queues:
             return sentence, 107
         if what.startswith("queue_length"):
@@ -468,7 +476,7 @@ class Model:
             if mirror["source"] == port:
                 return sentence, 2906
             mirror["dest"] = port
-        return sentence, 0
+        return sentence, 9001 if "vid 4100" in sentence else 0
 
     def create_static(self):
         mac, (name, vid) = self.pick(*self.mac_pool), self.any_vlan()
