@@ -50,6 +50,7 @@ class Term:
 def told_commands():
     known = commands_of()
     commands = {}
+    current = None
     for term in terms_of(PAGE, "COMMANDS"):
         first = term.split()[0]
         options = set(re.findall(OPTION, term))

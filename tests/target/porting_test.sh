@@ -11,7 +11,7 @@ sysroot=$work/sysroot
 mkdir -p "$sysroot/usr/lib"
 cp "$stubs"/*.so "$sysroot/usr/lib"
 
-cmake -S "$source" -B "$work/build" -G Ninja --toolchain "$toolchain" -D TOLVANE_CPU=e300c3 -D TOLVANE_BIND_NOW=ON \
+cmake -S "$source" -B "$work/build" --toolchain "$toolchain" -D TOLVANE_CPU=e300c3 -D TOLVANE_BIND_NOW=ON \
   -D TOLVANE_SWITCH_LIBRARIES="$sysroot/usr/lib" -D TOLVANE_EMULATOR=OFF -D TOLVANE_TESTS=OFF \
   -D CMAKE_INSTALL_PREFIX=/usr
 cmake --build "$work/build" --parallel 2
