@@ -231,10 +231,12 @@ struct CaptureReader::Source {
     void begin_pcap(const Fields& header);
     bool next_record(CapturedFrame& frame);
     bool next_of_blocks(CapturedFrame& frame);
-    uint32_t block_length(uint32_t type);
+    void find_byte_order(const uint8_t* start);
+    void skip_block(uint32_t length);
+    Fields whole_block(uint32_t length);
     void read_section(const Fields& fields, uint32_t length);
     void read_interface(const Fields& fields, uint32_t length);
-    bool read_packet(uint32_t type, const Fields& fields, uint32_t length, CapturedFrame& frame);
+    void read_packet(uint32_t type, const Fields& fields, uint32_t length, CapturedFrame& frame);
     void hand_out(CapturedFrame& frame, const uint8_t* bytes, uint32_t captured, uint32_t original, uint32_t flags);
 };
 
@@ -288,50 +290,57 @@ bool CaptureReader::Source::next_record(CapturedFrame& frame) {
     return true;
 }
 
-uint32_t CaptureReader::Source::block_length(uint32_t type) {
-    const Fields header = need(block::shortest, "a block");
-    if (type == block::section) {
-        const uint32_t mark = Fields{header.bytes, true}.u32(8);
-        is_big_endian = mark == block::byte_order;
-        if (!is_big_endian && Fields{header.bytes, false}.u32(8) != block::byte_order)
-            fail("a section in no known byte order: " + hex({header.bytes + 8, 4}));
-    }
-    const uint32_t length = Fields{header.bytes, is_big_endian}.u32(4);
-    if (length < block::shortest || length % 4 != 0)
-        fail("a block cannot be " + std::to_string(length) + " bytes long");
-    return length;
+// A section tells its byte order itself.
+void CaptureReader::Source::find_byte_order(const uint8_t* start) {
+    is_big_endian = Fields{start, true}.u32(8) == block::byte_order;
+    if (!is_big_endian && Fields{start, false}.u32(8) != block::byte_order)
+        fail("a section in no known byte order: " + hex({start + 8, 4}));
+}
+
+void CaptureReader::Source::skip_block(uint32_t length) {
+    const uint64_t there = in.skip(length);
+    if (there < length)
+        fail("a block is cut off: " + std::to_string(length) + " bytes are due, " + std::to_string(there) +
+             " are there");
+}
+
+// All of a block, whose length stands at both its ends.
+Fields CaptureReader::Source::whole_block(uint32_t length) {
+    if (length > block::longest) fail("a block of " + std::to_string(length) + " bytes is too long to be sound");
+    const Fields fields = need(length, "a block");
+    if (fields.u32(length - 4) != length)
+        fail("a block of " + std::to_string(length) + " bytes ends with another length, " +
+             std::to_string(fields.u32(length - 4)));
+    return fields;
 }
 
 bool CaptureReader::Source::next_of_blocks(CapturedFrame& frame) {
     for (;;) {
         offset = in.position;
-        if (in.peek(1).empty()) return false;
-        uint32_t type = need(4, "a block").u32(0);
-        if (offset == 0) type = block::section;
-        const uint32_t length = block_length(type);
-        const bool is_known = type == block::section || type == block::interface || type == block::packet ||
-                              type == block::simple_packet || type == block::enhanced_packet;
-        if (!is_known) {
-            const uint64_t there = in.skip(length);
-            if (there < length)
-                fail("a block is cut off: " + std::to_string(length) + " bytes are due, " + std::to_string(there) +
-                     " are there");
-            continue;
+        if (in.peek(block::shortest).empty()) return false;
+        const uint8_t* const start = need(block::shortest, "a block").bytes;
+        if (Fields{start, true}.u32(0) == block::section) find_byte_order(start);
+        const uint32_t type = Fields{start, is_big_endian}.u32(0);
+        const uint32_t length = Fields{start, is_big_endian}.u32(4);
+        if (length < block::shortest || length % 4 != 0)
+            fail("a block cannot be " + std::to_string(length) + " bytes long");
+        switch (type) {
+        case block::enhanced_packet:
+        case block::simple_packet:
+        case block::packet:
+            read_packet(type, whole_block(length), length, frame);
+            in.skip(length);
+            return true;
+        case block::section:
+            read_section(whole_block(length), length);
+            in.skip(length);
+            break;
+        case block::interface:
+            read_interface(whole_block(length), length);
+            in.skip(length);
+            break;
+        default: skip_block(length);
         }
-        if (length > block::longest) fail("a block of " + std::to_string(length) + " bytes is too long to be sound");
-        const Fields fields = need(length, "a block");
-        if (fields.u32(length - 4) != length)
-            fail("a block of " + std::to_string(length) + " bytes ends with another length, " +
-                 std::to_string(fields.u32(length - 4)));
-        bool is_packet = false;
-        if (type == block::section)
-            read_section(fields, length);
-        else if (type == block::interface)
-            read_interface(fields, length);
-        else
-            is_packet = read_packet(type, fields, length, frame);
-        in.skip(length);
-        if (is_packet) return true;
     }
 }
 
@@ -397,7 +406,7 @@ void CaptureReader::Source::read_interface(const Fields& fields, uint32_t length
     interfaces.push_back(std::move(interface));
 }
 
-bool CaptureReader::Source::read_packet(uint32_t type, const Fields& fields, uint32_t length, CapturedFrame& frame) {
+void CaptureReader::Source::read_packet(uint32_t type, const Fields& fields, uint32_t length, CapturedFrame& frame) {
     const bool is_simple = type == block::simple_packet;
     const size_t data = is_simple ? 12 : 28;
     if (length < data + 4) fail("a packet block of " + std::to_string(length) + " bytes has no room for its header");
@@ -426,7 +435,6 @@ bool CaptureReader::Source::read_packet(uint32_t type, const Fields& fields, uin
     }
     frame.time = latest;
     hand_out(frame, fields.bytes + data, captured, original, flags);
-    return true;
 }
 
 void CaptureReader::Source::hand_out(CapturedFrame& frame, const uint8_t* bytes, uint32_t captured, uint32_t original,

@@ -20,7 +20,7 @@ int32_t port_named(std::string_view name) {
 } // namespace
 
 void CaptureMerger::add(int32_t port, const std::string& file) {
-    sources_.push_back({CaptureReader(file), port, false, false, {}, {}});
+    sources_.push_back({CaptureReader(file), port, false, false, {}, 0, {}});
     tallies_.emplace_back().file = sources_.back().reader.name();
 }
 
@@ -51,7 +51,7 @@ void CaptureMerger::fetch(size_t place) {
             }
             if (source.frame.direction == Direction::sent) ++tally.sent;
         } while (source.frame.direction == Direction::sent);
-        port_of(source, source.frame);
+        source.frame_port = port_of(source, source.frame);
         source.is_pending = true;
     } catch (const Failure& failure) {
         tally.problem = failure.what();
@@ -81,7 +81,7 @@ bool CaptureMerger::next(CapturedFrame& frame, int32_t& port) {
     Source& source = sources_[first];
     CaptureTally& tally = tallies_[first];
     frame = source.frame;
-    port = port_of(source, frame);
+    port = source.frame_port;
     source.is_pending = false;
     ++tally.frames;
     if (frame.original_length > frame.bytes.size()) ++tally.cut;

@@ -42,7 +42,8 @@ private:
         int32_t port = 0; // 0: by the interface's name
         bool is_pending = false;
         bool has_ended = false;
-        CapturedFrame frame;          // pending
+        CapturedFrame frame; // pending, and its port
+        int32_t frame_port = 0;
         std::vector<int32_t> ports{}; // by interface
     };
     void fetch(size_t place);

@@ -2,6 +2,7 @@
 #include "companion/recorder.h"
 
 #include "companion/database.h"
+#include "companion/trace_text.h"
 
 #include <charconv>
 #include <filesystem>
@@ -9,21 +10,6 @@
 using namespace dataplane;
 
 namespace {
-
-constexpr std::string_view color_words[] = {"green", "yellow", "red"};
-
-// "VLAN guests (20), class 2/5/green, flooded"
-std::string summarise(const Configuration& configuration, const Outcome& outcome) {
-    std::string text;
-    if (const Vlan* vlan = outcome.vid == 0 ? nullptr : configuration.vlans->find(outcome.vid))
-        text += "VLAN " + vlan->name + " (" + std::to_string(outcome.vid) + "), ";
-    if (outcome.is_classified)
-        text += "class " + std::to_string(outcome.stream + 1) + "/" + std::to_string(outcome.traffic_class) + "/" +
-                std::string(color_words[outcome.color]) + ", ";
-    text += word_of(outcome.verdict);
-    if (outcome.verdict == Verdict::dropped) text += std::string(": ") + word_of(outcome.reason);
-    return text;
-}
 
 // All that a summary tells, in one number.
 uint64_t key_of(const Outcome& outcome) {
@@ -91,7 +77,7 @@ uint32_t Recorder::interface_of(PortIndex port) const {
 const std::string& Recorder::summary_of(const Outcome& outcome) {
     if (summaries_.size() > most_summaries) summaries_.clear();
     const auto [found, is_new] = summaries_.try_emplace(key_of(outcome));
-    if (is_new) found->second = summarise(configuration_, outcome);
+    if (is_new) found->second = summarise_frame(configuration_, outcome);
     return found->second;
 }
 

@@ -92,6 +92,11 @@ void ReplayEngine::find_totals() {
     of_port_.clear();
     for (const Port& port : configuration_.ports->ports)
         of_port_.push_back(&totals_.ports[port.number]);
+    by_number_.assign(256, no_port);
+    for (PortIndex index = 0; index < of_port_.size(); ++index)
+        if (const auto number = static_cast<uint32_t>(configuration_.ports->ports[index].number);
+            number < by_number_.size())
+            by_number_[number] = index;
     of_vlan_.assign(vid_count, nullptr);
     for (auto& [vid, vlan] : totals_.vlans)
         of_vlan_[vid] = &vlan;
@@ -233,9 +238,15 @@ void ReplayEngine::book(PortIndex port, uint32_t length) {
     if (is_dropped) vlan->dropped.add(length);
 }
 
+// Ports have small numbers, mostly.
+PortIndex ReplayEngine::index_of(int32_t port) const {
+    const auto place = static_cast<uint32_t>(port);
+    return place < by_number_.size() ? by_number_[place] : configuration_.ports->find(port);
+}
+
 void ReplayEngine::receive(int32_t port, const CapturedFrame& frame) {
     begin(frame);
-    const PortIndex index = configuration_.ports->find(port);
+    const PortIndex index = index_of(port);
     if (index == no_port) {
         totals_.dropped[static_cast<size_t>(DropReason::port_missing)].add(frame.original_length);
         recorder_.write_stray("port" + std::to_string(port), frame, frames_);

@@ -98,6 +98,7 @@ private:
     void begin(const CapturedFrame& frame);
     void book(dataplane::PortIndex port, uint32_t length);
     void find_totals();
+    dataplane::PortIndex index_of(int32_t port) const;
     std::span<const uint8_t> whole(const CapturedFrame& frame);
 
     dataplane::Configuration configuration_;
@@ -106,8 +107,9 @@ private:
     Recorder& recorder_;
     QueueObserver observer_;
     ReplayTotals totals_;
-    std::vector<PortTotals*> of_port_; // by PortIndex
-    std::vector<VlanTotals*> of_vlan_; // by id; null: not yet seen
+    std::vector<PortTotals*> of_port_;            // by PortIndex
+    std::vector<dataplane::PortIndex> by_number_; // the first few ports
+    std::vector<VlanTotals*> of_vlan_;            // by id; null: not yet seen
     std::unique_ptr<Pool> pool_;
     dataplane::Outcome outcome_;
     std::vector<OutputFate> fates_;

@@ -130,10 +130,10 @@ struct Line {
     int32_t key = 0;
     TokenBucket shaper;
     Nanoseconds free_at = 0;
-    Nanoseconds next = never; // when to look what can be sent
     bool is_held = false;     // until `resume`
     uint32_t active = 0;      // streams with frames
     uint32_t guarantees = 0;  // those of them that have a guaranteed rate
+    uint32_t busy_levels = 0; // bit l: streams of level l have frames
     std::array<Level, level_count> levels{};
 };
 
@@ -205,6 +205,9 @@ struct Egress::Lines {
         for (uint32_t place = 0; place < frames.size(); ++place)
             frames[place].next = place + 1 < frames.size() ? place + 1 : nowhere;
         free_frame = frames.empty() ? nowhere : 0;
+        constexpr uint64_t bit_seconds = 8'000'000'000;
+        if (options.line_rate != 0 && bit_seconds % options.line_rate == 0)
+            byte_time = static_cast<Nanoseconds>(bit_seconds / options.line_rate);
     }
 
     EgressOptions options;
@@ -216,10 +219,12 @@ struct Egress::Lines {
     std::map<std::pair<int32_t, int32_t>, uint32_t> places; // by port, and stream and class, or -1 for best effort
     std::vector<StreamState> streams;
     std::vector<Line> lines;
+    std::vector<Nanoseconds> next_looks;         // by line: when to look what it can send
     std::vector<uint32_t> best_effort;           // by PortIndex: place in `queues`
     std::array<uint32_t, 8192> queue_of_class{}; // by stream index and class, likewise; `nowhere`: there is none
     std::map<int32_t, uint32_t> line_of_port;    // by number
-    Nanoseconds soonest = never;                 // of the lines' `next`
+    Nanoseconds soonest = never;                 // of the next looks
+    Nanoseconds byte_time = 0;                   // on the line; 0: no whole number of nanoseconds
 
     // --- Frames ---
 
@@ -311,6 +316,7 @@ struct Egress::Lines {
         stream.active_at = static_cast<uint32_t>(level.active.size());
         level.active.push_back(place);
         stream.start = std::max(level.clock, stream.finish);
+        line.busy_levels |= 1U << stream.level;
         ++line.active;
         if (stream.guarantee.is_there()) ++line.guarantees;
     }
@@ -321,6 +327,7 @@ struct Egress::Lines {
         active[stream.active_at] = active.back();
         streams[active.back()].active_at = stream.active_at;
         active.pop_back();
+        if (active.empty()) line.busy_levels &= ~(1U << stream.level);
         stream.active_at = nowhere;
         --line.active;
         if (stream.guarantee.is_there()) --line.guarantees;
@@ -348,8 +355,10 @@ struct Egress::Lines {
 
     Choice choose(Line& line, Nanoseconds now) {
         Choice excess;
-        for (size_t above = level_count; above-- > 0;) {
-            Level& level = line.levels[above];
+        for (uint32_t left = line.busy_levels; left != 0;) {
+            const auto highest = static_cast<uint32_t>(std::bit_width(left) - 1);
+            left &= ~(1U << highest);
+            Level& level = line.levels[highest];
             uint32_t guaranteed = nowhere;
             uint32_t other = nowhere;
             for (const uint32_t place : level.active) {
@@ -375,28 +384,41 @@ struct Egress::Lines {
 
     Nanoseconds time_on_line(uint32_t length) const {
         if (options.line_rate == 0) return 0;
+        if (byte_time != 0) return counted_bytes(length, true) * byte_time;
         const uint64_t bits = uint64_t{counted_bytes(length, true)} * 8;
         return static_cast<Nanoseconds>((bits * 1'000'000'000 + options.line_rate - 1) / options.line_rate);
     }
 
-    void serve(Line& line, const EgressSink& sink) {
-        const Nanoseconds now = line.next;
+    // Sends a frame where one may go now. Sets when to look again.
+    void serve(uint32_t place, const EgressSink& sink) {
+        Line& line = lines[place];
+        Nanoseconds& next = next_looks[place];
+        const Nanoseconds now = next;
         const Choice choice = choose(line, now);
-        line.next = choice.wake;
+        next = choice.wake;
         if (choice.stream == nowhere) return;
         StreamState& stream = streams[choice.stream];
         const uint32_t bytes = counted(stream, stream.picked);
         if (line.shaper.is_there()) {
-            line.next = line.shaper.ready(now, bytes);
-            if (line.next > now) return;
+            next = line.shaper.ready(now, bytes);
+            if (next > now) return;
         }
         const Waiting& first = frames[queues[stream.picked].head];
         if (!sink.send(sink.context, {first.handle, now, now - first.since, stream.picked})) {
             line.is_held = true;
-            line.next = never;
+            next = never;
             return;
         }
         book(line, stream, bytes, now);
+        next = look_after(line, now);
+    }
+
+    // The line is free then, and its shaper may let the smallest frame pass.
+    static Nanoseconds look_after(Line& line, Nanoseconds now) {
+        if (line.active == 0) return never;
+        constexpr uint32_t smallest_frame = 64;
+        const Nanoseconds ready = line.shaper.is_there() ? line.shaper.ready(now, smallest_frame) : now;
+        return std::max(line.free_at, ready);
     }
 
     void book(Line& line, StreamState& stream, uint32_t bytes, Nanoseconds now) {
@@ -412,7 +434,6 @@ struct Egress::Lines {
         charge_queue(stream, stream.picked, bytes);
         if (stream.waiting == 0) deactivate(stream);
         line.free_at = now + time_on_line(sent.length);
-        line.next = line.active != 0 ? line.free_at : never;
     }
 
     // Whether the frame went on the guaranteed rate: the bucket was refilled when it was chosen.
@@ -422,8 +443,8 @@ struct Egress::Lines {
 
     void find_soonest() {
         soonest = never;
-        for (const Line& line : lines)
-            soonest = std::min(soonest, line.next);
+        for (const Nanoseconds next : next_looks)
+            soonest = std::min(soonest, next);
     }
 
     // --- Taking over a configuration ---
@@ -595,8 +616,9 @@ void Egress::Lines::adopt(const Configuration& configuration, Nanoseconds time, 
         if (!can_send) remove_frames(place, sink);
         if (queues[place].head != nowhere) begin_waiting(place);
     }
-    for (Line& line : lines)
-        line.next = line.is_held || line.active == 0 ? never : line.free_at;
+    next_looks.clear();
+    for (const Line& line : lines)
+        next_looks.push_back(line.is_held || line.active == 0 ? never : line.free_at);
     find_soonest();
 }
 
@@ -643,10 +665,11 @@ DropReason Egress::enqueue(const Output& output, uint32_t length, FrameHandle ha
         all.begin_waiting(place);
         stream.blocked_until = time; // it may be smaller than what waits already
     }
-    Line& line = all.lines[stream.line];
+    const Line& line = all.lines[stream.line];
     if (is_first && !line.is_held) {
-        line.next = std::min(line.next, std::max(line.free_at, time));
-        all.soonest = std::min(all.soonest, line.next);
+        Nanoseconds& next = all.next_looks[stream.line];
+        next = std::min(next, std::max(line.free_at, time));
+        all.soonest = std::min(all.soonest, next);
     }
     return DropReason::none;
 }
@@ -654,11 +677,10 @@ DropReason Egress::enqueue(const Output& output, uint32_t length, FrameHandle ha
 void Egress::run_before(Nanoseconds time, const EgressSink& sink) {
     Lines& all = *lines_;
     while (all.soonest < time) {
-        for (Line& line : all.lines)
-            if (line.next == all.soonest) {
-                all.serve(line, sink);
-                break;
-            }
+        uint32_t line = 0;
+        while (all.next_looks[line] != all.soonest)
+            ++line;
+        all.serve(line, sink);
         all.find_soonest();
     }
 }
@@ -674,7 +696,7 @@ void Egress::resume(int32_t port, Nanoseconds time) {
     Line& line = all.lines[found->second];
     if (!line.is_held) return;
     line.is_held = false;
-    line.next = line.active != 0 ? std::max(line.free_at, time) : never;
+    all.next_looks[found->second] = line.active != 0 ? std::max(line.free_at, time) : never;
     all.find_soonest();
 }
 
