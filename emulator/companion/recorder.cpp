@@ -90,7 +90,7 @@ const std::string& Recorder::name_of_queue(uint32_t queue, const Egress& egress)
 void Recorder::append_number(uint64_t number) {
     char digits[20];
     const std::to_chars_result end = std::to_chars(digits, digits + sizeof digits, number);
-    comment_.append(digits, static_cast<size_t>(end.ptr - digits));
+    append({digits, static_cast<size_t>(end.ptr - digits)});
 }
 
 void Recorder::write_received(PortIndex port, const CapturedFrame& frame, uint64_t id, const Outcome& outcome,

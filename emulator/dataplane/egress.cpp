@@ -57,7 +57,10 @@ struct TokenBucket {
         return missing <= 0 ? now : now + (missing + rate - 1) / rate;
     }
 
-    void spend(uint32_t bytes) { tokens -= bytes * tokens_per_byte; }
+    void spend(Nanoseconds now, uint32_t bytes) {
+        refill(now);
+        tokens -= bytes * tokens_per_byte;
+    }
 };
 
 TokenBucket make_bucket(uint32_t rate, uint32_t burst, Nanoseconds now) {
@@ -114,10 +117,13 @@ struct StreamState {
     std::array<uint32_t, class_count> queues{};
     TokenBucket ceiling;
     TokenBucket guarantee;
-    Nanoseconds blocked_until = 0;
-    uint64_t start = 0; // as of a queue, among the streams of one level
+    bool is_picked = false;        // what follows is known, until its queues change
+    uint32_t picked = 0;           // the queue whose frame goes next
+    uint32_t bytes = 0;            // of that frame, as rates count them
+    Nanoseconds passes_at = 0;     // when the ceiling lets it pass
+    Nanoseconds guaranteed_at = 0; // when the guaranteed rate has room for it; `never`: there is none
+    uint64_t start = 0;            // as of a queue, among the streams of one level
     uint64_t finish = 0;
-    uint32_t picked = 0;          // the queue that was chosen last
     uint32_t active_at = nowhere; // its place in the list of its level
 };
 
@@ -284,6 +290,7 @@ struct Egress::Lines {
         StreamState& stream = streams[queue.stream];
         if (stream.waiting == 0) activate(queue.stream);
         stream.waiting = static_cast<uint8_t>(stream.waiting | queue.bit);
+        stream.is_picked = false;
         queue.start = std::max(stream.groups[queue.group].clock, queue.finish);
     }
 
@@ -340,17 +347,14 @@ struct Egress::Lines {
         return start != start_of_other ? start < start_of_other : streams[place].key < streams[other].key;
     }
 
-    // Whether the ceiling lets the stream's next frame pass now; where it does not, when it will.
-    bool may_pass(StreamState& stream, Nanoseconds now) {
-        if (stream.blocked_until > now) return false;
+    // Finds the stream's next frame, and when it may go. Both stay as they are while nothing is put in front or taken.
+    void look_at(StreamState& stream, Nanoseconds now) const {
+        if (stream.is_picked) return;
+        stream.is_picked = true;
         stream.picked = pick(stream);
-        if (!stream.ceiling.is_there()) return true;
-        stream.blocked_until = stream.ceiling.ready(now, counted(stream, stream.picked));
-        return stream.blocked_until <= now;
-    }
-
-    bool is_guaranteed(StreamState& stream, Nanoseconds now) {
-        return stream.guarantee.is_there() && stream.guarantee.ready(now, counted(stream, stream.picked)) <= now;
+        stream.bytes = counted(stream, stream.picked);
+        stream.passes_at = stream.ceiling.is_there() ? stream.ceiling.ready(now, stream.bytes) : now;
+        stream.guaranteed_at = stream.guarantee.is_there() ? stream.guarantee.ready(now, stream.bytes) : never;
     }
 
     Choice choose(Line& line, Nanoseconds now) {
@@ -363,11 +367,12 @@ struct Egress::Lines {
             uint32_t other = nowhere;
             for (const uint32_t place : level.active) {
                 StreamState& stream = streams[place];
-                if (!may_pass(stream, now)) {
+                look_at(stream, now);
+                if (stream.passes_at > now) {
                     // While its ceiling holds it, it earns no claim on the time of the others.
                     stream.start = std::max(stream.start, level.clock);
-                    excess.wake = std::min(excess.wake, stream.blocked_until);
-                } else if (is_guaranteed(stream, now)) {
+                    excess.wake = std::min(excess.wake, stream.passes_at);
+                } else if (stream.guaranteed_at <= now) {
                     if (goes_before(place, guaranteed)) guaranteed = place;
                 } else if (goes_before(place, other)) {
                     other = place;
@@ -398,7 +403,7 @@ struct Egress::Lines {
         next = choice.wake;
         if (choice.stream == nowhere) return;
         StreamState& stream = streams[choice.stream];
-        const uint32_t bytes = counted(stream, stream.picked);
+        const uint32_t bytes = stream.bytes;
         if (line.shaper.is_there()) {
             next = line.shaper.ready(now, bytes);
             if (next > now) return;
@@ -424,9 +429,10 @@ struct Egress::Lines {
     void book(Line& line, StreamState& stream, uint32_t bytes, Nanoseconds now) {
         const Waiting sent = pop(stream.picked);
         views[stream.picked].sent.add(sent.length);
-        if (line.shaper.is_there()) line.shaper.spend(bytes);
-        if (stream.ceiling.is_there()) stream.ceiling.spend(bytes);
-        if (stream.guarantee.is_there() && is_within(stream.guarantee, bytes)) stream.guarantee.spend(bytes);
+        if (line.shaper.is_there()) line.shaper.spend(now, bytes);
+        if (stream.ceiling.is_there()) stream.ceiling.spend(now, bytes);
+        if (stream.guaranteed_at <= now) stream.guarantee.spend(now, bytes);
+        stream.is_picked = false;
         Level& level = line.levels[stream.level];
         level.clock = std::max(level.clock, stream.start);
         stream.finish = stream.start + bytes;
@@ -434,11 +440,6 @@ struct Egress::Lines {
         charge_queue(stream, stream.picked, bytes);
         if (stream.waiting == 0) deactivate(stream);
         line.free_at = now + time_on_line(sent.length);
-    }
-
-    // Whether the frame went on the guaranteed rate: the bucket was refilled when it was chosen.
-    static bool is_within(const TokenBucket& guarantee, uint32_t bytes) {
-        return guarantee.tokens >= std::min(bytes * tokens_per_byte, guarantee.burst);
     }
 
     void find_soonest() {
@@ -661,10 +662,7 @@ DropReason Egress::enqueue(const Output& output, uint32_t length, FrameHandle ha
     const bool is_first = queue.head == nowhere;
     all.push(place, length, handle, time);
     StreamState& stream = all.streams[queue.stream];
-    if (is_first) {
-        all.begin_waiting(place);
-        stream.blocked_until = time; // it may be smaller than what waits already
-    }
+    if (is_first) all.begin_waiting(place);
     const Line& line = all.lines[stream.line];
     if (is_first && !line.is_held) {
         Nanoseconds& next = all.next_looks[stream.line];
