@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <set>
+#include <sstream>
 
 using namespace dataplane;
 using replay_scene::traffic_begin;
@@ -28,7 +29,9 @@ protected:
 
     std::string bytes_of_file(const std::string& name) const {
         std::ifstream in(file(name), std::ios::binary);
-        return {std::istreambuf_iterator<char>(in), {}};
+        std::ostringstream bytes;
+        bytes << in.rdbuf();
+        return bytes.str();
     }
 
     std::string folder;
