@@ -28,3 +28,6 @@ void add_port_flags(CommandLine& line); // lag and ipif
 void add_limit(CommandLine& line);
 void add_fail(CommandLine& line);
 void add_call(CommandLine& line);
+
+// All of them, in the order of the help.
+void add_commands(CommandLine& line);

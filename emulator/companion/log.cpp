@@ -1,6 +1,7 @@
 // The library calls that the switch took.
 #include "companion/commands.h"
 #include "companion/follow.h"
+#include "companion/names.h"
 
 #include <iostream>
 #include <unordered_map>
@@ -18,18 +19,22 @@ class Log {
 public:
     void take(const Query& row) {
         const int64_t pid = row.number("pid");
-        std::string sentence = row.text("sentence");
+        std::string sentence = shown_ascii(row.text("sentence"));
         const auto known = latest.find(pid);
         if (known == latest.end() || entries[known->second].sentence != sentence) {
             latest[pid] = entries.size();
             entries.push_back({pid, std::move(sentence), {}});
         }
-        entries[latest[pid]].calls.push_back(row.text("call"));
+        entries[latest[pid]].calls.push_back(shown_ascii(row.text("call")));
     }
 
     // An entry that may go on is left open: the next calls of its sentence follow without another heading.
     void print() {
         for (const Entry& entry : entries) {
+            if (entry.sentence.starts_with("call ")) {
+                print_own(entry);
+                continue;
+            }
             if (!is_open || entry.pid != open_pid || entry.sentence != open_sentence) {
                 close();
                 std::cout << "$ " << entry.sentence << "\n";
@@ -50,6 +55,15 @@ public:
     }
 
 private:
+    // A call that emuswitch made is no test of a sentence: it stands there as a comment.
+    void print_own(const Entry& entry) {
+        close();
+        std::cout << "# emuswitch " << entry.sentence << "\n";
+        for (const std::string& call : entry.calls)
+            std::cout << "# > " << call << "\n";
+        std::cout << "\n";
+    }
+
     std::vector<Entry> entries;
     std::unordered_map<int64_t, size_t> latest; // the entry of each process
     bool is_open = false;

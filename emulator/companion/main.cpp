@@ -4,25 +4,6 @@
 
 int main(int argc, char** argv) {
     CommandLine line;
-    // In the order of the help.
-    for (const auto add : {
-             add_show,
-             add_config,
-             add_log,
-             add_events,
-             add_graph,
-             add_trace,
-             add_replay,
-             add_live,
-             add_play,
-             add_exec,
-             add_reset,
-             add_learn,
-             add_port_flags,
-             add_limit,
-             add_fail,
-             add_call,
-         })
-        add(line);
+    add_commands(line);
     return line.run(argc, argv);
 }

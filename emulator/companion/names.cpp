@@ -94,6 +94,11 @@ std::string shown(std::string_view bytes) {
         });
 }
 
+std::string shown_ascii(std::string_view text) {
+    return rewritten(
+        text, [](uint32_t code) { return code >= 0x20 && code < 0x7f; }, append_escaped);
+}
+
 size_t columns_of(std::string_view text) {
     size_t columns = 0;
     for (size_t at = 0; at < text.size();) {

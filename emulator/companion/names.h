@@ -9,6 +9,9 @@
 // direction, bytes that are no UTF-8) each byte is written as \xHH, \n or \t, and a backslash doubled.
 std::string shown(std::string_view bytes);
 
+// Text that is escaped already, where nothing but a damaged store has other bytes than printable ASCII in it.
+std::string shown_ascii(std::string_view text);
+
 // The columns that a text takes on a terminal, as `shown` gives it.
 size_t columns_of(std::string_view text);
 

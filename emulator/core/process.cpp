@@ -14,9 +14,10 @@ namespace emulator {
 
 namespace {
 
-// A brace is quoted too: {a*3} is a repetition in a transcript.
+// A brace is quoted too: {a*3} is a repetition in a transcript; and what begins with # would be a comment in a file of
+// sentences.
 bool is_plain(const char* word) {
-    if (*word == '\0') return false;
+    if (*word == '\0' || *word == '#') return false;
     for (; *word != '\0'; ++word)
         if (*word <= ' ' || *word > '~' || *word == '"' || *word == '\\' || *word == '{') return false;
     return true;

@@ -4,6 +4,7 @@ import json
 import os
 import pathlib
 import pty
+import re
 import select
 import shutil
 import signal
@@ -115,10 +116,11 @@ class Play(Companion):
         self.assertEqual(f"emuswitch: {path}:2: a closing quotation mark is missing\n", result.stderr)
         self.assertEqual([], self.json("vlans")["vlans"], "nothing is played of a file that cannot be read")
 
-    def on_terminal(self, path, interrupt):
-        """Plays with a terminal as standard error; interrupts when the bar is there. Returns process and bar."""
+    def on_terminal(self, path, interrupt, *options):
+        """Plays with a terminal as standard error; sends a signal, if any, when the bar is there. Returns status, output
+        and bar."""
         master, slave = pty.openpty()
-        process = subprocess.Popen([EMUSWITCH, "play", path], env=self.environment, stdout=subprocess.PIPE, stderr=slave,
+        process = subprocess.Popen([EMUSWITCH, "play", *options, path], env=self.environment, stdout=subprocess.PIPE, stderr=slave,
                                    text=True)
         os.close(slave)
         shown = b""
@@ -130,8 +132,8 @@ class Play(Companion):
             if not piece:
                 break
             if interrupt and b"[" in piece:
-                process.send_signal(signal.SIGINT)
-                interrupt = False
+                process.send_signal(interrupt)
+                interrupt = None
             shown += piece
         os.close(master)
         output = process.communicate()[0]
@@ -139,7 +141,7 @@ class Play(Companion):
 
     def test_shows_progress_on_a_terminal_and_none_in_a_pipe(self):
         path = self.file("".join(f"create vlan v{i}\n" for i in range(20)))
-        status, output, shown = self.on_terminal(path, interrupt=False)
+        status, output, shown = self.on_terminal(path, None)
         self.assertEqual((0, "20 of 20 sentences accepted\n"), (status, output))
         self.assertIn("10/20", shown)
         self.assertTrue(shown.endswith("\x1b[K"), "the bar is taken away at the end")
@@ -147,12 +149,34 @@ class Play(Companion):
     def test_an_interrupt_stops_between_sentences_and_says_how_far_it_came(self):
         count = 5000
         path = self.file("".join(f"create protgroup {i}\n" for i in range(count)))
-        status, output, _ = self.on_terminal(path, interrupt=True)
+        status, output, _ = self.on_terminal(path, signal.SIGINT)
         self.assertEqual(1, status)
         self.assertRegex(output, rf"^\d+ of {count} sentences accepted, interrupted after \d+\n$")
         accepted = int(output.split()[0])
         self.assertLess(accepted, count)
         self.assertEqual(list(range(accepted)), [group["protgroup"] for group in self.json("protgroups")["protgroups"]])
+
+
+    def test_what_ends_a_dry_run_leaves_no_copy(self):
+        path = self.file("".join(f"create protgroup {i}\n" for i in range(5000)))
+        self.emuswitch("show")
+        for number in (signal.SIGTERM, signal.SIGHUP):
+            status, output, _ = self.on_terminal(path, number, "--dry-run")
+            self.assertEqual(1, status)
+            self.assertRegex(output, r"interrupted after \d+ \(on a copy\)\n$")
+            self.assertEqual([], list(self.folder.glob("emuswitch-*")), "the copy is removed")
+        self.assertEqual([], self.json("protgroups")["protgroups"])
+
+    def test_lines_for_emuswitch_stand_between_sentences(self):
+        path = self.file("emuswitch limit vlans 1\ncreate vlan a\ncreate vlan b\nemuswitch lag 7 on\n")
+        result = self.emuswitch("play", "-k", path, status=1)
+        self.assertEqual([f"{path}:3: create vlan b: NG 1404: maximum number of VLAN.",
+                          f"{path}:4: emuswitch lag 7 on: there is no port 7; emuswitch show ports lists them"],
+                         result.stderr.splitlines())
+        self.assertEqual("2 of 4 sentences accepted, 2 refused\n", result.stdout)
+        for line in ("emuswitch play x", "emuswitch", "emuswitch show"):
+            self.assertIn(":1: a file of sentences can have emuswitch call,",
+                          self.emuswitch("play", "-", text=line, status=1).stderr)
 
 
 class Looking(Companion):
@@ -217,6 +241,104 @@ class Looking(Companion):
         self.assertEqual(["port 1 created, type ether", "port 2 created, type ether", "port 1 joined vlan in side",
                           "port 2 joined vlan in side"] + [f"queue 1/1/{i} created" for i in range(8)], events)
 
+    def test_config_brings_back_what_no_sentence_does(self):
+        self.played()
+        self.emuswitch("play", "-", text="""\
+emuswitch limit rules_per_clslist 7
+emuswitch limit vlan_name_length 40
+create vlan a234567890123456789012345678901234567 vid 20
+emuswitch learn 00:00:5e:00:53:01 "in side" 1
+create port 3 npport 3 portType ether
+emuswitch lag 3 on
+emuswitch fail brgfdb_set_qostype_in_stream 106
+""")
+        self.tolvane("create", "stream", "2/5", "qostype", "pq")  # stays without a type
+        self.tolvane("create", "queue", "2/5/3")
+        self.emuswitch("fail", "brgfdb_create_mirror", "2901", "--at", "4", "--times", "2")
+        config = self.emuswitch("config").stdout
+        for line in ("emuswitch limit vlan_name_length 40", 'emuswitch learn 00:00:5e:00:53:01 "in side" 1',
+                     "emuswitch lag 3 on", "# stream 2/5 was not made or deleted to its end",
+                     "emuswitch call brgfdb_create_stream 260", "create queue 2/5/3", "emuswitch limit rules_per_clslist 7",
+                     "emuswitch fail brgfdb_create_mirror 2901 --at 4 --times 2"):
+            self.assertIn(line, config.splitlines())
+        before = self.emuswitch("show", "--json").stdout
+        self.emuswitch("reset")
+        self.emuswitch("play", self.file(config, "config.play"))
+        self.assertEqual(before, self.emuswitch("show", "--json").stdout)
+        self.assertEqual(config, self.emuswitch("config").stdout)
+
+    def test_a_configuration_is_of_one_moment(self):
+        self.emuswitch("play", "-", text="".join(f"create port {p} npport {p} portType ether\n" for p in (1, 2)))
+        writers = []
+        for port in (1, 2):
+            round_of = (f"create vlan v{port}\nadd port {port} to vlan v{port} tag on\n"
+                        f"remove port {port} from vlan v{port}\ndelete vlan v{port}\n")
+            path = self.file(60 * round_of, f"writer{port}.play")
+            writers.append(subprocess.Popen([EMUSWITCH, "play", path], env=self.environment, stdout=subprocess.DEVNULL))
+        seen = 0
+        while any(writer.poll() is None for writer in writers):
+            config = self.emuswitch("config").stdout
+            created = set(re.findall(r"(?m)^create vlan (\S+)", config))
+            self.assertEqual(set(), set(re.findall(r"(?m)^add port \d+ to vlan (\S+)", config)) - created, config)
+            state = self.json()
+            self.assertEqual(set(), {member["vlan"] for member in state["members"]} -
+                             {vlan["name"] for vlan in state["vlans"]})
+            seen += 1
+        self.assertEqual([0, 0], [writer.returncode for writer in writers])
+        self.assertGreater(seen, 0)
+
+    def followed(self, command):
+        """A process that follows, which is ended behind the test."""
+        self.emuswitch("show")
+        process = subprocess.Popen([EMUSWITCH, command, "--follow"], env=self.environment, stdout=subprocess.PIPE,
+                                   text=True)
+        self.addCleanup(process.stdout.close)
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+        return process
+
+    def expect(self, process, *expected):
+        """Reads up to each of these lines in turn; no other that was waited for comes before it."""
+        for line in expected:
+            read = process.stdout.readline()
+            while read and line not in read:
+                read = process.stdout.readline()
+            self.assertIn(line, read)
+
+    def test_a_follower_survives_a_reset(self):
+        for command, first, second in (("log", '> brgfdb_create_port(1, 1, 1)', '> brgfdb_create_port(2, 1, 1)'),
+                                       ("events", "port 1 created", "port 2 created")):
+            process = self.followed(command)
+            self.tolvane("create", "port", "1", "npport", "1", "portType", "ether")
+            self.expect(process, first)
+            self.emuswitch("reset")
+            self.tolvane("create", "port", "2", "npport", "1", "portType", "ether")
+            self.expect(process, second)
+            self.emuswitch("reset")
+
+    def test_a_follower_survives_a_file_that_takes_the_place_of_the_switch(self):
+        process = self.followed("log")
+        self.tolvane("create", "port", "1", "npport", "1", "portType", "ether")
+        self.expect(process, "> brgfdb_create_port(1, 1, 1)")
+        other = dict(self.environment, EMUSWITCH=str(self.folder / "other.db"))
+        subprocess.run([TOLVANE, "create", "port", "5", "npport", "1", "portType", "ether"], env=other, check=True,
+                       stdout=subprocess.DEVNULL)
+        self.store.unlink()
+        for beside in self.folder.glob("switch.db-*"):
+            beside.unlink()
+        (self.folder / "other.db").rename(self.store)
+        self.expect(process, "> brgfdb_create_port(5, 1, 1)")
+        self.tolvane("create", "port", "6", "npport", "1", "portType", "ether")
+        self.expect(process, "> brgfdb_create_port(6, 1, 1)")
+
+    def test_a_follower_survives_a_log_that_forgets(self):
+        self.emuswitch("limit", "calls", "1")
+        process = self.followed("log")
+        for group in range(200):
+            self.tolvane("create", "protgroup", str(group))
+        for group in range(150, 200):
+            self.expect(process, f"> brgfdb_create_protgroup({group})")
+
     def follow(self, command, expected):
         """Starts following, changes the switch, and waits for the line that has to come."""
         self.emuswitch("show")
@@ -257,6 +379,65 @@ class Looking(Companion):
         self.assertIn("there is no port 9", self.emuswitch("graph", "--qos", "9", status=1).stderr)
 
 
+class Names(Companion):
+    """Names are bytes; the tool takes any."""
+
+    def create(self, *names):
+        for name in names:
+            self.assertIn("OK", self.tolvane("create", "vlan", os.fsdecode(name)))
+
+    def test_json_is_valid_and_different_names_stay_different(self):
+        names = [b"f\xfc", b"f\xfd", "f\uf7fc".encode(), "fü".encode(), b"f\xc3", b"\xed\xa0\x80", b"a\nb\x1b[31m", b'"\\']
+        self.create(*names)
+        output = subprocess.run([EMUSWITCH, "show", "--json"], env=self.environment, capture_output=True, check=True).stdout
+        state = json.loads(output.decode())  # strict
+        shown = [vlan["name"] for vlan in state["vlans"]]
+        self.assertEqual(len(names), len(set(shown)))
+        self.assertEqual(["f\uf7fc", "f\uf7fd", "f\uf7ef\uf79f\uf7bc", "fü", "f\uf7c3", "\uf7ed\uf7a0\uf780", "a\nb\x1b[31m",
+                          '"\\'], shown)
+        self.assertEqual(set(shown), {name["name"] for name in state["names"] if name["category"] == "vlan"})
+
+    def test_a_name_forges_no_line_and_colors_no_terminal(self):
+        self.tolvane("create", "port", "1", "npport", "1", "portType", "ether")
+        forged = b"x\n2026-01-01  port 9 deleted"
+        self.create(forged, b"\x1b[31mred", "\u202eevil".encode())
+        for name in (forged, b"\x1b[31mred", "\u202eevil".encode()):
+            self.assertIn("OK", self.tolvane("add", "port", "1", "to", "vlan", os.fsdecode(name), "tag", "on"))
+        events = self.emuswitch("events").stdout
+        self.assertEqual(4, len(events.splitlines()), events)
+        self.assertIn(r"joined vlan x\n2026-01-01", events)
+        everything = events + "".join(self.emuswitch(*arguments).stdout for arguments in (
+            ("show",), ("show", "vlans"), ("show", "members"), ("show", "names"), ("config",), ("graph",), ("log",)))
+        self.assertNotIn("\x1b", everything)
+        self.assertNotIn("\u202e", everything)
+        self.assertIn(r"\x1b[31mred", everything)
+
+    def test_tables_align_by_columns_on_the_screen(self):
+        self.create("日本".encode(), "é".encode(), b"plain")
+        lines = self.emuswitch("show", "vlans").stdout.splitlines()
+        self.assertEqual(["VID  NAME   PORTS  LEARNING  LIMIT  FLAGS",
+                          "  1  日本       0  on        none",
+                          "  2  é          0  on        none",
+                          "  3  plain      0  on        none"], lines)
+
+    def test_the_log_quotes_what_a_file_of_sentences_reads_otherwise(self):
+        self.create(b"#hash", b"{a*3}", b"f\xfc")
+        sentences = [line for line in self.emuswitch("log").stdout.splitlines() if line.startswith("$ ")]
+        self.assertEqual(['$ create vlan "#hash"', r'$ create vlan "\x7ba*3}"', r'$ create vlan "f\xfc"'], sentences)
+        before = self.json("vlans")
+        self.emuswitch("reset")
+        self.emuswitch("play", "-", text="\n".join(sentence[2:] for sentence in sentences))
+        self.assertEqual(before, self.json("vlans"))
+
+    def test_any_name_comes_back(self):
+        self.create(b"f\xfc", b"#hash", b"a\nb", b'"', b"\\", b" ", b"{a*3}", "日本".encode())
+        config = self.emuswitch("config").stdout
+        before = self.emuswitch("show", "--json").stdout
+        self.emuswitch("reset")
+        self.emuswitch("play", self.file(config, "config.play"))
+        self.assertEqual(before, self.emuswitch("show", "--json").stdout)
+
+
 class Doing(Companion):
     def test_run_gives_a_private_switch_and_the_status_of_the_command(self):
         self.played()
@@ -268,6 +449,36 @@ class Doing(Companion):
         self.assertEqual(before, self.emuswitch("show", "--json").stdout)
         self.assertEqual([], list(self.folder.glob("emuswitch-*")), "the private switch is removed")
         self.assertEqual(143, self.emuswitch("run", "sh", "-c", "kill -TERM $$", status=143).returncode)
+
+    def test_what_ends_run_ends_the_command_and_removes_its_switch(self):
+        for number in (signal.SIGTERM, signal.SIGHUP):
+            process = subprocess.Popen([EMUSWITCH, "run", "sh", "-c", "tolvane create vlan a; echo $$; exec cat"],
+                                       env=self.environment, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+            line = process.stdout.readline()
+            while not line.strip().isdigit():
+                line = process.stdout.readline()
+            self.assertEqual(1, len(list(self.folder.glob("emuswitch-*"))))
+            process.send_signal(number)
+            self.assertEqual(128 + number, process.wait())
+            process.communicate()
+            self.assertEqual([], list(self.folder.glob("emuswitch-*")), "the private switch is removed")
+            self.assertRaises(ProcessLookupError, os.kill, int(line), 0)
+
+    def test_a_call_is_made_and_answered(self):
+        self.emuswitch("call", "brgfdb_create_stream", "0")
+        self.assertEqual("# emuswitch call brgfdb_create_stream 0\n# > brgfdb_create_stream(0)\n\n",
+                         self.emuswitch("log").stdout)
+        for words, reason in ((("brgfdb_create_stream", "0"), "brgfdb_create_stream answers -1 with status 2501"),
+                              (("brgfdb_fly",), 'no library has a function "brgfdb_fly"'),
+                              (("qual_unregister", "vlan", "x"), "qual_unregister answers -1")):
+            self.assertIn(reason, self.emuswitch("call", *words, status=1).stderr)
+        for words, reason in ((("brgfdb_create_stream",), "takes 1 operands, not 0"),
+                              (("brgfdb_create_stream", "1x"), '"1x" is not a number from -2147483648 to 2147483647'),
+                              (("brgfdb_create_protgroup", "65536"), '"65536" is not a number from 0 to 65535'),
+                              (("brgfdb_create_lfil", "1", "0:1", "1", "0"), '"0:1" is not a MAC address'),
+                              (("brgfdb_set_stream_tosmap", "0", "1", "1,2", "0"), '"1,2" is not eight numbers'),
+                              (("brgfdb_add_classify_action_to_profile", "1", "1", "x"), "takes a record"), ((), "call needs")):
+            self.assertIn(reason, self.emuswitch("call", *words, status=2).stderr)
 
     def test_exec_runs_on_the_switch(self):
         self.assertIn("OK", self.emuswitch("exec", "tolvane", "create", "vlan", "q").stdout)
@@ -290,11 +501,27 @@ class Doing(Companion):
         self.emuswitch("lag", "3", "off")
         self.assertFalse(self.json("ports")["ports"][2]["in_lag"])
 
+    def test_an_address_is_learned_where_the_vlan_learns_and_has_room(self):
+        self.played()
+        self.tolvane("set", "vlan", "in side", "learninglimit", "2")
+        for last in ("01", "02", "01"):  # a known one takes no room
+            self.emuswitch("learn", f"00:00:5e:00:53:{last}", "in side", "1")
+        self.assertIn("has learned as many addresses as its limit allows, 2",
+                      self.emuswitch("learn", "00:00:5e:00:53:03", "in side", "1", status=1).stderr)
+        self.tolvane("set", "vlan", "in side", "learning", "off")
+        self.assertIn("learns nothing", self.emuswitch("learn", "00:00:5e:00:53:01", "in side", "1", status=1).stderr)
+
     def test_what_cannot_be_done_is_said(self):
         self.played()
         for arguments, reason in ((("learn", "1:2", "in side", "1"), '"1:2" is not a MAC address'),
                                   (("learn", "00:11:22:33:44:55", "x", "1"), 'there is no VLAN "x"'),
                                   (("learn", "00:11:22:33:44:55", "in side", "4"), "port 4 is not a member"),
+                                  (("learn", "01:00:5e:00:00:01", "in side", "1"), "it is a group address"),
+                                  (("learn", "02:00:00:00:00:01", "in side", "1"), "it is a port's own"),
+                                  (("learn", "02:00:00:00:00:02", "in side", "1"), "it is a port's own"),
+                                  (("learn", "00:11:22:33:44:55", "in side", "2"), "port 2 is disabled"),
+                                  (("lag", "1", "on"), 'port 1 is a member of VLAN "in side"'),
+                                  (("ipif", "1", "on"), 'VLAN "in side" of port 1 has port 2 too'),
                                   (("lag", "9", "on"), "there is no port 9"),
                                   (("limit", "moons", "3"), 'there is no limit "moons"'),
                                   (("fail", "brgfdb_fly", "1"), 'no library has a function "brgfdb_fly"')):
@@ -327,6 +554,9 @@ class Doing(Companion):
 
     def test_wrong_use_ends_with_2(self):
         for arguments in ((), ("fly",), ("show", "moons"), ("lag", "1", "maybe"), ("limit", "vlans", "-1"), ("run",),
+                          ("limit", "vlans", "010"), ("limit", "vlans", "0x10"), ("limit", "vlans", "99999999999999999999"),
+                          ("limit", "rules_per_clslist", "9223372036854775807"), ("fail", "brgfdb_create_vlan", "0"),
+                          ("fail", "--list", "--clear"),
                           ("fail",), ("fail", "brgfdb_create_vlan", "99999999999"), ("play",)):
             self.assertNotEqual("", self.emuswitch(*arguments, status=2).stderr, arguments)
         for arguments in (("--help",), ("show", "--help"), ("--version",)):
