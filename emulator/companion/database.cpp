@@ -1,6 +1,7 @@
 // The companion's connection to the store. The core makes and judges the file, so that both have one idea of it.
 #include "companion/database.h"
 
+#include "companion/names.h"
 #include "core/location.h"
 #include "core/store.h"
 
@@ -145,7 +146,8 @@ void Database::fail() {
 }
 
 void Database::fail_as_damaged(const std::string& what) {
-    throw Failure(file.string() + ": damaged (" + what + "); move it away, the next sentence makes an empty switch");
+    throw Failure(file.string() + ": damaged (" + shown(what) +
+                  "); move it away, the next sentence makes an empty switch");
 }
 
 int64_t Database::number(const std::string& sql, const std::vector<Parameter>& parameters) {

@@ -10,7 +10,7 @@ namespace {
 
 // The calls of one sentence, together also where those of other processes came between them.
 struct Entry {
-    int64_t pid;
+    int64_t run; // of the process: pids come again
     std::string sentence;
     std::vector<std::string> calls;
 };
@@ -18,14 +18,10 @@ struct Entry {
 class Log {
 public:
     void take(const Query& row) {
-        const int64_t pid = row.number("pid");
-        std::string sentence = shown_ascii(row.text("sentence"));
-        const auto known = latest.find(pid);
-        if (known == latest.end() || entries[known->second].sentence != sentence) {
-            latest[pid] = entries.size();
-            entries.push_back({pid, std::move(sentence), {}});
-        }
-        entries[latest[pid]].calls.push_back(shown_ascii(row.text("call")));
+        const int64_t run = row.number("run");
+        const auto [known, is_new] = places.try_emplace(run, entries.size());
+        if (is_new) entries.push_back({run, shown_ascii(row.text("sentence")), {}});
+        entries[known->second].calls.push_back(shown_ascii(row.text("call")));
     }
 
     // An entry that may go on is left open: the next calls of its sentence follow without another heading.
@@ -35,23 +31,21 @@ public:
                 print_own(entry);
                 continue;
             }
-            if (!is_open || entry.pid != open_pid || entry.sentence != open_sentence) {
+            if (open_run != entry.run) {
                 close();
                 std::cout << "$ " << entry.sentence << "\n";
             }
             for (const std::string& call : entry.calls)
                 std::cout << "> " << call << "\n";
-            is_open = true;
-            open_pid = entry.pid;
-            open_sentence = entry.sentence;
+            open_run = entry.run;
         }
         entries.clear();
-        latest.clear();
+        places.clear();
     }
 
     void close() {
-        if (is_open) std::cout << "...\n\n";
-        is_open = false;
+        if (open_run) std::cout << "...\n\n";
+        open_run.reset();
     }
 
 private:
@@ -65,16 +59,14 @@ private:
     }
 
     std::vector<Entry> entries;
-    std::unordered_map<int64_t, size_t> latest; // the entry of each process
-    bool is_open = false;
-    int64_t open_pid = 0;
-    std::string open_sentence;
+    std::unordered_map<int64_t, size_t> places; // of the entry of each process
+    std::optional<int64_t> open_run;
 };
 
 int print_log(bool keeps_on) {
     Log log;
     const int status = read_rows(
-        {"call_log", "pid, sentence, call"}, keeps_on, [&](const Query& row) { log.take(row); }, [&] { log.print(); });
+        {"call_log", "run, sentence, call"}, keeps_on, [&](const Query& row) { log.take(row); }, [&] { log.print(); });
     log.close();
     return status;
 }
