@@ -27,7 +27,7 @@ public:
     uint32_t below(uint32_t end) { return static_cast<uint32_t>((bits_64() >> 32) * end >> 32); }
     bool one_in(uint32_t count) { return below(count) == 0; }
     template <typename Values> const auto& one_of(const Values& values) {
-        return values.begin()[below(static_cast<uint32_t>(values.size()))];
+        return values[below(static_cast<uint32_t>(values.size()))];
     }
 
 private:

@@ -108,7 +108,8 @@ void add_member(Random& random, Parts& parts, uint16_t vid, int32_t port) {
 
 void remove_member(Random& random, Parts& parts, Vlan& vlan) {
     if (vlan.members.empty()) return;
-    const auto place = vlan.members.begin() + random.below(static_cast<uint32_t>(vlan.members.size()));
+    const uint32_t chosen = random.below(static_cast<uint32_t>(vlan.members.size()));
+    const auto place = vlan.members.begin() + static_cast<ptrdiff_t>(chosen);
     UntaggedVlans& untagged = parts.vlans.untagged.at(place->port);
     if (untagged.vid == vlan.vid) untagged.vid = 0;
     std::erase_if(untagged.by_type, [&](const auto& entry) { return entry.vid == vlan.vid; });
@@ -149,8 +150,9 @@ void bind_random_list(Random& random, Parts& parts, Vlan& vlan) {
     Member& member = vlan.members[random.below(static_cast<uint32_t>(vlan.members.size()))];
     constexpr std::array markings{Marking::normal, Marking::dot1p, Marking::dscp};
     constexpr std::array<uint8_t, 4> widths{0, 1, 2, 4};
-    parts.bind_list(vlan.vid, parts.ports.ports[member.port].number, static_cast<int32_t>(parts.lists.lists.size()) + 1,
-                    random.one_of(markings), random_rules(random));
+    const Marking marking = random.one_of(markings);
+    const auto number = static_cast<int32_t>(parts.lists.lists.size()) + 1;
+    parts.bind_list(vlan.vid, parts.ports.ports[member.port].number, number, marking, random_rules(random));
     for (ExtractionPoint& point : member.extraction) {
         point.offset = static_cast<uint16_t>(random.one_in(8) ? random.bits() : random.below(70));
         point.width = random.one_of(widths);
@@ -264,8 +266,12 @@ Bytes random_tags(Random& random, const Parts& parts) {
     while (random.one_in(2) && tags.size() < 12) {
         const uint16_t vid = random.one_in(4) ? static_cast<uint16_t>(random.below(4096))
                                               : static_cast<uint16_t>(random.one_of(parts.vlans.vlans).vid & 0xfff);
-        tags = tags + tag(random.one_of(tag_types), random.one_in(6) ? uint16_t{0} : vid,
-                          static_cast<uint8_t>(random.below(8)), random.one_in(3));
+        // One after the other: the order of arguments is the compiler's.
+        const uint16_t type = random.one_of(tag_types);
+        const bool is_of_priority = random.one_in(6);
+        const auto priority = static_cast<uint8_t>(random.below(8));
+        const bool is_drop_eligible = random.one_in(3);
+        tags = tags + tag(type, is_of_priority ? uint16_t{0} : vid, priority, is_drop_eligible);
     }
     return tags;
 }

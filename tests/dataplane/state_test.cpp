@@ -189,11 +189,12 @@ class ExactBucket {
 public:
     ExactBucket(uint32_t rate, uint32_t burst) : rate_(rate), capacity_(uint64_t{burst} * 8) {}
     bool conforms(uint32_t bytes, Nanoseconds now) {
-        if (last_) fill(static_cast<uint64_t>(now - *last_) * rate_);
-        if (!last_ || bits_ >= capacity_) {
+        if (is_started_) fill(static_cast<uint64_t>(now - last_) * rate_);
+        if (!is_started_ || bits_ >= capacity_) {
             bits_ = capacity_;
             billionths_ = 0;
         }
+        is_started_ = true;
         last_ = now;
         if (bits_ < uint64_t{bytes} * 8) return false;
         bits_ -= uint64_t{bytes} * 8;
@@ -210,7 +211,8 @@ private:
     uint64_t capacity_;
     uint64_t bits_ = 0;
     uint64_t billionths_ = 0;
-    std::optional<Nanoseconds> last_;
+    bool is_started_ = false;
+    Nanoseconds last_ = 0;
 };
 
 TEST(Policer, AgreesWithExactFractions) {

@@ -24,7 +24,7 @@ Port& Parts::add_port(int32_t number) {
 Vlan& Parts::add_vlan(uint16_t vid) {
     Vlan& vlan = vlans.vlans.emplace_back();
     vlan.vid = vid;
-    vlan.name = "v" + std::to_string(vid);
+    vlan.name = std::to_string(vid);
     vlans.place.at(vid) = static_cast<uint16_t>(vlans.vlans.size());
     return vlan;
 }
