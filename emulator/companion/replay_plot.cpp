@@ -318,7 +318,7 @@ private:
         for (const uint32_t place : shown)
             for (const double rate : rates(bits_of(place)))
                 peak = std::max(peak, rate);
-        const double step = step_of(peak, 2);
+        const double step = step_of(peak, 4);
         const double highest = std::max(step, std::ceil(peak / step - 1e-9) * step);
         draw_legend(y - 18, highest);
         for (const uint32_t place : shown) {
