@@ -14,6 +14,7 @@ void add_commands(CommandLine& line) {
              add_trace,
              add_replay,
              add_live,
+             add_top,
              add_play,
              add_exec,
              add_reset,

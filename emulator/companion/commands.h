@@ -20,6 +20,7 @@ void add_exec(CommandLine& line); // and run
 
 // Forwarding frames
 void add_live(CommandLine& line);
+void add_top(CommandLine& line);
 
 // Changing what no sentence can
 void add_reset(CommandLine& line);

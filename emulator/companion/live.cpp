@@ -17,6 +17,7 @@ constexpr Range any_rate{0, 100'000'000'000};
 
 struct LiveWords {
     std::vector<std::string> bindings;
+    std::string record;
     int64_t line_rate = 0;
 };
 
@@ -63,16 +64,17 @@ std::vector<OpenPort> open_ports(const std::vector<PreparedPort>& prepared) {
     return opened;
 }
 
-void say_ready(const std::filesystem::path& store, const std::vector<PreparedPort>& ports) {
-    std::cout << "live on " << store.string() << ":";
+void say_ready(std::ostream& out, const std::filesystem::path& store, const std::vector<PreparedPort>& ports) {
+    out << "live on " << store.string() << ":";
     for (const PreparedPort& port : ports)
-        std::cout << " " << port.port << "=" << port.interface;
-    std::cout << std::endl; // whoever waits for it may wait at a pipe
+        out << " " << port.port << "=" << port.interface;
+    out << std::endl; // whoever waits for it may wait at a pipe
 }
 
 int run_switch(const LiveWords& words, const std::vector<PreparedPort>& prepared, int guard) {
     LiveOptions options;
     options.store = store_path();
+    options.record = words.record;
     options.line_rate = static_cast<uint64_t>(words.line_rate);
     std::vector<OpenPort> opened = open_ports(prepared);
     const std::string no_priority = take_priority();
@@ -80,7 +82,7 @@ int run_switch(const LiveWords& words, const std::vector<PreparedPort>& prepared
     give_up_privileges(options.store);
     if (!options.has_priority) std::cerr << "emuswitch: " << no_priority << "\n";
     LiveSwitch running(options, std::move(opened));
-    say_ready(options.store, prepared);
+    say_ready(words.record == "-" ? std::cerr : std::cout, options.store, prepared);
     running.run(guard);
     return 0;
 }
@@ -101,6 +103,7 @@ void add_live(CommandLine& line) {
     auto words = std::make_shared<LiveWords>();
     line.add("live", "Forward real frames between network interfaces, as the switch is configured")
         .operands("binding", words->bindings, "PORT=INTERFACE, or PORT=tap:INTERFACE for a virtual machine")
+        .option("--record", words->record, "Write all that comes and goes to this pcapng, - for standard output")
         .option("--line-rate", words->line_rate, any_rate, "Send no faster than so many bit/s on each line")
         .footer("Goes on until interrupted; then the interfaces are as they were. Needs root, or unshare -Urn.\n\n"
                 "Example:\n  emuswitch live 1=veth1 2=veth2 101=tap:vm1")

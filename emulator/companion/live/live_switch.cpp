@@ -86,7 +86,9 @@ bool has_seen_frames(const QueueCount& queue) {
 LiveSwitch::LiveSwitch(const LiveOptions& chosen, std::vector<OpenPort> opened)
     : options(chosen), database(options.store), reader(database), watch(options.store), counters(options.store),
       now(monotonic_now()), state(reader.make_state(now)),
-      egress({.seed = 0, .line_rate = options.line_rate, .most_frames = most_waiting}) {
+      egress({.seed = 0, .line_rate = options.line_rate, .most_frames = most_waiting}),
+      recorder(options.record.empty() ? Recorder() : Recorder::to_file(options.record, true)),
+      wall_offset(wall_clock() - now) {
     sink.context = this;
     sink.send = [](void* context, const Departure& departure) {
         return static_cast<LiveSwitch*>(context)->depart(departure);
@@ -126,6 +128,7 @@ void LiveSwitch::run(int guard) {
     }
     write_all_learned();
     publish();
+    recorder.close();
 }
 
 void LiveSwitch::watch_everything(int guard) {
@@ -156,6 +159,7 @@ bool LiveSwitch::turn() {
 }
 
 void LiveSwitch::receive(BoundPort& from, std::span<const uint8_t> frame) {
+    ++frame_number;
     from.count.received.add(static_cast<uint32_t>(frame.size()));
     if (from.place == no_port) { // bound in advance: until a sentence creates it, it is as good as disabled
         outcome.outputs.clear();
@@ -165,8 +169,10 @@ void LiveSwitch::receive(BoundPort& from, std::span<const uint8_t> frame) {
         forward(taken, state, {from.place, frame, now}, outcome);
     }
     count_outcome(from);
+    fates.clear();
     for (const Output& output : outcome.outputs)
-        put(output, frame);
+        fates.push_back(put(output, from, frame));
+    if (recorder.is_recording()) record(from, frame);
 }
 
 void LiveSwitch::count_outcome(BoundPort& from) {
@@ -176,34 +182,39 @@ void LiveSwitch::count_outcome(BoundPort& from) {
     count.copies += outcome.outputs.size() + (is_dropped ? 1 : 0) - 1;
 }
 
-void LiveSwitch::put(const Output& output, std::span<const uint8_t> frame) {
-    BoundPort* const to = output.port < port_at.size() ? port_at[output.port] : nullptr;
-    if (to == nullptr) return; // ends at the switch itself
+OutputFate LiveSwitch::put(const Output& output, const BoundPort& from, std::span<const uint8_t> frame) {
+    BoundPort* const to = bound_to(output.port);
+    if (to == nullptr) return {}; // ends at the switch itself
     const std::span<const uint8_t> head(output.head.data(), output.head_length);
     const std::span<const uint8_t> rest = frame.subspan(output.skip);
-    if (to->may_wait || output.has_queue) return enqueue(output, head, rest);
+    if (to->may_wait || output.has_queue) return enqueue(output, from, head, rest);
     to->count.sent.add(static_cast<uint32_t>(head.size() + rest.size()));
     to->open.interface.put(head, rest);
+    return {DropReason::none, recorder.is_recording() ? egress.queue_of(output) : 0};
 }
 
-void LiveSwitch::enqueue(const Output& output, std::span<const uint8_t> head, std::span<const uint8_t> rest) {
+OutputFate LiveSwitch::enqueue(const Output& output, const BoundPort& from, std::span<const uint8_t> head,
+                               std::span<const uint8_t> rest) {
     const FrameHandle handle = waiting.keep(head, rest);
     const auto length = static_cast<uint32_t>(head.size() + rest.size());
     const DropReason reason = egress.enqueue(output, length, handle, now);
-    if (reason == DropReason::none) return;
     if (reason == DropReason::no_buffer) ++count.no_buffer;
-    waiting.give_back(handle);
+    if (reason != DropReason::none) waiting.give_back(handle);
+    if (!recorder.is_recording()) return {};
+    trails.resize(std::max<size_t>(trails.size(), handle + size_t{1}));
+    trails[handle] = {frame_number, recorder.interface_of(from.place), output.mirror};
+    return {reason, egress.queue_of(output)};
 }
 
 bool LiveSwitch::depart(const Departure& departure) {
-    const int32_t number = egress.queues()[departure.queue].name.port;
-    const PortIndex place = taken.ports->find(number);
+    const PortIndex place = taken.ports->find(egress.queues()[departure.queue].name.port);
     leaving.push_back(departure.handle);
-    BoundPort* const to = place < port_at.size() ? port_at[place] : nullptr;
+    BoundPort* const to = bound_to(place);
     if (to == nullptr) return true;
     const std::span<const uint8_t> bytes = waiting.bytes(departure.handle);
     to->count.sent.add(static_cast<uint32_t>(bytes.size()));
     to->open.interface.put({}, bytes);
+    if (recorder.is_recording()) record_departure(departure, place);
     return true;
 }
 
@@ -215,6 +226,52 @@ void LiveSwitch::flush() {
     for (const FrameHandle handle : leaving)
         waiting.give_back(handle);
     leaving.clear();
+}
+
+// --- The record ---
+
+void LiveSwitch::record(const BoundPort& from, std::span<const uint8_t> frame) {
+    CapturedFrame captured;
+    captured.bytes = frame;
+    captured.original_length = static_cast<uint32_t>(frame.size());
+    captured.time = now + wall_offset;
+    if (from.place == no_port)
+        return recorder.write_stray("port" + std::to_string(from.count.port), captured, frame_number);
+    recorder.write_received(from.place, captured, frame_number, outcome, fates, egress);
+    for (const Output& output : outcome.outputs) {
+        const BoundPort* const to = bound_to(output.port);
+        if (to == nullptr || (!to->may_wait && !output.has_queue)) record_unqueued(from, output, frame);
+    }
+}
+
+void LiveSwitch::record_unqueued(const BoundPort& from, const Output& output, std::span<const uint8_t> frame) {
+    const std::span<const uint8_t> rest = frame.subspan(output.skip);
+    whole.assign(output.head.begin(), output.head.begin() + output.head_length);
+    whole.insert(whole.end(), rest.begin(), rest.end());
+    LeavingFrame left;
+    left.bytes = whole;
+    left.id = frame_number;
+    left.interface = recorder.interface_of(output.port);
+    left.from = recorder.interface_of(from.place);
+    left.mirror = output.mirror;
+    left.is_delivered = bound_to(output.port) == nullptr;
+    left.queue = left.is_delivered ? 0 : egress.queue_of(output);
+    left.time = now + wall_offset;
+    recorder.write_sent(left, egress);
+}
+
+void LiveSwitch::record_departure(const Departure& departure, PortIndex port) {
+    const Trail& trail = trails[departure.handle];
+    LeavingFrame left;
+    left.bytes = waiting.bytes(departure.handle);
+    left.id = trail.frame;
+    left.interface = recorder.interface_of(port);
+    left.from = trail.from;
+    left.mirror = trail.mirror;
+    left.queue = departure.queue;
+    left.waited = departure.waited;
+    left.time = now + wall_offset;
+    recorder.write_sent(left, egress);
 }
 
 // --- Changes ---
@@ -250,6 +307,7 @@ bool LiveSwitch::take_configuration() {
     taken = next;
     bind_ports();
     egress.adopt(taken, now, sink);
+    if (recorder.is_recording()) recorder.adopt(taken);
     return true;
 }
 
@@ -343,6 +401,7 @@ void LiveSwitch::publish() {
     count.learned = state.learned.size();
     counts.all = count;
     counters.publish(counts);
+    if (recorder.is_recording()) recorder.flush();
     publish_at = now + between_publications;
 }
 

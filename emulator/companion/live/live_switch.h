@@ -10,6 +10,7 @@
 #include "companion/live/link.h"
 #include "companion/live/packet_port.h"
 #include "companion/live/store_watch.h"
+#include "companion/recorder.h"
 #include "dataplane/egress.h"
 #include "dataplane/forward.h"
 
@@ -26,6 +27,7 @@ struct OpenPort {
 
 struct LiveOptions {
     std::filesystem::path store;
+    std::string record;     // a capture of all that comes and goes; empty: none
     uint64_t line_rate = 0; // bit/s of every line; 0: as fast as the machine goes
     bool has_priority = false;
 };
@@ -52,10 +54,16 @@ private:
     bool turn();
     void receive(BoundPort& from, std::span<const uint8_t> frame);
     void count_outcome(BoundPort& from);
-    void put(const dataplane::Output& output, std::span<const uint8_t> frame);
-    void enqueue(const dataplane::Output& output, std::span<const uint8_t> head, std::span<const uint8_t> rest);
+    BoundPort* bound_to(dataplane::PortIndex port) const { return port < port_at.size() ? port_at[port] : nullptr; }
+    OutputFate put(const dataplane::Output& output, const BoundPort& from, std::span<const uint8_t> frame);
+    OutputFate enqueue(const dataplane::Output& output, const BoundPort& from, std::span<const uint8_t> head,
+                       std::span<const uint8_t> rest);
     bool depart(const dataplane::Departure& departure);
     void flush();
+
+    void record(const BoundPort& from, std::span<const uint8_t> frame);
+    void record_unqueued(const BoundPort& from, const dataplane::Output& output, std::span<const uint8_t> frame);
+    void record_departure(const dataplane::Departure& departure, dataplane::PortIndex port);
 
     void follow_store();
     template <typename Access> bool unless_locked(Access access);
@@ -89,6 +97,18 @@ private:
     dataplane::EgressSink sink;
     FramePool waiting;
     std::vector<dataplane::FrameHandle> leaving; // of `waiting`: in a batch that is not flushed yet
+    Recorder recorder;
+    int64_t wall_offset;           // of the capture's time to `now`
+    uint64_t frame_number = 0;     // of the one received last
+    std::vector<OutputFate> fates; // of its outputs
+    struct Trail {
+        uint64_t frame = 0;
+        uint32_t from = 0; // the recorder's interface
+        uint16_t mirror = 0;
+    };
+    std::vector<Trail> trails;  // of the frames in `waiting`, by handle, while recording
+    std::vector<uint8_t> whole; // a frame that leaves
+
     std::vector<BoundPort> ports;
     std::vector<BoundPort*> port_at; // by PortIndex; null: not bound
     SwitchCount count;
