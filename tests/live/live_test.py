@@ -208,6 +208,77 @@ class Configuration(Wires):
         self.assertIsNone(self.hosts[3].receive())
 
 
+class Watching(Wires):
+    def setUp(self):
+        super().setUp()
+        self.play(OFFICE)
+        self.wire(1, 2, 3)
+
+    def test_counters_tell_what_came_and_went_and_why_not(self):
+        self.assertIn("no counters; emuswitch live makes them", self.emuswitch("show", "counters").stdout)
+        self.assertIsNone(self.counters())
+        self.assertIn("no counters", self.emuswitch("top", status=1).stderr)
+        self.start()
+        for _ in range(10):
+            self.hosts[1].send(frame(1))
+        for _ in range(10):
+            self.hosts[2].expect(frame(1))
+        self.assertTrue(self.say("disable port 1"))
+        for _ in range(3):
+            self.hosts[1].send(frame(1))
+        counters = wait_until(lambda: (now := self.counters())["ports"][0]["dropped"].get("port_disabled") == 3 and now,
+                              "three drops are counted")
+        self.assertTrue(counters["live"])
+        one, two, three = counters["ports"]
+        self.assertEqual({"frames": 13, "bytes": 13 * len(frame(1))}, one["received"])
+        self.assertEqual({"port_disabled": 3}, one["dropped"])
+        self.assertEqual([0, 10, 10], [port["sent"]["frames"] for port in (one, two, three)])
+        self.assertEqual((10, 3, 10), (counters["frames"]["flooded"], counters["frames"]["dropped"], counters["copies"]))
+        # Every frame has an outcome: frames in are outputs and drops, less the copies.
+        outputs = sum(port["sent"]["frames"] for port in (one, two, three))
+        self.assertEqual(13, outputs + 3 - counters["copies"])
+        self.assertIn("port_disabled 3", self.emuswitch("show", "counters").stdout)
+        self.assertIn("sw1", self.emuswitch("top", "--count", "1").stdout)
+        self.stop()
+        self.assertFalse(self.counters()["live"])
+        self.assertIn("not live any more", self.emuswitch("top").stdout)
+
+    def test_a_record_has_what_came_and_went_and_why(self):
+        record = self.folder / "record.pcapng"
+        self.start(options=["--record", str(record)])
+        self.hosts[1].send(frame(1, payload=b"recorded"))
+        self.hosts[2].expect(frame(1, payload=b"recorded"))
+        self.assertTrue(self.say("disable port 1"))
+        self.hosts[1].send(frame(1, payload=b"refused"))
+        wait_until(lambda: self.counters()["frames"]["dropped"] == 1, "the second frame is dropped")
+        self.assertEqual(0, self.stop())
+        written = record.read_bytes()
+        self.assertEqual(bytes.fromhex("0a0d0d0a"), written[:4])
+        # Received on 1, sent on 2, and with a tag on 3.
+        self.assertEqual(2, written.count(frame(1, payload=b"recorded")))
+        self.assertEqual(1, written.count(frame(1, tags=tag(0x8100, 10), payload=b"recorded")))
+        self.assertEqual(1, written.count(frame(1, payload=b"refused")))
+        for words in (b"port1", b"port2", b"port3", b"flooded", b"port_disabled"):
+            self.assertIn(words, written)
+
+    def test_a_shaper_holds_frames_back_and_drops_what_finds_no_room(self):
+        self.assertTrue(self.say("set ether 2 shaping on rate 64 burst 2 kbyte"))
+        self.start()
+        payload = bytes(986)
+        for _ in range(60):  # some 60 KB at once, into a queue of 16 KB
+            self.hosts[1].send(frame(1, payload=payload))
+        counters = wait_until(lambda: (now := self.counters())["ports"][2]["sent"]["frames"] == 60 and now,
+                              "the port without a shaper has sent all")
+        queue, = counters["queues"]
+        self.assertEqual((2, None), (queue["port"], queue["queue"]))
+        self.assertEqual(60, queue["sent"]["frames"] + queue["waiting"]["frames"] + queue["full"]["frames"])
+        self.assertGreater(queue["full"]["frames"], 0)
+        self.assertLessEqual(queue["highest"], queue["length"])
+        # Without the shaper what waits goes at once.
+        self.assertTrue(self.say("set ether 2 shaping off"))
+        wait_until(lambda: self.counters()["queues"][0]["waiting"]["frames"] == 0, "nothing waits")
+
+
 class Interfaces(Wires):
     def settings(self):
         shown = json.loads(subprocess.run(["ip", "-d", "-j", "link"], check=True, capture_output=True).stdout)
