@@ -279,7 +279,8 @@ const RuleDimension::Class& RuleDimension::class_of(uint32_t field_value) const 
     const size_t bucket = std::min<size_t>((value - lowest_in_bucket) >> bucket_shift, buckets.size() - 2);
     // Without a branch that depends on the value, as most would be guessed wrong.
     const uint32_t* base = &starts[buckets[bucket]];
-    for (size_t count = buckets[bucket + 1] - size_t{buckets[bucket]} + 1; count > 1;) {
+    size_t count = size_t{buckets[bucket + 1]} - buckets[bucket] + 1;
+    while (count > 1) {
         const size_t half = count / 2;
         base += base[half] <= value ? half : 0;
         count -= half;

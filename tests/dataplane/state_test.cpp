@@ -413,14 +413,14 @@ TEST_F(Adopt, PortsKeepWhatIsTheirsByNumber) {
     learn(20, 5, 2);
     learn(20, 6, 4);
     device.state.has_carrier = {1, 0, 1};
-    device.state.is_bound = {0, 0, 1};
+    device.state.is_bound = {0, 1, 0};
     device.state.buckets[2][3] = {77, 1, true};
     renew({2, 3, 4});
     device.apply();
     EXPECT_EQ(port_of(20, 5), 2);
     EXPECT_EQ(port_of(20, 6), 4);
     EXPECT_EQ(device.state.has_carrier, (std::vector<uint8_t>{0, 1, 1}));
-    EXPECT_EQ(device.state.is_bound, (std::vector<uint8_t>{0, 0, 1}));
+    EXPECT_EQ(device.state.is_bound, (std::vector<uint8_t>{1, 0, 0}));
     EXPECT_EQ(device.state.is_up, (std::vector<uint8_t>{0, 1, 1}));
     EXPECT_EQ(device.state.buckets[2][3].tokens, 77U);
     EXPECT_FALSE(device.state.buckets[1][3].is_started);
