@@ -1,4 +1,4 @@
-// Drawing a replay as SVG. It has to be readable on paper without colours: lines differ in their dashes and carry their
+// Drawing a replay as SVG. It has to be readable on paper without colors: lines differ in their dashes and carry their
 // names, and queues have a strip each.
 #include "companion/replay_plot.h"
 
@@ -111,7 +111,7 @@ struct Style {
     const char* dash;
     double width;
 };
-// Dark enough for paper, apart for the colour-blind, and told apart by their dashes alone.
+// Dark enough for paper, apart for the color-blind, and told apart by their dashes alone.
 constexpr Style styles[] = {{"#0b3c5d", "none", 2.2},    {"#b3400a", "7 3", 2.0},  {"#1b7a4b", "2 2.5", 2.2},
                             {"#6a3d9a", "9 3 2 3", 2.0}, {"#555555", "none", 1.0}, {"#9a6b00", "4 2 1 2 1 2", 2.0},
                             {"#0077aa", "14 4", 1.6},    {"#aa3377", "1.5 4", 2.6}};

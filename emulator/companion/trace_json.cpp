@@ -1,6 +1,8 @@
 // Told frames as JSON, written by hand: there may be a million of them in a second.
 #include "companion/trace_json.h"
 
+#include "platform/words.h"
+
 #include <algorithm>
 #include <array>
 #include <bitset>
@@ -172,18 +174,16 @@ void put_tag(LineBuffer& out, uint32_t vid, uint32_t tag_type) {
 }
 
 std::string_view color_word(uint32_t color) {
-    constexpr std::string_view words[] = {"green", "yellow", "red"};
-    return words[color];
+    return word_for(color_words, color);
 }
 
 std::string_view link_frame_word(uint32_t kind) {
-    constexpr std::string_view words[] = {"bpdu", "", "lag", "pae"};
-    return kind < std::size(words) ? words[kind] : "";
+    const char* const word = word_for(link_frame_words, kind);
+    return word != nullptr ? word : "";
 }
 
 std::string_view local_action_word(uint32_t action) {
-    constexpr std::string_view words[] = {"", "local", "both", "local_learning", "discard"};
-    return words[action];
+    return word_for(local_type_words, action);
 }
 
 void put_kept(LineBuffer& out, const Ports& ports, const Step& step) {

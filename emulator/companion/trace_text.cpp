@@ -3,6 +3,7 @@
 
 #include "companion/frame_text.h"
 #include "companion/words.h"
+#include "platform/words.h"
 
 #include <algorithm>
 #include <bitset>
@@ -30,8 +31,7 @@ std::string bit_rate(uint32_t rate) {
 }
 
 const char* color_word(uint32_t color) {
-    constexpr const char* words[] = {"green", "yellow", "red"};
-    return words[color];
+    return word_for(color_words, color);
 }
 
 std::string mac_word(std::span<const uint8_t> bytes) {
@@ -135,14 +135,14 @@ Line Telling::reception(const Step& step) const {
                 set_port(("tagtype " + hex_16(step.a)).c_str())};
     case StepKind::untagged: return {"no tag, Ethernet type " + hex_16(step.a), ""};
     case StepKind::link_frame_lifted: {
-        constexpr const char* words[] = {"bpdu", "?", "lag", "pae"};
-        const std::string kind = words[step.a & 3];
+        const char* const word = word_for(link_frame_words, step.a);
+        const std::string kind = word != nullptr ? word : "?";
         return {"a link-control frame that port " + here() + " forwards: link_frame " + kind + " forward",
                 set_port(("link_frame " + kind + " discard").c_str())};
     }
     case StepKind::local_entry: {
-        constexpr const char* words[] = {"", "local", "both", "local_learning", "discard"};
-        return {"local entry of port " + here() + " for " + destination() + ": " + words[step.a], ""};
+        return {"local entry of port " + here() + " for " + destination() + ": " + word_for(local_type_words, step.a),
+                ""};
     }
     case StepKind::taken_by_switch: return {"the switch itself takes it", ""};
     default: return {};
@@ -305,10 +305,8 @@ Line Telling::refusal_on_reception(DropReason reason) const {
     case DropReason::port_not_ether: return {"port " + here() + " has no interface to receive from", ""};
     case DropReason::reserved_address:
         return {destination() + " is reserved: no bridge forwards it", [&]() -> std::string {
-                    constexpr const char* words[] = {"bpdu", "", "lag", "pae"};
-                    const size_t kind = frame.bytes[5] & 0xfU;
-                    const bool has_kind = kind < std::size(words) && words[kind][0] != '\0';
-                    return has_kind ? set_port((std::string("link_frame ") + words[kind] + " forward").c_str()) : "";
+                    const char* const kind = word_for(link_frame_words, frame.bytes[5] & 0xfU);
+                    return kind != nullptr ? set_port((std::string("link_frame ") + kind + " forward").c_str()) : "";
                 }()};
     case DropReason::local_discard:
         return {"a local entry discards it", "delete lfdbentry " + destination() + " in port " + here()};

@@ -15,7 +15,7 @@ enum class Assumption : uint8_t {
     extraction_from_start = 5,    // extraction points count from the first byte as received, tag and all
     priority_by_cosmap = 6,       // dot1p: the class of the priority by the receiving port's cosmap
     tosmap_of_sending_port = 7,   // dscp: the ToS map is that of the rule's stream on the sending port
-    policer_keeps_color = 8,      // what conforms keeps the colour that it was classified with
+    policer_keeps_color = 8,      // what conforms keeps the color that it was classified with
     frames_count_with_fcs = 9,    // rates count the FCS, and short frames as padded
     own_address_to_switch = 10,   // a frame to a port's own address ends at the switch itself
     ports_without_interface = 11, // what is sent to a port of type vif or none ends at the switch itself

@@ -1,4 +1,4 @@
-// Which stream, class and colour a frame has, and whether its port's policer lets it pass.
+// Which stream, class and color a frame has, and whether its port's policer lets it pass.
 #pragma once
 
 #include "dataplane/bytes.h"

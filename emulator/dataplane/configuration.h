@@ -7,6 +7,7 @@
 
 #include "dataplane/matcher.h"
 #include "dataplane/tables.h"
+#include "platform/brgfdb.h"
 
 #include <array>
 #include <cstdint>
@@ -25,45 +26,49 @@ template <typename Enumeration> constexpr uint32_t number_of(Enumeration value) 
     return static_cast<uint32_t>(value);
 }
 
-constexpr uint8_t class_count = 8;
+constexpr uint8_t class_count = classes_per_stream;
 constexpr uint8_t color_count = 3;
 
 // --- Ports ---
 
-enum class PortType : uint8_t { none, ether, virtual_interface };
+enum class PortType : uint8_t {
+    none = port_type::none,
+    ether = port_type::ether,
+    virtual_interface = port_type::virtual_interface
+};
 
 // A token bucket on reception, for one class of a port. A rate of 0: none.
 struct Policer {
     uint32_t rate = 0;  // bit/s
     uint32_t burst = 0; // bytes
-    uint8_t excess = 0; // the colour of what exceeds it, 0 to 2; or `discards_excess`
+    uint8_t excess = 0; // the color of what exceeds it, 0 to 2; or `discards_excess`
 };
-constexpr uint8_t discards_excess = 255;
+constexpr uint8_t discards_excess = color::discard;
 
-enum class LinkMode : uint8_t { none, all, any };      // none: never set
-enum class LinkDepend : uint8_t { none, vlan, ports }; // likewise
+enum class LinkMode : uint8_t { none, all = link_mode::all, any = link_mode::any };             // none: never set
+enum class LinkDepend : uint8_t { none, vlan = link_depend::vlan, ports = link_depend::ports }; // likewise
 
 struct Port {
     int32_t number = 0;
     int32_t ether = 0; // the physical interface that it is bound to
     PortType type = PortType::none;
     bool is_enabled = false;
-    bool accepts_untagged = true;       // aftype all
-    bool filters_ingress = false;       // ingfil
-    bool looks_at_tags = true;          // ignoretag off
-    bool looks_at_priority_tags = true; // ignoreptag off
-    bool edits_priority = false;        // cosedit
-    bool ignores_fdb = false;           // ignorefdb
-    bool counts_gap = false;            // bandwidth frame_gap: rates count 20 bytes a frame more
-    bool is_in_lag = false;             // kept
-    bool has_ip_interface = false;      // kept
-    bool breaks_loops = false;          // kept
-    uint16_t tag_type = 0x8100;         // the TPID that it recognises
-    uint16_t pvid = 0;                  // 0: none
-    uint32_t aging = 300;               // seconds
-    uint8_t default_stream = 0;         // where no rule matches: 0 to 255, the interface's number less one
-    uint8_t default_class = 0;          // 0 to 7
-    uint8_t default_color = 0;          // 0 green, 1 yellow, 2 red
+    bool accepts_untagged = true;         // aftype all
+    bool filters_ingress = false;         // ingfil
+    bool looks_at_tags = true;            // ignoretag off
+    bool looks_at_priority_tags = true;   // ignoreptag off
+    bool edits_priority = false;          // cosedit
+    bool ignores_fdb = false;             // ignorefdb
+    bool counts_gap = false;              // bandwidth frame_gap: rates count 20 bytes a frame more
+    bool is_in_lag = false;               // kept
+    bool has_ip_interface = false;        // kept
+    bool breaks_loops = false;            // kept
+    uint16_t tag_type = default_tag_type; // the TPID that it recognises
+    uint16_t pvid = 0;                    // 0: none
+    uint32_t aging = 300;                 // seconds
+    uint8_t default_stream = 0;           // where no rule matches: 0 to 255, the interface's number less one
+    uint8_t default_class = 0;            // 0 to 7
+    uint8_t default_color = 0;            // 0 green, 1 yellow, 2 red
     std::array<uint8_t, 8> class_of_priority{0, 1, 2, 3, 4, 5, 6, 7}; // cosmap
     std::array<Policer, class_count> policers{};
     uint8_t forwarded_link_frames = 0; // bit k: link_frame forward for kind k, the last byte of the address
@@ -80,8 +85,8 @@ struct Ports {
 
 // --- VLANs ---
 
-constexpr uint32_t vid_count = 8192;
-constexpr uint32_t first_local_vid = 4096; // from here on, an id never stands in a tag
+constexpr uint32_t vid_count = vlan_id::highest_local + 1;
+constexpr uint32_t first_local_vid = vlan_id::lowest_local; // from here on, an id never stands in a tag
 
 struct ExtractionPoint {
     uint16_t offset = 0; // from the first byte of the frame as received
@@ -92,9 +97,9 @@ struct ExtractionPoint {
 struct Member {
     PortIndex port = 0;
     bool is_tagged = false;
-    uint16_t tag_type = 0x8100;        // of the tag with which frames leave
-    std::optional<uint16_t> protgroup; // untagged for its Ethernet types only
-    int32_t list = -1;                 // the classification list bound here, by its place in `Lists::lists`; -1: none
+    uint16_t tag_type = default_tag_type; // of the tag with which frames leave
+    std::optional<uint16_t> protgroup;    // untagged for its Ethernet types only
+    int32_t list = -1; // the classification list bound here, by its place in `Lists::lists`; -1: none
     std::array<ExtractionPoint, 4> extraction{};
 };
 
@@ -140,7 +145,12 @@ struct StaticEntry {
     bool is_of_system = false;
 };
 
-enum class LocalAction : uint8_t { local = 1, both = 2, local_learning = 3, discard = 4 };
+enum class LocalAction : uint8_t {
+    local = local_type::local,
+    both = local_type::both,
+    local_learning = local_type::local_learning,
+    discard = local_type::discard
+};
 
 struct LocalEntry {
     LocalAction action = LocalAction::discard;
@@ -155,7 +165,7 @@ struct Filters {
 
 // --- Classification lists ---
 
-enum class Marking : uint8_t { normal, dot1p, dscp };
+enum class Marking : uint8_t { normal = marking::normal, dot1p = marking::dot1p, dscp = marking::dscp };
 
 struct List {
     int32_t number = 0;
@@ -170,7 +180,13 @@ struct Lists {
 
 // --- Mirrors ---
 
-enum class MirrorSource : uint8_t { received = 1, received_in_vlan = 2, sent = 3, sent_in_vlan = 4, vlan = 5 };
+enum class MirrorSource : uint8_t {
+    received = mirror_source::received,
+    received_in_vlan = mirror_source::received_in_vlan,
+    sent = mirror_source::sent,
+    sent_in_vlan = mirror_source::sent_in_vlan,
+    vlan = mirror_source::vlan
+};
 
 // A mirror that is enabled; others copy nothing.
 struct Mirror {
@@ -179,12 +195,12 @@ struct Mirror {
     PortIndex source_port = no_port;
     uint16_t source_vid = 0;
     PortIndex destination = no_port;
-    bool is_filtered = false; // only frames of this stream, class and colour
+    bool is_filtered = false; // only frames of this stream, class and color
     uint8_t stream = 0;
     uint8_t traffic_class = 0;
     uint8_t color = 0;
     bool adds_tag = false;
-    uint16_t tag_type = 0x8100;
+    uint16_t tag_type = default_tag_type;
     uint16_t tag_vid = 0;
 };
 
@@ -194,7 +210,7 @@ struct Mirrors {
 
 // --- Quality of service ---
 
-// What is dropped of one colour of a queue. Tail drop: `min_threshold` 100 and the rest 0.
+// What is dropped of one color of a queue. Tail drop: `min_threshold` 100 and the rest 0.
 struct DropPolicy {
     uint32_t min_threshold = 100; // percent of the queue's length
     uint32_t min_drop = 0;        // percent of the frames, at the lower threshold
@@ -238,9 +254,10 @@ struct EtherShaper {
 };
 
 struct Qos {
-    std::vector<Stream> streams;        // those attached to a port, by index
-    std::array<uint16_t, 1024> place{}; // of a stream index in `streams`, plus one; 0: there is none
-    std::vector<EtherShaper> shapers;   // by interface
+    std::vector<Stream> streams; // those attached to a port, by index
+    std::array<uint16_t, front_port_count * streams_per_port>
+        place{};                      // of a stream index in `streams`, plus one; 0: there is none
+    std::vector<EtherShaper> shapers; // by interface
     const Stream* find(uint32_t stream_index) const {
         return stream_index < place.size() && place[stream_index] != 0 ? &streams[place[stream_index] - 1U] : nullptr;
     }

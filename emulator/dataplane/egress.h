@@ -80,7 +80,7 @@ struct QueueView {
     uint32_t frames = 0;       // frames in it now
     uint32_t highest_fill = 0; // bytes
     Count sent;
-    std::array<Count, color_count> full{};  // dropped by colour: no room
+    std::array<Count, color_count> full{};  // dropped by color: no room
     std::array<Count, color_count> early{}; // by chance, before it was full
     Count removed;                          // in it when it went, or when its port was disabled
 };

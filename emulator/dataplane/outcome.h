@@ -78,7 +78,7 @@ enum class KeptSetting : uint8_t {
 // Why a mirror did not copy a frame of its source.
 enum class MirrorSkip : uint8_t {
     not_classified, // its filter wants a class, and the frame was dropped before it had one
-    other_class,    // another stream, class or colour than its filter wants
+    other_class,    // another stream, class or color than its filter wants
     disabled,       // its destination
     down,           // likewise
 };
@@ -106,12 +106,12 @@ enum class StepKind : uint8_t {
     list_matched,         // a list, b line
     list_not_matched,     // a list
     no_list,              //
-    class_by_rule,        // a stream, b class, c colour
+    class_by_rule,        // a stream, b class, c color
     class_by_priority,    // a priority, b class: dot1p
     class_by_tos,         // a ToS, b class, c sending port: dscp
-    class_by_default,     // a stream, b class, c colour
+    class_by_default,     // a stream, b class, c color
     within_rate,          // a class, b rate
-    recolored,            // a class, b rate, c new colour
+    recolored,            // a class, b rate, c new color
     over_rate,            // a class, b rate: discarded
     learned,              // a VLAN id, b port
     moved,                // a VLAN id, b old port

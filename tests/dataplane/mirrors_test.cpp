@@ -155,7 +155,7 @@ TEST_F(Mirrors, ATagStandsInFrontOfTheOneThatTheFrameLeftWith) {
     EXPECT_EQ(copy(in_20), frame_of(berta, anna, tag(0x8100, 77, 5), arp, Bytes(50, 1)));
 }
 
-TEST_F(Mirrors, AFilterWantsStreamClassAndColour) {
+TEST_F(Mirrors, AFilterWantsStreamClassAndColor) {
     Mirror& mirror = parts.add_mirror(1, MirrorSource::received, 1, 0, 4);
     mirror.is_filtered = true;
     mirror.stream = 3;
