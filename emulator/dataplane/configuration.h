@@ -88,10 +88,7 @@ struct Ports {
 constexpr uint32_t vid_count = vlan_id::highest_local + 1;
 constexpr uint32_t first_local_vid = vlan_id::lowest_local; // from here on, an id never stands in a tag
 
-struct ExtractionPoint {
-    uint16_t offset = 0; // from the first byte of the frame as received
-    uint8_t width = 0;   // 1, 2 or 4 bytes; 0: not used
-};
+using ::ExtractionPoint; // `offset` counts from the first byte of the frame as received; width 0: not used
 
 // A port in a VLAN.
 struct Member {

@@ -41,7 +41,7 @@ void dump_vlans(std::ostream& out, const Vlans& vlans) {
             out << "\n  member";
             put(out, member.port, member.is_tagged, member.tag_type, member.protgroup.value_or(0),
                 member.protgroup.has_value(), member.list);
-            for (const dataplane::ExtractionPoint& point : member.extraction)
+            for (const ExtractionPoint& point : member.extraction)
                 put(out, point.offset, point.width);
         }
         out << "\n";

@@ -185,9 +185,9 @@ TEST_F(Classes, ExtractionPointsCountFromTheFirstByteReceived) {
     bytes[51] = 0x34;
     bytes[52] = 0x56;
     bytes[53] = 0x78;
-    const std::vector<std::pair<dataplane::ExtractionPoint, uint32_t>> points{
-        {{50, 1}, 0x12}, {{50, 2}, 0x1234}, {{50, 4}, 0x12345678},
-        {{53, 1}, 0x78}, {{12, 2}, 0x8100}, {{0, 4}, 0x02000000}};
+    const std::vector<std::pair<ExtractionPoint, uint32_t>> points{{{50, 1}, 0x12},       {{50, 2}, 0x1234},
+                                                                   {{50, 4}, 0x12345678}, {{53, 1}, 0x78},
+                                                                   {{12, 2}, 0x8100},     {{0, 4}, 0x02000000}};
     constexpr std::array fields{Field::extraction_1, Field::extraction_2, Field::extraction_3, Field::extraction_4};
     for (size_t point = 0; point < fields.size(); ++point) {
         for (const auto& [where, value] : points) {
