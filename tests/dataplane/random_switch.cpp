@@ -317,7 +317,7 @@ void check_output(const Configuration& configuration, const State& state, const 
     require(output.head_length <= output.head.size(), "a head has room for its bytes");
     require(output.skip <= frame.bytes.size(), "an output skips no more than there is");
     require(output.head_length + frame.bytes.size() - output.skip >= shortest_frame, "what leaves is a frame");
-    require(output.traffic_class < class_count && output.color < color_count, "an output has a class and a colour");
+    require(output.traffic_class < class_count && output.color < color_count, "an output has a class and a color");
     require((output.kind == OutputKind::mirrored) == (output.mirror != 0), "only copies of mirrors name one");
     require(outcome.verdict != Verdict::dropped || output.mirror != 0, "a dropped frame has copies only");
     if (output.port == no_port) return require(output.kind == OutputKind::delivered, "the switch itself takes frames");
@@ -353,7 +353,7 @@ void check_outcome(const Configuration& configuration, const State& state, const
     const bool is_dropped = outcome.verdict == Verdict::dropped;
     require(is_dropped == (outcome.reason != DropReason::none), "a dropped frame, and no other, has a reason");
     require(outcome.outputs.size() + (is_dropped ? 1 : 0) >= 1, "each frame has an output or is dropped");
-    require(outcome.traffic_class < class_count && outcome.color < color_count, "a frame has a class and a colour");
+    require(outcome.traffic_class < class_count && outcome.color < color_count, "a frame has a class and a color");
     require(outcome.vid == 0 || configuration.vlans->find(outcome.vid) != nullptr, "the VLAN exists");
     const bool is_forwarded = outcome.verdict == Verdict::forwarded || outcome.verdict == Verdict::flooded;
     require(!is_forwarded || outcome.is_classified, "forwarded frames have been classified");
