@@ -210,7 +210,7 @@ Line Telling::learning(const Step& step) const {
         return {"nothing is learned: " + vlan(step.a) + " has learning off", set_vlan(step.a, "learning on")};
     case StepKind::not_learned_limit:
         return {"nothing is learned: " + vlan(step.a) + " is at its limit of " + std::to_string(step.b),
-                set_vlan(step.a, "learninglimit 0")};
+                set_vlan(step.a, "learninglimit none")};
     case StepKind::not_learned_full:
         return {"nothing is learned: the forwarding database is full (emuswitch limit fdb_entries)", ""};
     case StepKind::not_learned_source: return {"nothing is learned: " + source + " is no address of a host", ""};
