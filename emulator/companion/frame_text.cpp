@@ -339,11 +339,13 @@ bool is_mac(const std::string& word) {
     return word.size() == 17 && word[2] == ':' && word[5] == ':';
 }
 
+// A word that begins with a decimal digit is meant as digits, even where it holds something else.
 bool names_a_field(const std::vector<std::string>& words) {
+    const std::string& first = words[0];
     // "da" could be a byte, too.
-    if (words[0] == "da") return words.size() == 1 || is_mac(words[1]);
-    return std::any_of(words[0].begin(), words[0].end(),
-                       [](char c) { return hex_value(c) < 0 && c != ':' && !is_blank(c); });
+    if (first == "da") return words.size() == 1 || is_mac(words[1]);
+    if (first.empty() || (first[0] >= '0' && first[0] <= '9')) return false;
+    return std::any_of(first.begin(), first.end(), [](char c) { return hex_value(c) < 0 && c != ':' && !is_blank(c); });
 }
 
 // --- What tcpdump prints ---

@@ -24,8 +24,12 @@ import sys
 
 from frames import frame_of_words, tags_of_words, told_tags
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "system"))
+TESTS = pathlib.Path(__file__).resolve().parents[1]
+sys.path += [str(TESTS / "system"), str(TESTS / "companion")]
+from json_schema import problems as schema_problems  # noqa: E402  pylint: disable=wrong-import-position
 from switch import COMPANION, Switch  # noqa: E402  pylint: disable=wrong-import-position
+
+SCHEMA = json.loads((TESTS.parent / "docs/trace.schema.json").read_text())
 
 
 class Told:
@@ -174,6 +178,8 @@ class Transcript:
                 if "error" in answer:
                     self.fail(number, answer["error"])
                     continue
+                for problem in schema_problems(answer, SCHEMA):
+                    self.fail(number, f"not of the schema: {problem}")
                 told = Told(received, answer)
                 if problems := check(told, outcome, outputs, received):
                     self.fail(number, "\n".join([line, *problems, "what became of it:", str(told)]))
