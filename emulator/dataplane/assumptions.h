@@ -29,13 +29,13 @@ enum class Assumption : uint8_t {
     link_mode_unset = 19,         // a dependency without link_mode asks for all links
     dscp_on_reception = 20,       // dscp: policers and mirrors of what is received go by the class of the rule
     // Of time and of the store; no step tells them.
-    streams_share_evenly = 21,    // streams of one priority, counted in bytes
-    minimum_rate_first = 22,      // a stream within its minimum rate goes before those above theirs
-    best_effort_last = 23,        // behind all streams
-    line_rate = 24,               // an interface sends 100 Mbit/s
-    early_drops_linear = 25,      // between the thresholds, by the fill before the frame
-    copies_are_best_effort = 26,  // of mirrors, on their destination
-    learned_seen_at_start = 27,   // what the store has learned counts as seen when a run begins
+    streams_share_evenly = 21,   // streams of one priority, counted in bytes
+    minimum_rate_first = 22,     // a stream within its minimum rate goes before those above theirs
+    best_effort_last = 23,       // behind all streams
+    line_rate = 24,              // an interface sends 100 Mbit/s
+    early_drops_linear = 25,     // between the thresholds, by the fill before the frame
+    copies_are_best_effort = 26, // of mirrors, on their destination
+    learned_seen_at_start = 27,  // what the store has learned counts as seen when a run begins
 };
 
 } // namespace dataplane
