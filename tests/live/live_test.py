@@ -308,7 +308,7 @@ class Interfaces(Wires):
         self.start()
         worker, = self.workers()
         subprocess.run(["kill", "-9", str(worker)], check=True)
-        self.assertEqual(128 + 9, self.live.wait(PATIENCE))
+        self.assertEqual(128 + 9, self.wait())
         wait_until(lambda: self.settings() == before, "everything is as before")
 
     def test_and_that_process_ends_when_the_other_is_killed(self):
@@ -411,7 +411,7 @@ class Interfaces(Wires):
     def test_a_store_that_is_taken_away(self):
         self.start()
         self.store.unlink()
-        self.assertEqual(1, self.live.wait(PATIENCE))
+        self.assertEqual(1, self.wait())
         self.assertIn("was removed or moved away under the live switch", (self.folder / "errors").read_text())
 
 

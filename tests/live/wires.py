@@ -28,6 +28,7 @@ INSIDE = "LIVE_TEST_IS_INSIDE"
 
 ETH_P_ALL = 3
 SOL_PACKET = 263
+PACKET_STATISTICS = 6
 PACKET_AUXDATA = 8
 PACKET_IGNORE_OUTGOING = 23
 TP_STATUS_VLAN_VALID = 1 << 4
@@ -87,6 +88,7 @@ class Host:
         self.socket = socket.socket(socket.AF_PACKET, socket.SOCK_RAW | socket.SOCK_CLOEXEC, socket.htons(ETH_P_ALL))
         self.socket.setsockopt(SOL_PACKET, PACKET_AUXDATA, 1)
         self.socket.setsockopt(SOL_PACKET, PACKET_IGNORE_OUTGOING, 1)
+        self.socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 1 << 24)  # as much as the machine allows
         self.socket.bind((interface, 0))
         self.socket.setblocking(False)
 
@@ -116,6 +118,10 @@ class Host:
                 if status & TP_STATUS_VLAN_VALID:
                     frame = frame[:12] + struct.pack("!HH", tpid, tci) + frame[12:]
         return frame
+
+    def lost(self):
+        """Frames that came while the socket was full, since the last call."""
+        return struct.unpack("II", self.socket.getsockopt(SOL_PACKET, PACKET_STATISTICS, 8))[1]
 
     def receive_all(self):
         frames = []
@@ -198,6 +204,10 @@ class Wires(unittest.TestCase):
         if self.live is None:
             return None
         self.live.send_signal(number)
+        return self.wait()
+
+    def wait(self):
+        """Waits until the live switch has ended, and returns its exit status."""
         status = self.live.wait(PATIENCE)
         self.live.stdout.close()
         self.live = None

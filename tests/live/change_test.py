@@ -1,0 +1,216 @@
+"""Sentences under traffic: each frame leaves as one configuration says, that before a sentence or that behind it.
+
+LIVE_SENTENCES=1000 plays so many accepted ones, LIVE_SEED=7 others. While they are said, frames that carry a number go
+in on all ports. Afterwards `emuswitch trace` says for each configuration that there was what becomes of such a frame:
+all that came out of the live switch for one number has to be what one of them says, one that was in force meanwhile.
+"""
+
+import collections
+import json
+import os
+import random
+import sqlite3
+import struct
+import subprocess
+import time
+
+import wires
+from frames import BROADCAST, frame, mac, tag
+from wires import EMUSWITCH, PATIENCE, TOLVANE, Wires, wait_until
+
+SENTENCES = int(os.environ.get("LIVE_SENTENCES", "60"))
+SEED = int(os.environ.get("LIVE_SEED", "1"))
+RATE = int(os.environ.get("LIVE_FRAMES", "10000"))  # a second, on all ports together, as far as the machine goes
+PORTS = (1, 2, 3, 4)
+VLANS = {"red": 10, "green": 20, "blue": 30}
+
+START = "".join(
+    [f"create port {port} npport {port} portType ether\n" for port in PORTS] +
+    [f"create vlan {name} vid {vid}\n" for name, vid in VLANS.items()] +
+    [f"add port {port} to vlan red tag off\nadd port {port} to vlan green tag on\nenable port {port}\n" for port in PORTS] +
+    ["create mirror 1\ncreate mirror 2\ncreate protgroup 1\n"])
+
+NUMBER = struct.Struct("!4sI")  # at the end of each frame
+MARK = b"num:"
+
+TAGS = (b"", tag(0x8100, 0, 4), tag(0x8100, 10, 3), tag(0x8100, 20, 6), tag(0x8100, 30), tag(0x88A8, 20, 1),
+        tag(0x8100, 77), tag(0x88A8, 10) + tag(0x8100, 20))
+GROUP = bytes.fromhex("01005e000005")
+STATIC = mac(0x5A5A5A)  # where a sentence makes an entry for it; unknown otherwise, and never learned
+TEMPLATES = [(port, frame(0x100 * port, destination, tags=tags, ether_type=ether_type, payload=b"change"))
+             for port in PORTS for tags in TAGS for destination in (BROADCAST, GROUP, STATIC)
+             for ether_type in (0x88B5, 0x88B6)]
+
+
+def static_address():
+    return ":".join(f"{byte:02x}" for byte in STATIC)
+
+
+class Speaker:
+    """Sentences at random that change what becomes of frames, without regard to what the switch will say."""
+
+    def __init__(self, seed):
+        self.chance = random.Random(seed)
+
+    def next(self):
+        pick = self.chance.choice
+        port, other, vlan = pick(PORTS), pick(PORTS), pick(list(VLANS))
+        on, mirror, address = pick(("on", "off")), pick((1, 2)), static_address()
+        return pick((
+            f"{pick(('enable', 'enable', 'disable'))} port {port}",
+            f"set port {port} aftype {pick(('all', 'tagonly'))}",
+            f"set port {port} ingfil {on}",
+            f"set port {port} ignoretag {on}",
+            f"set port {port} ignoreptag {on}",
+            f"set port {port} ignorefdb {on}",
+            f"set port {port} cosedit {on}",
+            f"set port {port} tagtype {pick(('8100', '88a8'))}",
+            f"set port {port} pvid {vlan}",
+            f"set port {port} cosmap val {','.join(str(self.chance.randrange(8)) for _ in range(8))}",
+            f"set port {port} default_class 1/{self.chance.randrange(8)}/green",
+            f"set vlan {vlan} ignorefdb {on}",
+            f"add port {port} to vlan {vlan} tag off",
+            f"add port {port} to vlan {vlan} tag off protgroup 1",
+            f"add port {port} to vlan {vlan} tag on tagtype {pick(('8100', '88a8', '9100'))}",
+            f"remove port {port} from vlan {vlan}",
+            f"{pick(('add', 'remove'))} protocol 88b6 {{}} protgroup 1",
+            f"create sfdbentry {address} in vlan {vlan} {pick((f'port {port} flag 1', 'discard'))}",
+            f"delete sfdbentry {address} in vlan {vlan}",
+            f"delete dfdbentry all in vlan {vlan}",
+            f"set mirror {mirror} source port {port} {pick(('in', 'out'))}",
+            f"set mirror {mirror} source vlan {vlan}",
+            f"set mirror {mirror} dest port {other}",
+            f"set mirror {mirror} tag {pick(('off', 'on vid 99', 'on tagtype 88a8 vid 98'))}",
+            f"{pick(('enable', 'enable', 'disable'))} mirror {mirror}",
+        )).replace("add protocol 88b6 {}", "add protocol 88b6 to").replace("{}", "from")
+
+
+class Change(Wires):
+    def setUp(self):
+        super().setUp()
+        self.play(START)
+        self.wire(*PORTS)
+        self.start()
+        self.number = 0
+        self.sent = []                                     # by number: the sentences that had ended by then
+        self.came = collections.defaultdict(list)          # by number: port and frame without it
+        self.last_seen = {}                                # by number: the sentences that had begun by then
+        self.ended = self.begun = 0
+        self.due = time.monotonic()
+        self.lost = collections.Counter()                  # by port: what the test itself was too slow for
+
+    # --- Traffic ---
+
+    def send_some(self):
+        now = time.monotonic()
+        for _ in range(min(20, int((now - self.due) * RATE))):
+            port, start = TEMPLATES[self.number % len(TEMPLATES)]
+            self.hosts[port].send(start + NUMBER.pack(MARK, self.number))
+            self.sent.append(self.ended)
+            self.number += 1
+            self.due += 1 / RATE
+        self.due = max(self.due, now - 0.01)  # what cannot be made up for is not
+
+    def receive_some(self):
+        for port, host in self.hosts.items():
+            for received in host.receive_all():
+                mark, number = NUMBER.unpack(received[-NUMBER.size:])
+                self.assertEqual(MARK, mark, received.hex())
+                self.came[number].append((port, received[:-NUMBER.size]))
+                self.last_seen[number] = self.begun
+
+    def say_under_traffic(self, sentence):
+        self.begun += 1
+        process = subprocess.Popen([TOLVANE, *sentence.split()], env=self.environment, stdout=subprocess.PIPE)
+        while process.poll() is None:
+            self.send_some()
+            self.receive_some()
+        with process.stdout:
+            is_accepted = b"<result>OK</result>" in process.stdout.read()
+        self.ended += 1
+        return is_accepted
+
+    def snapshot(self, number):
+        """What the switch is told now. Learned addresses do not concern these frames."""
+        copy = self.folder / f"switch{number}.db"
+        with sqlite3.connect(self.store) as source, sqlite3.connect(copy) as target:
+            source.backup(target)
+        source.close()
+        target.close()
+        return copy
+
+    # --- Judgement ---
+
+    def outcomes(self, store):
+        """Of each template, what leaves through the ports, as one configuration has it."""
+        lines = "".join(f"{port} {(start + NUMBER.pack(MARK, 0)).hex()}\n" for port, start in TEMPLATES)
+        done = subprocess.run([EMUSWITCH, "trace", "--json", "-"], env=dict(self.environment, EMUSWITCH=str(store)),
+                              input=lines, text=True, capture_output=True, check=True)
+        told = []
+        for line in done.stdout.splitlines():
+            outputs = json.loads(line)["outputs"]
+            told.append(sorted((output["port"], bytes.fromhex(output["frame"])[:-NUMBER.size]) for output in outputs
+                               if output["port"] in PORTS))
+        self.assertEqual(len(TEMPLATES), len(told))
+        return told
+
+    def missing(self, came, possible, what):
+        """The ports whose frame is not there, where one configuration has all that came and more."""
+        short = [collections.Counter(one) - collections.Counter(came) for one in possible
+                 if not collections.Counter(came) - collections.Counter(one)]
+        self.assertTrue(short and self.lost.total(), f"{what}: {came}, not one of {possible}")
+        return collections.Counter(port for port, _ in min(short, key=collections.Counter.total).elements())
+
+    def test_each_frame_leaves_as_one_configuration_says(self):
+        speaker = Speaker(SEED)
+        stores = [self.snapshot(0)]
+        accepted = 0
+        while accepted < SENTENCES:
+            is_accepted = self.say_under_traffic(speaker.next())
+            accepted += is_accepted
+            stores.append(self.snapshot(len(stores)) if is_accepted else stores[-1])
+            for _ in range(5):
+                self.send_some()
+                self.receive_some()
+
+        def is_quiet():
+            self.receive_some()
+            counters = self.counters()
+            return sum(port["received"]["frames"] for port in counters["ports"]) >= self.number and counters
+        counters = wait_until(is_quiet, "the switch has taken every frame")
+        self.assertEqual([0] * 4, [port["missed"] + port["unsent"] for port in counters["ports"]])
+
+        def has_all_come():
+            self.receive_some()
+            for port, host in self.hosts.items():
+                self.lost[port] += host.lost()
+            sent = sum(port["sent"]["frames"] for port in self.counters()["ports"])
+            return sum(map(len, self.came.values())) + self.lost.total() == sent
+        wait_until(has_all_come, "what was sent has come")
+
+        outcomes, told = [], {}
+        for store in stores:
+            if store not in told:
+                told[store] = self.outcomes(store)
+            outcomes.append(told[store])
+        between = 0
+        missing = collections.Counter()
+        for number in range(self.number):
+            came = sorted(self.came.get(number, []))
+            first = self.sent[number]
+            last = max(self.last_seen.get(number, 0), min(first + 2, len(stores) - 1))
+            template = number % len(TEMPLATES)
+            possible = [outcomes[sentence][template] for sentence in range(first, last + 1)]
+            between += len(set(map(str, possible))) > 1
+            if came not in possible:
+                missing.update(self.missing(came, possible, f"frame {number}, between sentences {first} and {last}"))
+        for port, count in missing.items():
+            self.assertLessEqual(count, self.lost[port], f"port {port}")
+        print(f"{accepted} of {self.begun} sentences accepted, {self.number} frames in, "
+              f"{sum(map(len, self.came.values()))} out, {between} near a change that concerned them; "
+              f"{self.lost.total()} came faster than the test could read them")
+        self.assertGreater(between, 0)
+
+
+if __name__ == "__main__":
+    wires.main()
