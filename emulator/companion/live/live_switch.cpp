@@ -304,9 +304,11 @@ bool LiveSwitch::take_configuration() {
     if (next.ports == taken.ports && next.vlans == taken.vlans && next.filters == taken.filters &&
         next.lists == taken.lists && next.mirrors == taken.mirrors && next.qos == taken.qos)
         return false;
+    // Queues and lines are built from these two alone; on a full switch that takes milliseconds.
+    const bool concerns_egress = next.ports != taken.ports || next.qos != taken.qos;
     taken = next;
     bind_ports();
-    egress.adopt(taken, now, sink);
+    if (concerns_egress) egress.adopt(taken, now, sink);
     if (recorder.is_recording()) recorder.adopt(taken);
     return true;
 }
