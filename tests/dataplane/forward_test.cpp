@@ -115,20 +115,20 @@ TEST_F(Forward, PortsWithoutACarrierReceiveAndSendNothing) {
 }
 
 TEST_F(Forward, WhatAPortKeepsWithoutEffectIsTold) {
-    parts.port(1).breaks_loops = true;
-    parts.port(1).is_in_lag = true;
-    parts.port(1).has_ip_interface = true;
+    parts.port(3).breaks_loops = true;
+    parts.port(3).is_in_lag = true;
+    parts.port(3).has_ip_interface = true;
     parts.port(2).is_in_lag = true;
-    parts.vlan(10).detects_loops = true;
-    device.send(1, untagged);
-    expect_sent(Verdict::flooded, {2});
+    parts.vlan(20).detects_loops = true;
+    device.send(3, in_vlan_20);
+    expect_sent(Verdict::flooded, {1, 2});
     std::vector<std::pair<uint32_t, uint32_t>> kept;
     for (const Step& step : device.outcome.steps)
         if (step.kind == StepKind::kept) kept.emplace_back(step.a, step.b);
-    const std::vector<std::pair<uint32_t, uint32_t>> expected{{number_of(KeptSetting::loop_breaker), 0},
-                                                              {number_of(KeptSetting::link_aggregation), 0},
-                                                              {number_of(KeptSetting::ip_interface), 0},
-                                                              {number_of(KeptSetting::loop_detection), 10},
+    const std::vector<std::pair<uint32_t, uint32_t>> expected{{number_of(KeptSetting::loop_breaker), 2},
+                                                              {number_of(KeptSetting::link_aggregation), 2},
+                                                              {number_of(KeptSetting::ip_interface), 2},
+                                                              {number_of(KeptSetting::loop_detection), 20},
                                                               {number_of(KeptSetting::link_aggregation), 1}};
     EXPECT_EQ(kept, expected);
 }
