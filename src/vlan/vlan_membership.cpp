@@ -12,8 +12,6 @@
 #include "platform/trapevent.h"
 #include "vlan/protgroup.h"
 
-#include <cstring>
-
 namespace {
 
 // How a port is a member.
@@ -99,13 +97,17 @@ void require_known(int32_t status, int32_t port, const char* name) {
     refuse<leaving_messages>(status, port, name);
 }
 
-// Hands "<port>/<name>" to `use`. It is no message and is not cut: two names that differ at their ends are two.
-template <typename Use> void with_qualifier(int32_t port, const char* name, Use use) {
-    const size_t size = sizeof "-2147483648/" + strlen(name);
+// Registers the name of the membership, or takes it away. "<port>/<name>" is no message and is not cut: two names that
+// differ at their ends are two.
+void tell_registry(int32_t port, const char* name, int32_t event) {
+    const size_t size = sizeof "-2147483648/" + static_cast<size_t>(end_of(name) - name);
     auto* const text = static_cast<char*>(__builtin_alloca(size));
     const Operand operands[] = {port, name};
     fill(text, size, packing::message<"{0}/{1}", int32_t, const char*>(), operands);
-    use(text);
+    if (event == trap_event::gone)
+        qual_unregister(qualifier::member, text);
+    else
+        qual_register(qualifier::member, text, qualifier::no_id);
 }
 
 } // namespace
@@ -130,7 +132,7 @@ void add_port(int32_t count, char** words) {
     const int32_t kind = port_kind::of(port);
     if (kind != port_kind::not_shared) portshm_add_port_vlan(port, kind, vid);
     libev_PortVlan_Status(0, port, name, trap_event::added);
-    with_qualifier(port, name, [](const char* text) { qual_register(qualifier::member, text, qualifier::no_id); });
+    tell_registry(port, name, trap_event::added);
     accept();
 }
 
@@ -147,6 +149,6 @@ void remove_port(int32_t count, char** words) {
     const int32_t kind = port_kind::of(port);
     if (kind != port_kind::not_shared) portshm_rm_port_vlan(port, kind, vid);
     libev_PortVlan_Status(0, port, name, trap_event::gone);
-    with_qualifier(port, name, [](const char* text) { qual_unregister(qualifier::member, text); });
+    tell_registry(port, name, trap_event::gone);
     accept();
 }
