@@ -44,7 +44,7 @@ std::string mac_word(std::span<const uint8_t> bytes) {
 class Telling {
 public:
     Telling(const Configuration& met, const Frame& told, const Outcome& result)
-        : configuration(met), frame(told), outcome(result), ports(*met.ports), vlans(*met.vlans) {}
+        : frame(told), outcome(result), ports(*met.ports), vlans(*met.vlans) {}
 
     Line line_of(const Step& step) const;
     std::string vlan(uint32_t vid) const;
@@ -77,7 +77,6 @@ private:
     PortIndex known_port() const;
     uint32_t named_vid() const;
 
-    const Configuration& configuration;
     const Frame frame;
     const Outcome& outcome;
     const Ports& ports;
