@@ -1,4 +1,4 @@
-"""Many processes on one switch, and processes that are killed.
+"""Many processes on one switch, and processes that are killed. KILLED_IN_CROWD=3000 kills more of them.
 
 The log of the switch is the witness: made again call by call on an empty switch, it has to lead to the same answers and
 the same store. Then every call has happened whole or not at all, one after the other, and none was lost.
@@ -6,6 +6,7 @@ the same store. Then every call has happened whole or not at all, one after the 
 
 import collections
 import concurrent.futures
+import os
 import pathlib
 import random
 import re
@@ -20,7 +21,8 @@ from switch import COMPANION, LIBRARIES, Switch
 
 PROCESSES = 16
 SENTENCES = 200
-KILLED = 500
+KILLED = int(os.environ.get("KILLED", "500"))
+KILLED_IN_CROWD = int(os.environ.get("KILLED_IN_CROWD", "400"))
 SHARED = 10  # objects that all processes try to make
 REPLAY = pathlib.Path(__file__).with_name("replay.py")
 
@@ -121,6 +123,41 @@ class Concurrency(unittest.TestCase):
             self.assertEqual({f"create clslist {1000 + each}": 1 for each in range(SHARED)}, makers)
             self.check_against_log(switch)
 
+    def run_at_most(self, switch, sentence, longest):
+        """The tool with a sentence, killed where it takes longer."""
+        with switch.start(sentence) as process:
+            try:
+                output, errors = process.communicate(timeout=longest)
+            except subprocess.TimeoutExpired:
+                process.kill()
+                output, errors = process.communicate()
+        return Run(process.pid, sentence, process.returncode, output, errors)
+
+    def test_a_crowd_that_is_killed_one_by_one_loses_nothing(self):
+        with Switch() as switch:
+            for port in FRONT_PORTS:
+                switch.say(f"create port {port} npport {port} portType ether")
+
+            def writer(number):
+                chance, model, runs, longest = random.Random(number), own_model(number), [], 0.05
+                while sum(each.status == -signal.SIGKILL for each in runs) < KILLED_IN_CROWD // PROCESSES:
+                    runs.append(self.run_at_most(switch, model.next()[0], chance.uniform(0.2, 1) * longest))
+                    longest *= 1.02 if runs[-1].status == -signal.SIGKILL else 0.97
+                return runs
+
+            with concurrent.futures.ThreadPoolExecutor(PROCESSES) as pool:
+                runs = [run for runs in pool.map(writer, range(PROCESSES)) for run in runs]
+            self.assertEqual({0, -signal.SIGKILL}, {each.status for each in runs})
+            self.assertEqual([], [each for each in runs if each.errors])
+            calls = collections.Counter(row[0] for row in switch.query("SELECT pid FROM call_log"))
+            lost = [each for each in runs if "<result>OK" in each.output and calls[each.pid] == 0]
+            self.assertEqual([], lost, "accepted, and not in the log")
+            killed = [each for each in runs if each.status == -signal.SIGKILL]
+            print(f"{len(runs)} processes of {PROCESSES} writers, {len(killed)} killed,"
+                  f" {sum(calls[each.pid] > 0 for each in killed)} of them behind a call")
+            self.check_against_log(switch)
+            self.assertTrue(switch.say("create clslist 4000").is_accepted)
+
     def test_killed_processes_leave_nothing_half_made(self):
         chance = random.Random(1)
         model = Model(1)
@@ -129,19 +166,10 @@ class Concurrency(unittest.TestCase):
         model.ACTIONS = [*Model.ACTIONS, (60, Model.create_port), (30, Model.delete_port), (60, Model.create_queue),
                          (30, Model.delete_queue), (20, Model.create_stream)]
         with Switch() as switch:
-            def run(sentence, longest):
-                with switch.start(sentence) as process:
-                    try:
-                        output, errors = process.communicate(timeout=longest)
-                    except subprocess.TimeoutExpired:
-                        process.kill()
-                        output, errors = process.communicate()
-                return Run(process.pid, sentence, process.returncode, output, errors)
-
             # The right time to kill depends on the machine: it follows what came of the last processes.
             longest, runs, killed = 0.01, [], []
             while len(killed) < KILLED and len(runs) < 6 * KILLED:
-                runs.append(run(model.next()[0], chance.uniform(0.4, 1) * longest))
+                runs.append(self.run_at_most(switch, model.next()[0], chance.uniform(0.4, 1) * longest))
                 if runs[-1].status == -signal.SIGKILL:
                     killed.append(runs[-1])
                     longest *= 1.02
