@@ -4,6 +4,7 @@ crowd.py TOOL COMPANION LIBRARIES [--readers] [PROCESSES ...]
 """
 
 import argparse
+import ctypes
 import os
 import pathlib
 import sqlite3
@@ -119,6 +120,59 @@ def crowd(arguments, processes, with_readers):
         return refused + len(missing) + (len(rows) != SENTENCES)
 
 
+def call(libraries, count, start, report):
+    """The longest of so many calls of the libraries in one process, in ms, and how many went wrong."""
+    library = ctypes.CDLL(f"{libraries}/libbrgfdb.so")
+    status = ctypes.c_int32()
+    library.brgfdb_delete_port(9, ctypes.byref(status))  # opens the store
+    os.read(start, 1)
+    most, wrong = 0.0, 0
+    for _ in range(count):
+        began = time.monotonic()
+        library.brgfdb_delete_port(9, ctypes.byref(status))
+        most = max(most, time.monotonic() - began)
+        wrong += status.value != 102
+    os.write(report, f"{most * 1000:.3f} {wrong}\n".encode())
+
+
+def calls_alone(arguments, processes):
+    """Calls of processes that run already: the wait for the turn and nothing else."""
+    with tempfile.TemporaryDirectory() as folder:
+        os.environ["EMUSWITCH"] = f"{folder}/switch.db"
+        count = max(2, 6 * SENTENCES // processes)
+        start_reader, start_writer = os.pipe()
+        report_reader, report_writer = os.pipe()
+        children = []
+        for _ in range(processes):
+            child = os.fork()
+            if child == 0:
+                os.close(start_writer)
+                call(arguments.libraries, count, start_reader, report_writer)
+                os._exit(0)
+            children.append(child)
+        os.close(report_writer)
+        database = sqlite3.connect(f"{folder}/switch.db", timeout=60)
+        while not (os.path.getsize(f"{folder}/switch.db") and
+                   database.execute("SELECT count(*) FROM call_log").fetchone()[0] == processes):
+            time.sleep(0.1)  # until all have opened it
+        database.close()
+        began = time.monotonic()
+        os.write(start_writer, b"x" * processes)
+        with os.fdopen(report_reader) as reports:
+            rows = [line.split() for line in reports]
+        elapsed = time.monotonic() - began
+        for child in children:
+            os.waitpid(child, 0)
+        os.close(start_reader)
+        os.close(start_writer)
+        fair = elapsed / count * 1000
+        most = max(float(row[0]) for row in rows)
+        wrong = sum(int(row[1]) for row in rows)
+        print(f"{processes:9} {processes * count / elapsed:8.0f} {fair:9.1f} {most:9.1f} {most / fair:6.2f} {wrong:8}",
+              flush=True)
+        return wrong
+
+
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("tool")
@@ -128,12 +182,15 @@ def main():
     parser.add_argument("--readers", action="store_true", help="two readers in a loop and a follower of the log besides")
     arguments = parser.parse_args()
     arguments.tool = str(pathlib.Path(arguments.tool).resolve())
-    print("ms of a sentence, of a call: what would be fair, and the most that one took with its wait"
+    processes = arguments.processes or (1, 16, 64, 200, 400)
+    print("ms of a call, with its wait: what would be fair, and the longest")
+    print(f"{'processes':9} {'calls/s':>8} {'fair':>9} {'longest':>9} {'ratio':>6} {'wrong':>8}")
+    problems = sum(calls_alone(arguments, each) for each in processes)
+    print("\nms of a sentence, and of a call, with the start of its process"
           f"{'; with readers' if arguments.readers else ''}")
     print(f"{'processes':9} {'calls/s':>8} {'sentence':>10} {'longest':>9} {'fair':>9} {'longest':>9} {'ratio':>6}"
           f" {'refused':>8} {'lost':>6}")
-    problems = sum(crowd(arguments, processes, arguments.readers) for processes in arguments.processes or
-                   (1, 16, 64, 200, 400))
+    problems += sum(crowd(arguments, each, arguments.readers) for each in processes)
     sys.exit(problems != 0)
 
 
