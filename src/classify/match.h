@@ -4,7 +4,8 @@
 
 #include "platform/brgfdb.h"
 
-// Decimal, with a hexadecimal mask: 5, 3-7, 5/f0, 3-7/ff. -5 is 0-5. Values above `highest` become `highest`.
+// Decimal, with a hexadecimal mask: 5, 3-7, 5/f0, 3-7/ff. -5 is 0-5. Values are cut to the mask first, that of all bits
+// where none is typed, so that 256 is 0 in a slot of 8 bits; what is then above `highest` becomes `highest`.
 bool parse_decimal_match(const char* text, uint8_t highest, MatchSlot<uint8_t>& slot);
 bool parse_decimal_match(const char* text, uint16_t highest, MatchSlot<uint16_t>& slot);
 
