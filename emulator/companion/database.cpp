@@ -14,12 +14,8 @@ namespace {
 // What went wrong has been said by the core already.
 const char* const already_said = "";
 
-int wait_turn(void* /*unused*/, int attempt) {
-    constexpr int longest_wait = 20000; // ms
-    if (attempt * 2 > longest_wait) return 0;
-    sqlite3_sleep(2);
-    return 1;
-}
+// For the locks of programs that know nothing of turns.
+constexpr int longest_wait = 20000; // ms
 
 } // namespace
 
@@ -132,7 +128,7 @@ void Database::open(const std::string& name) {
     const int result = sqlite3_open_v2(name.c_str(), &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
     connection = {opened, sqlite3_close};
     if (result != SQLITE_OK) fail();
-    sqlite3_busy_handler(opened, wait_turn, nullptr);
+    sqlite3_busy_timeout(opened, longest_wait);
 }
 
 void Database::fail() {

@@ -5,6 +5,7 @@
 #include "companion/names.h"
 #include "companion/topics.h"
 
+#include <charconv>
 #include <iostream>
 
 namespace {
@@ -22,23 +23,13 @@ public:
     explicit JsonText(std::string& target) : out(target) {}
 
     void add(const Json& value, size_t indent) {
-        if (value.is_string()) return add_string(value.get_ref<const std::string&>());
-        if (!value.is_structured()) {
-            out += value.dump();
-            return;
+        switch (value.type()) {
+        case Json::value_t::object: return add_object(value.get_ref<const Json::object_t&>(), indent);
+        case Json::value_t::array: return add_array(value.get_ref<const Json::array_t&>(), indent);
+        case Json::value_t::string: return add_string(value.get_ref<const std::string&>());
+        case Json::value_t::number_integer: return add_number(value.get<int64_t>());
+        default: out += value.dump();
         }
-        const bool is_object = value.is_object();
-        out += is_object ? '{' : '[';
-        const char* separator = "";
-        for (const auto& [key, part] : value.items()) {
-            out += separator;
-            separator = ",";
-            add_line(indent + 2);
-            if (is_object) add_key(key);
-            add(part, indent + 2);
-        }
-        if (!value.empty()) add_line(indent);
-        out += is_object ? '}' : ']';
     }
     void add_key(const std::string& key) {
         add_string(key);
@@ -47,6 +38,35 @@ public:
     void add_line(size_t indent) { out.append(1, '\n').append(indent, ' '); }
 
 private:
+    void add_object(const Json::object_t& object, size_t indent) {
+        out += '{';
+        const char* separator = "";
+        for (const auto& [key, value] : object) {
+            out += separator;
+            separator = ",";
+            add_line(indent + 2);
+            add_key(key);
+            add(value, indent + 2);
+        }
+        if (!object.empty()) add_line(indent);
+        out += '}';
+    }
+    void add_array(const Json::array_t& array, size_t indent) {
+        out += '[';
+        const char* separator = "";
+        for (const Json& value : array) {
+            out += separator;
+            separator = ",";
+            add_line(indent + 2);
+            add(value, indent + 2);
+        }
+        if (!array.empty()) add_line(indent);
+        out += ']';
+    }
+    void add_number(int64_t number) {
+        char digits[24];
+        out.append(digits, std::to_chars(digits, digits + sizeof digits, number).ptr);
+    }
     void add_string(const std::string& bytes) {
         static constexpr char digits[] = "0123456789abcdef";
         out += '"';

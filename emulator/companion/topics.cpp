@@ -26,7 +26,8 @@ std::string hex(int64_t value, int digits = 1) {
 }
 
 std::string text_of(const Json& value) {
-    return value.is_string() ? value.get<std::string>() : value.is_null() ? "-" : value.dump();
+    if (value.is_string()) return value.get<std::string>();
+    return value.is_null() ? "-" : std::to_string(value.get<int64_t>());
 }
 
 Cell cell_of(const Json& value) {
@@ -40,7 +41,7 @@ std::string color_of(const Json& number) {
 
 // A class as sentences write it, of a stream counted from 1: 1/7/red.
 std::string class_text(const Json& stream, const Json& traffic_class, const Json& color) {
-    return stream.dump() + "/" + traffic_class.dump() + "/" + color_of(color);
+    return text_of(stream) + "/" + text_of(traffic_class) + "/" + color_of(color);
 }
 
 // Words for what is on, with a blank between.
@@ -175,7 +176,7 @@ std::vector<TitledTable> port_tables(Database& database, bool /*with_system*/) {
                    class_text(port["default_stream"], port["default_class"], port["default_color"]), port_flags(port)});
         Words map;
         for (const Json& entry : port["cos_map"])
-            map.add(entry["priority"].dump() + "=" + entry["class"].dump());
+            map.add(text_of(entry["priority"]) + "=" + text_of(entry["class"]));
         if (!port["cos_map"].empty()) maps.add({cell_of(port["port"]), map.text()});
         for (const Json& policer : port["class_policers"])
             policers.add({cell_of(port["port"]), cell_of(policer["class"]), cell_of(policer["rate"]),
@@ -247,7 +248,7 @@ std::vector<TitledTable> vlan_tables(Database& database, bool /*with_system*/) {
 
 std::string membership_text(const Json& member) {
     if (member["tagged"]) return "tagged " + hex(member["tag_type"], 4);
-    return member["protgroup"].is_null() ? "untagged" : "untagged for protgroup " + member["protgroup"].dump();
+    return member["protgroup"].is_null() ? "untagged" : "untagged for protgroup " + text_of(member["protgroup"]);
 }
 
 std::vector<TitledTable> member_tables(Database& database, bool /*with_system*/) {
@@ -255,7 +256,8 @@ std::vector<TitledTable> member_tables(Database& database, bool /*with_system*/)
     read_members(database, [&](const Json& member) {
         Words points;
         for (const Json& point : member["extraction_points"])
-            points.add("ext" + point["point"].dump() + " " + point["offset"].dump() + "/" + point["width"].dump());
+            points.add("ext" + text_of(point["point"]) + " " + text_of(point["offset"]) + "/" +
+                       text_of(point["width"]));
         table.add({cell_of(member["vlan"]), cell_of(member["port"]), membership_text(member),
                    cell_of(member["clslist"]), points.text_or_dash()});
     });
@@ -327,9 +329,9 @@ std::vector<TitledTable> mirror_tables(Database& database, bool /*with_system*/)
     read_mirrors(database, [&](const Json& mirror) {
         const bool is_narrowed = !mirror["stream"].is_null();
         table.add({cell_of(mirror["mirror"]), mirror["enabled"] ? "enabled" : "disabled", source_text(mirror),
-                   mirror["destination"].is_null() ? "-" : "port " + mirror["destination"].dump(),
+                   mirror["destination"].is_null() ? "-" : "port " + text_of(mirror["destination"]),
                    is_narrowed ? class_text(mirror["stream"], mirror["class"], mirror["color"]) : "all",
-                   mirror["tagged"] ? hex(mirror["tag_type"], 4) + " vid " + mirror["tag_vid"].dump() : "off"});
+                   mirror["tagged"] ? hex(mirror["tag_type"], 4) + " vid " + text_of(mirror["tag_vid"]) : "off"});
     });
     return only(std::move(table));
 }
@@ -399,17 +401,17 @@ void read_queues(Database& database, const Take& take) {
 }
 
 std::string stream_text(const Json& object) {
-    return object["port"].dump() + "/" + object["stream"].dump();
+    return text_of(object["port"]) + "/" + text_of(object["stream"]);
 }
 
 std::string queue_text(const Json& object) {
-    return stream_text(object) + "/" + object["class"].dump();
+    return stream_text(object) + "/" + text_of(object["class"]);
 }
 
 std::string shaping_text(const Json& stream) {
     if (stream["max_rate"] == 0) return "off";
-    return stream["min_rate"].dump() + "-" + stream["max_rate"].dump() + " bit/s, " + stream["min_burst"].dump() + "-" +
-           stream["max_burst"].dump() + " bytes";
+    return text_of(stream["min_rate"]) + "-" + text_of(stream["max_rate"]) + " bit/s, " + text_of(stream["min_burst"]) +
+           "-" + text_of(stream["max_burst"]) + " bytes";
 }
 
 std::vector<TitledTable> stream_tables(Database& database, bool /*with_system*/) {
@@ -421,7 +423,7 @@ std::vector<TitledTable> stream_tables(Database& database, bool /*with_system*/)
     read_streams(database, [&](const Json& stream) {
         Words map;
         for (const Json& entry : stream["tos_map"])
-            map.add(entry["entry"].dump() + "=" + hex(entry["value"]) + "/" + hex(entry["mask"]));
+            map.add(text_of(entry["entry"]) + "=" + hex(entry["value"]) + "/" + hex(entry["mask"]));
         table.add({stream_text(stream), stream["attached"] ? text_of(stream["qos_type"]) : "detached",
                    cell_of(stream["priority"]), queues[stream_text(stream)], shaping_text(stream), map.text_or_dash()});
     });
@@ -432,15 +434,15 @@ std::string drop_text(const Json& policy) {
     const bool is_tail_drop = policy["min_threshold"] == 100 && policy["max_threshold"] == 0;
     return color_of(policy["color"]) + " " +
            (is_tail_drop ? "taildrop"
-                         : policy["min_threshold"].dump() + "-" + policy["max_threshold"].dump() + " drop " +
-                               policy["min_drop"].dump() + "-" + policy["max_drop"].dump());
+                         : text_of(policy["min_threshold"]) + "-" + text_of(policy["max_threshold"]) + " drop " +
+                               text_of(policy["min_drop"]) + "-" + text_of(policy["max_drop"]));
 }
 
 std::vector<TitledTable> queue_tables(Database& database, bool /*with_system*/) {
     std::map<std::string, Words> drops;
     read_streams(database, [&](const Json& stream) {
         for (const Json& policy : stream["drop_policies"])
-            drops[stream_text(stream) + "/" + policy["class"].dump()].add(drop_text(policy), ", ");
+            drops[stream_text(stream) + "/" + text_of(policy["class"])].add(drop_text(policy), ", ");
     });
     Table table{{"QUEUE", "PRI", "RATIO", "BLOCKS", "LENGTH", "DROPS"}, {}};
     read_queues(database, [&](const Json& queue) {
@@ -491,15 +493,15 @@ std::vector<TitledTable> fdb_tables(Database& database, bool with_system) {
         if (entry["of_system"] && !with_system) return;
         table.add(
             {"static", cell_of(entry["vlan"]), cell_of(entry["mac"]),
-             entry["port"].is_null() ? "discard" : "port " + entry["port"].dump() + " flag " + hex(entry["action"]),
+             entry["port"].is_null() ? "discard" : "port " + text_of(entry["port"]) + " flag " + hex(entry["action"]),
              by(entry)});
     });
     read_learned_entries(database, [&](const Json& entry) {
-        table.add({"learned", cell_of(entry["vlan"]), cell_of(entry["mac"]), "port " + entry["port"].dump(), ""});
+        table.add({"learned", cell_of(entry["vlan"]), cell_of(entry["mac"]), "port " + text_of(entry["port"]), ""});
     });
     read_local_entries(database, [&](const Json& entry) {
         if (entry["of_system"] && !with_system) return;
-        table.add({"local", entry["port"].dump(), cell_of(entry["mac"]), cell_of(entry["type"]), by(entry)});
+        table.add({"local", text_of(entry["port"]), cell_of(entry["mac"]), cell_of(entry["type"]), by(entry)});
     });
     return only(std::move(table));
 }
@@ -514,13 +516,16 @@ Json rule_of(const Query& row) {
             {"match", Json::array()}};
 }
 
+// There may be half a million of them: filled in place, which a list of initial values is not.
 Json match_of(const Query& row) {
-    Json match{{"field", row.text("field")},
-               {"low", row.number("low")},
-               {"high", or_null(row.optional_number("high"))},
-               {"mask", row.number("mask")}};
-    if (emulator::find_match_field(match["field"].get_ref<const std::string&>().c_str()) == nullptr)
-        row.fail_as_damaged("field");
+    std::string field = row.text("field");
+    if (emulator::find_match_field(field.c_str()) == nullptr) row.fail_as_damaged("field");
+    Json::object_t match;
+    match.reserve(4);
+    match.emplace("field", std::move(field));
+    match.emplace("low", row.number("low"));
+    match.emplace("high", or_null(row.optional_number("high")));
+    match.emplace("mask", row.number("mask"));
     return match;
 }
 
@@ -550,7 +555,7 @@ std::string match_text(const Json& match) {
         if (field == "da" || field == "sa")
             return std::to_string(bits >> 24 & 255) + "." + std::to_string(bits >> 16 & 255) + "." +
                    std::to_string(bits >> 8 & 255) + "." + std::to_string(bits & 255);
-        return field == "etype" || field.starts_with("ext") ? hex(bits) : number.dump();
+        return field == "etype" || field.starts_with("ext") ? hex(bits) : text_of(number);
     };
     return field + " " + value(match["low"]) + (match["high"].is_null() ? "" : "-" + value(match["high"])) + "/" +
            hex(match["mask"]);
@@ -561,7 +566,7 @@ std::vector<TitledTable> list_tables(Database& database, bool /*with_system*/) {
     read_members(database, [&](const Json& member) {
         if (!member["clslist"].is_null())
             bindings[member["clslist"].get<int64_t>()].add(
-                "port " + member["port"].dump() + " vlan " + text_of(member["vlan"]), ", ");
+                "port " + text_of(member["port"]) + " vlan " + text_of(member["vlan"]), ", ");
     });
     Table lists{{"LIST", "MARKING", "RULES", "BOUND"}, {}};
     Table rules{{"LIST", "LINE", "INTO", "MARKING", "MATCH"}, {}};
@@ -618,7 +623,7 @@ void read_port_table(Database& database, const Take& take) {
 template <size_t Count> std::string word_or_number(const Json& number, const NumberedWord (&words)[Count]) {
     if (number.is_null()) return "-";
     const char* const word = word_for(words, number.get<int64_t>());
-    return word != nullptr ? word : number.dump();
+    return word != nullptr ? word : text_of(number);
 }
 
 std::vector<TitledTable> port_table_tables(Database& database, bool /*with_system*/) {
@@ -628,7 +633,7 @@ std::vector<TitledTable> port_table_tables(Database& database, bool /*with_syste
     read_port_table(database, [&](const Json& entry) {
         Words vids;
         for (const Json& vid : entry["vids"])
-            vids.add(vid.dump());
+            vids.add(text_of(vid));
         const bool on_ports = entry["link_depend"] == depends_on_ports;
         table.add({cell_of(entry["port"]), word_or_number(entry["kind"], kinds), cell_of(entry["ether"]),
                    entry["enabled"] ? "enabled" : "disabled", word_or_number(entry["link_mode"], link_mode_words),
