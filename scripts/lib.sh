@@ -46,3 +46,22 @@ lint_packages=(clang clang-format clang-tidy cppcheck shellcheck pyflakes3)
 target_packages=(g++-powerpc-linux-gnu libc6-dev-powerpc-cross qemu-user)
 package_packages=(dpkg-dev debhelper lintian man-db bash-completion python3)
 bench_packages=(valgrind strace hyperfine time)
+
+# Builds a target of the build that scripts/run and scripts/emuswitch share, and says so where there is something to do.
+run_build=$top/build/run
+build_to_run() {
+  local target=$1 what=$2
+  need_packages "${build_packages[@]}"
+  mkdir -p "$run_build"
+  exec {lock}>"$run_build/lock" # one build at a time
+  flock "$lock"
+  if [ ! -f "$run_build/build.ninja" ]; then
+    say "configuring, once"
+    quietly cmake -S "$top" -B "$run_build" -G Ninja -DTOLVANE_TESTS=OFF
+  fi
+  if ! ninja -C "$run_build" -n "$target" | grep -q 'no work to do'; then
+    say "building $what"
+    quietly cmake --build "$run_build" --target "$target"
+  fi
+  exec {lock}>&-
+}
