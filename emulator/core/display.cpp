@@ -218,8 +218,10 @@ bool Page::make_room(size_t more) {
     if (is_broken_ || length_ + more < room_) return !is_broken_;
     const size_t room = 2 * (length_ + more + 1);
     auto* const text = static_cast<char*>(realloc(text_, room));
-    is_broken_ = text == nullptr;
-    if (is_broken_) return false;
+    if (text == nullptr) {
+        is_broken_ = true;
+        return false;
+    }
     text_ = text;
     room_ = room;
     return true;

@@ -15,7 +15,7 @@ bool take(const char* pool, int64_t amount) {
 }
 
 void give_back(const char* pool, int64_t amount) {
-    if (amount != 0) take(pool, -amount);
+    if (amount != 0 && amount != INT64_MIN) take(pool, -amount); // which only a damaged store has
 }
 
 void prune(const char* remove, const char* limit_name) {
