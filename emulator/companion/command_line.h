@@ -44,7 +44,8 @@ public:
     Command& operand(const std::string& name, std::string& value, const std::string& about);
     Command& operand(const std::string& name, int64_t& value, Range range, const std::string& about);
     Command& operand(const std::string& name, bool& is_on, const std::string& about); // on or off
-    Command& operands(const std::string& name, std::vector<std::string>& values, const std::string& about); // one or more
+    Command& operands(const std::string& name, std::vector<std::string>& values,
+                      const std::string& about); // one or more
     Command& optional_operand(const std::string& name, std::string& value, const std::string& about);
     Command& optional_operand(const std::string& name, int64_t& value, Range range, const std::string& about);
     Command& optional_operand(const std::string& name, std::string& value, const std::vector<std::string>& choices,
