@@ -334,10 +334,10 @@ int32_t brgfdb_disp_classify(int32_t list, int32_t* status) {
 }
 
 // The system's own, written down. It has to stand in for the C library's function in every program that loads this
-// library: the tool asks for a protocol before it calls anything of ours, the number depends on the machine, and without
-// it in the log a rule that names its protocol could not be played elsewhere. No later call tells it: the rule carries a
-// number, but not whether it was asked for, and a name that is not known makes no call at all. Whoever else asks gets
-// the system's answer all the same, and a line in the log.
+// library: the tool asks for a protocol before it calls anything of ours, the number depends on the machine, and
+// without it in the log a rule that names its protocol could not be played elsewhere. No later call tells it: the rule
+// carries a number, but not whether it was asked for, and a name that is not known makes no call at all. Whoever else
+// asks gets the system's answer all the same, and a line in the log.
 protoent* getprotobyname(const char* name) {
     using Lookup = protoent* (*)(const char*);
     static const auto system_lookup = reinterpret_cast<Lookup>(dlsym(RTLD_NEXT, "getprotobyname"));
