@@ -16,7 +16,7 @@ import time
 
 import wires
 from frames import BROADCAST, frame, mac, tag
-from wires import EMUSWITCH, PATIENCE, TOLVANE, Wires, wait_until
+from wires import EMUSWITCH, TOLVANE, Wires, wait_until
 
 SENTENCES = int(os.environ.get("LIVE_SENTENCES", "60"))
 SEED = int(os.environ.get("LIVE_SEED", "1"))

@@ -8,7 +8,7 @@ import struct
 import subprocess
 
 import wires
-from frames import BROADCAST, frame, mac, tag
+from frames import frame, mac, tag
 from wires import EMUSWITCH, PATIENCE, Wires, ethtool, ip, wait_until
 
 # Two ports in one VLAN without tags, two that carry it with theirs.
