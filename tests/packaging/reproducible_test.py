@@ -27,7 +27,7 @@ class Reproducible(unittest.TestCase):
             root = pathlib.Path(name)
             copy = root / "a copy of the sources"
             copy.mkdir()
-            for part in ("CMakeLists.txt", "cmake", "src", "packaging"):
+            for part in ("CMakeLists.txt", "cmake", "src", "emulator", "packaging"):
                 (shutil.copytree if (SOURCE / part).is_dir() else shutil.copy)(SOURCE / part, copy / part)
             here = build(SOURCE, root / "build")
             there = build(copy, copy / "some/other/build")
