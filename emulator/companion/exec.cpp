@@ -3,6 +3,9 @@
 #include "companion/command_line.h"
 #include "companion/commands.h"
 #include "companion/database.h"
+#include "companion/sentence.h"
+
+#include <iostream>
 
 namespace {
 
@@ -12,6 +15,21 @@ int run_on_switch(const std::vector<std::string>& command) {
     return run_in_foreground(command, signals).status;
 }
 
+// The tool ends with status 0 whatever it answers; here the answer is the status.
+int say_on_switch(const std::vector<std::string>& command) {
+    prepare_environment(store_path());
+    const Ended ended = run_captured(command);
+    std::cout << ended.output;
+    if (ended.status != 0) return ended.status;
+    const bool is_tool = std::filesystem::path(command.front()).filename() == "tolvane";
+    switch (answer_in(ended.output)) {
+    case Answer::refused: return 1;
+    case Answer::not_understood: return 2;
+    case Answer::nothing: return is_tool ? 2 : 0;
+    default: return 0;
+    }
+}
+
 int run_on_private_switch(const std::vector<std::string>& command) {
     const EndingSignals signals; // before there is anything to remove
     const PrivateFolder folder;
@@ -19,21 +37,34 @@ int run_on_private_switch(const std::vector<std::string>& command) {
     return run_in_foreground(command, signals).status;
 }
 
-void add_runner(CommandLine& line, const char* name, const char* about, const char* example,
-                int (*run)(const std::vector<std::string>&)) {
-    auto words = std::make_shared<std::vector<std::string>>();
-    line.add(name, about).rest(*words).footer(example).runs([words, name, run] {
-        if (words->empty()) throw WrongUse(std::string(name) + " needs a command; emuswitch " + name + " --help");
-        return run(*words);
-    });
+void require_command(const std::vector<std::string>& words, const std::string& name) {
+    if (words.empty()) throw WrongUse(name + " needs a command; emuswitch " + name + " --help");
 }
 
 } // namespace
 
 void add_exec(CommandLine& line) {
-    add_runner(line, "exec", "Run a command on the switch",
-               "Example:\n  emuswitch exec tolvane create vlan sales vid 10", run_on_switch);
-    add_runner(line, "run", "Run a command on a private, empty switch, removed afterwards",
-               "Example:\n  emuswitch run sh -c 'tolvane create vlan sales; emuswitch show vlans'",
-               run_on_private_switch);
+    struct Words {
+        std::vector<std::string> command;
+        bool answers_by_status = false;
+    };
+    auto words = std::make_shared<Words>();
+    line.add("exec", "Run a command on the switch")
+        .flag("--status", words->answers_by_status, "End with what tolvane answered: 0 OK, 1 NG, 2 not understood")
+        .rest(words->command)
+        .footer("Examples:\n  emuswitch exec tolvane create vlan sales vid 10\n"
+                "  emuswitch exec --status tolvane enable port 1 || echo not enabled")
+        .runs([words] {
+            require_command(words->command, "exec");
+            return words->answers_by_status ? say_on_switch(words->command) : run_on_switch(words->command);
+        });
+
+    auto command = std::make_shared<std::vector<std::string>>();
+    line.add("run", "Run a command on a private, empty switch, removed afterwards")
+        .rest(*command)
+        .footer("Example:\n  emuswitch run sh -c 'tolvane create vlan sales; emuswitch show vlans'")
+        .runs([command] {
+            require_command(*command, "run");
+            return run_on_private_switch(*command);
+        });
 }

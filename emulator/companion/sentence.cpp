@@ -13,6 +13,8 @@
 
 namespace {
 
+constexpr const char* surplus = "no more argument\n";
+
 // What stands between two tags of a document.
 std::string between(const std::string& document, const std::string& opening, const std::string& closing) {
     const size_t from = document.find(opening);
@@ -25,8 +27,8 @@ std::string between(const std::string& document, const std::string& opening, con
 std::string refusal(const Ended& ended) {
     if (ended.status != 0) return "tolvane ended with status " + std::to_string(ended.status);
     if (ended.output.starts_with("Usage:")) return "not a sentence that tolvane knows (it shows its usage text)";
-    if (ended.output == "no more argument\n") return "surplus words (no more argument)";
-    if (ended.output.starts_with("<response>\n  <result>NG</result>"))
+    if (ended.output == surplus) return "surplus words (no more argument)";
+    if (answer_in(ended.output) == Answer::refused)
         return "NG " + between(ended.output, "<errcode>", "</errcode>") + ": " +
                between(ended.output, "<errmsg>", "</errmsg>");
     return "";
@@ -110,6 +112,15 @@ std::vector<Sentence> read_timed_sentences(const std::string& file) {
     std::stable_sort(sentences.begin(), sentences.end(),
                      [](const Sentence& one, const Sentence& other) { return one.at < other.at; });
     return sentences;
+}
+
+Answer answer_in(const std::string& output) {
+    if (output.empty()) return Answer::nothing;
+    if (output == "<response>\n  <result>OK</result>\n</response>\n") return Answer::accepted;
+    if (output.starts_with("Usage:tolvane\n") || output == surplus) return Answer::not_understood;
+    const bool is_refused = output.find("<response>\n  <result>NG</result>\n") != std::string::npos &&
+                            output.ends_with("</errmsg>\n  </error>\n</response>\n");
+    return is_refused ? Answer::refused : Answer::shown;
 }
 
 Said say(const Sentence& sentence) {

@@ -20,6 +20,17 @@ std::vector<Sentence> read_sentences(const std::string& file);
 // The same with a time before each, `at 2.5 enable port 1`, in the order of the times. The text is without the time.
 std::vector<Sentence> read_timed_sentences(const std::string& file);
 
+// What the output of the tool tells.
+enum class Answer {
+    accepted,       // the OK document
+    refused,        // an NG document, with or without a display before it
+    not_understood, // the usage text, or surplus words
+    shown,          // a display
+    nothing,        // no output at all, as of `set ether` with a word that means nothing
+};
+
+Answer answer_in(const std::string& output);
+
 struct Said {
     std::string refusal; // why it was not accepted; empty: it was
     std::string output;  // what the tool said, where that is no document

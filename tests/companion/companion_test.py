@@ -487,6 +487,23 @@ class Doing(Companion):
         self.assertEqual(["q"], [vlan["name"] for vlan in self.json("vlans")["vlans"]])
         self.assertIn("cannot be run", self.emuswitch("exec", "/nowhere/at/all", status=1).stderr)
 
+    def test_exec_tells_the_answer_by_its_status(self):
+        for status, words, output in (
+                (0, "create vlan sales", "<result>OK</result>"),
+                (1, "create vlan sales", "<errcode>1401</errcode>"),
+                (1, "show clslist all", "<errcode>112</errcode>"),
+                (2, "create vlan", "Usage:tolvane\n"),
+                (2, "delete vlan sales now", "no more argument\n"),
+                (2, "set ether 1 color blue", ""),
+                (0, "create clslist 1", "<result>OK</result>"),
+                (0, "add classify 1/0/green normal x x x x x x x x x x to clslist 1", "<result>OK</result>"),
+                (0, "show clslist 1", "1/0/green")):
+            done = self.emuswitch("exec", "--status", "tolvane", *words.split(), status=status)
+            self.assertIn(output, done.stdout)
+        # Any other program: its own status, and no answer is none.
+        self.emuswitch("exec", "--status", "sh", "-c", "exit 7", status=7)
+        self.emuswitch("exec", "--status", "true", status=0)
+
     def test_what_no_sentence_makes(self):
         self.played()
         self.emuswitch("learn", "00:11:22:33:44:AA", "in side", "1")
