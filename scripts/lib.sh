@@ -40,11 +40,11 @@ need_packages() {
 }
 
 build_packages=(g++ cmake ninja-build libsqlite3-dev libcli11-dev nlohmann-json3-dev netbase)
-test_packages=(libgtest-dev graphviz python3 mandoc libxml2-utils bash-completion strace)
+test_packages=(libgtest-dev graphviz python3 mandoc libxml2-utils bash-completion strace mypy)
 variant_packages=(clang libclang-rt-14-dev) # the other compiler, the fuzzer; the sanitizers come with g++
 lint_packages=(clang clang-format clang-tidy cppcheck shellcheck pyflakes3)
 target_packages=(g++-powerpc-linux-gnu libc6-dev-powerpc-cross qemu-user)
-package_packages=(dpkg-dev debhelper lintian man-db bash-completion python3)
+package_packages=(dpkg-dev debhelper dh-python lintian man-db bash-completion python3)
 bench_packages=(valgrind strace hyperfine time)
 
 # Builds a target of the build that scripts/run and scripts/emuswitch share, and says so where there is something to do.

@@ -1,5 +1,6 @@
 """The sentences of the tool: as its dispatch table knows them, and as the manual writes them."""
 
+import functools
 import html.parser
 import os
 import pathlib
@@ -11,6 +12,7 @@ MANUAL = SOURCE / "packaging/man/tolvane.8"
 OK = b"<response>\n  <result>OK</result>\n</response>\n"
 
 
+@functools.lru_cache
 def dispatch_rows():
     """The rows (verb, object, keyword) of the dispatch table; the keyword is empty where any word will do."""
     path = SOURCE / "src/main/dispatch.cpp"
@@ -23,6 +25,7 @@ def dispatch_rows():
     return rows
 
 
+@functools.lru_cache
 def port_parameters():
     """The keywords of the one row whose handler judges its keyword itself."""
     path = SOURCE / "src/port/port_parameters.cpp"

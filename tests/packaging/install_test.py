@@ -5,6 +5,7 @@ import pathlib
 import re
 import shutil
 import subprocess
+import sys
 import tempfile
 import unittest
 
@@ -18,6 +19,9 @@ COMPONENTS = {
                  *(f"{{LIBDIR}}/emuswitch/{name}" for name in LIBRARIES)],
     "manuals": ["{MANDIR}/man8/tolvane.8", "{MANDIR}/man1/emuswitch.1"],
     "completion": [f"{{DATADIR}}/bash-completion/completions/{name}" for name in ("tolvane", "emuswitch")],
+    "data": ["{DATADIR}/tolvane/errors.json"],
+    "python": [f"lib/python3/dist-packages/tolvane/{name}" for name in (
+        "__init__.py", "catalogue.py", "client.py", "errors.json", "py.typed", "result.py", "sentences.py")],
     "headers": [f"{{INCLUDEDIR}}/tolvane/{name}.h" for name in ("brgfdb", "portshm", "qual", "trapevent")],
 }
 
@@ -85,6 +89,13 @@ class Install(unittest.TestCase):
                               env=environment, capture_output=True, text=True)
         self.assertEqual((0, "<response>\n  <result>OK</result>\n</response>\n", ""),
                          (done.returncode, done.stdout, done.stderr))
+
+    def test_the_python_module_works_where_it_is_installed(self):
+        module = self.folder / "python/usr/lib/python3/dist-packages"
+        self.assertEqual([], [path.name for path in module.rglob("*") if path.is_symlink()])
+        done = subprocess.run([sys.executable, "-B", "-c", "import tolvane; print(len(tolvane.entries()) > 150)"],
+                              cwd=self.folder, env={"PYTHONPATH": str(module)}, capture_output=True, text=True)
+        self.assertEqual((0, "True\n", ""), (done.returncode, done.stdout, done.stderr))
 
     def test_the_headers_can_be_included_by_themselves(self):
         folder = self.folder / "headers/usr" / os.environ["INCLUDEDIR"]
