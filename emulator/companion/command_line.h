@@ -52,10 +52,11 @@ public:
                               const std::string& about);
     Command& optional_operands(const std::string& name, std::vector<std::string>& values, const std::string& about);
     Command& flag(const std::string& names, bool& is_given, const std::string& about); // "-k,--keep-going"
+    // "-o,--output <file>": with the name of its value
     Command& option(const std::string& names, std::string& value, const std::string& about);
     Command& option(const std::string& names, int64_t& value, Range range, const std::string& about);
 
-    // All words behind the command's name are a command of their own.
+    // The words behind the command's options, and behind a -- there, are a command of their own.
     Command& rest(std::vector<std::string>& words);
 
     Command& footer(const std::string& text); // of its help: examples
@@ -75,10 +76,16 @@ public:
 
     Command add(const std::string& name, const std::string& about);
 
+    // The commands `help` and `version`.
+    void add_help();
+
     // Does what the words say. Returns the exit status, having said on standard error what went wrong.
     int run(int count, char** words);
 
 private:
+    CLI::App& find(const std::string& name);
+    void parse(std::vector<std::string> words);
+
     std::unique_ptr<CLI::App> app;
     int status = 0;
 };

@@ -25,4 +25,5 @@ void add_commands(CommandLine& line) {
              add_call,
          })
         add(line);
+    line.add_help();
 }

@@ -38,7 +38,7 @@ int run_on_private_switch(const std::vector<std::string>& command) {
 }
 
 void require_command(const std::vector<std::string>& words, const std::string& name) {
-    if (words.empty()) throw WrongUse(name + " needs a command; emuswitch " + name + " --help");
+    if (words.empty()) throw WrongUse(name + " needs a command; emuswitch help " + name + " tells more");
 }
 
 } // namespace
@@ -53,7 +53,8 @@ void add_exec(CommandLine& line) {
         .flag("--status", words->answers_by_status, "End with what tolvane answered: 0 OK, 1 NG, 2 not understood")
         .rest(words->command)
         .footer("Examples:\n  emuswitch exec tolvane create vlan sales vid 10\n"
-                "  emuswitch exec --status tolvane enable port 1 || echo not enabled")
+                "  emuswitch exec --status tolvane enable port 1 || echo not enabled\n"
+                "  emuswitch exec -- ./provision --fast")
         .runs([words] {
             require_command(words->command, "exec");
             return words->answers_by_status ? say_on_switch(words->command) : run_on_switch(words->command);

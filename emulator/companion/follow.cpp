@@ -145,7 +145,8 @@ int read_rows(const GrowingTable& table, bool keeps_on, const std::function<void
 
 void add_follower(CommandLine& line, const char* name, const char* about, const char* on_follow, int (*print)(bool)) {
     auto keeps_on = std::make_shared<bool>(false);
-    line.add(name, about).flag("-f,--follow", *keeps_on, on_follow).runs([keeps_on, print] {
-        return print(*keeps_on);
-    });
+    line.add(name, about)
+        .flag("-f,--follow", *keeps_on, on_follow)
+        .footer(std::string("Examples:\n  emuswitch ") + name + "\n  emuswitch " + name + " --follow")
+        .runs([keeps_on, print] { return print(*keeps_on); });
 }

@@ -224,7 +224,7 @@ int print_graph(int64_t qos_port) {
 void add_graph(CommandLine& line) {
     auto qos_port = std::make_shared<int64_t>(0);
     line.add("graph", "Print a drawing of the switch for Graphviz")
-        .option("--qos", *qos_port, any_port, "Draw the streams and queues of this port instead")
+        .option("--qos <port>", *qos_port, any_port, "Draw the streams and queues of this port instead")
         .footer("Example:\n  emuswitch graph | dot -Tpng -o switch.png")
         .runs([qos_port] { return print_graph(*qos_port); });
 }

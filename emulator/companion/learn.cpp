@@ -108,5 +108,6 @@ void add_learn(CommandLine& line) {
         .operand("mac", words->mac, "The address, 00:11:22:33:44:55")
         .operand("vlan", words->vlan, "The name of the VLAN")
         .operand("port", words->port, any_port, "The port")
+        .footer("Example:\n  emuswitch learn 00:11:22:33:44:55 sales 1")
         .runs([words] { return learn(words->mac, words->vlan, words->port); });
 }

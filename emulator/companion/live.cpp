@@ -103,8 +103,8 @@ void add_live(CommandLine& line) {
     auto words = std::make_shared<LiveWords>();
     line.add("live", "Forward real frames between network interfaces, as the switch is configured")
         .operands("binding", words->bindings, "PORT=INTERFACE, or PORT=tap:INTERFACE for a virtual machine")
-        .option("--record", words->record, "Write all that comes and goes to this pcapng, - for standard output")
-        .option("--line-rate", words->line_rate, any_rate, "Send no faster than so many bit/s on each line")
+        .option("--record <file>", words->record, "Write all that comes and goes to this pcapng, - for standard output")
+        .option("--line-rate <bit/s>", words->line_rate, any_rate, "Send no faster than so many bit/s on each line")
         .footer("Goes on until interrupted; then the interfaces are as they were. Needs root, or unshare -Urn.\n\n"
                 "Example:\n  emuswitch live 1=veth1 2=veth2 101=tap:vm1")
         .runs([words] { return run_live(*words); });

@@ -53,6 +53,7 @@ void add_port_flag(CommandLine& line, const char* name, const char* about, int (
     line.add(name, about)
         .operand("port", words->port, any_port, "The port")
         .operand("state", words->is_on, "on or off")
+        .footer("Examples:\n  emuswitch " + std::string(name) + " 2 on\n  emuswitch " + name + " 2 off")
         .runs([words, set] { return set(words->port, words->is_on); });
 }
 

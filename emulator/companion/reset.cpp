@@ -31,5 +31,7 @@ int reset() {
 } // namespace
 
 void add_reset(CommandLine& line) {
-    line.add("reset", "Empty the switch: objects, limits, faults, log and events").runs(reset);
+    line.add("reset", "Empty the switch: objects, limits, faults, log and events")
+        .footer("Example:\n  emuswitch reset")
+        .runs(reset);
 }

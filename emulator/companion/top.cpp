@@ -169,8 +169,8 @@ int run_top(const TopOptions& options) {
 void add_top(CommandLine& line) {
     auto options = std::make_shared<TopOptions>();
     line.add("top", "Watch a live switch: rates, drops and queues")
-        .option("-i,--interval", options->interval, any_interval, "So many seconds from one look to the next")
-        .option("-n,--count", options->count, any_count, "Look so many times; else until interrupted")
+        .option("-i,--interval <seconds>", options->interval, any_interval, "So many seconds from one look to the next")
+        .option("-n,--count <times>", options->count, any_count, "Look so many times; else until interrupted")
         .footer("Example:\n  emuswitch top")
         .runs([options] { return run_top(*options); });
 }

@@ -151,8 +151,9 @@ void add_trace(CommandLine& line) {
         .operand("port", options->port, "The port that receives it; -: lines \"PORT FRAME\" on standard input")
         .optional_operands("frame", options->frame,
                            "Hexadecimal digits; fields (see below); or -: what tcpdump -xx prints, on standard input")
-        .option("--pcap", options->capture, "The frame stands in this capture file, pcap or pcapng; -: standard input")
-        .option("--frame", options->place, any_place, "Which one, counted from 1")
+        .option("--pcap <file>", options->capture,
+                "The frame stands in this capture file, pcap or pcapng; -: standard input")
+        .option("--frame <n>", options->place, any_place, "Which one, counted from 1")
         .flag("--json", options->as_json, "For programs: an object for each frame, on one line")
         .flag("--learn", options->learns, "Have the switch keep what it learns from the frames")
         .footer("Fields, and what they are when left out:\n"

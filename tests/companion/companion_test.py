@@ -581,6 +581,42 @@ class Doing(Companion):
         for arguments in (("--help",), ("show", "--help"), ("--version",)):
             self.assertNotEqual("", self.emuswitch(*arguments).stdout)
 
+    def test_wrong_words_are_named_with_what_was_meant(self):
+        for words, said in (
+            ("", "a command is missing; emuswitch help lists them"),
+            ("shwo", 'there is no command "shwo", did you mean "show"?'),
+            ("fly", 'there is no command "fly"; emuswitch help lists them'),
+            ("help shwo", 'there is no command "shwo", did you mean "show"?'),
+            ("--vresion", 'there is no option --vresion, did you mean "--version"?'),
+            ("show --jsn", 'show: there is no option --jsn, did you mean "--json"?'),
+            ("show -x", "show: there is no option -x; emuswitch help show lists them"),
+            ("show --json=3", "show: --json takes no value"),
+            ("play a b c", 'play: "b" is one word too many; usage: emuswitch play [options] <file>'),
+            ("play", "play: <file> is missing; usage: emuswitch play [options] <file>"),
+            ("lag 1", "lag: <state> is missing; usage: emuswitch lag <port> {on|off}"),
+            ("lag 1 maybe", 'lag: state: "maybe" is not one of on, off'),
+            ("lag one on", 'lag: port: "one" is not a number from 1 to 2147483647'),
+            ("graph --qos", "graph: --qos needs a value; usage: emuswitch graph [options]"),
+            ("graph --qos 1 --qos 2", "graph: --qos is there more than once"),
+            ("replay --seed -1 x", 'replay: --seed: "-1" is not a number from 0 on'),
+            ("exec", "exec needs a command; emuswitch help exec tells more"),
+            ("exec -x", "exec: there is no option -x; emuswitch help exec lists them"),
+        ):
+            with self.subTest(words=words):
+                result = self.emuswitch(*words.split(), status=2)
+                self.assertEqual(("", f"emuswitch: {said}\n"), (result.stdout, result.stderr))
+        self.assertIn('"\\x1b[31mx"', self.emuswitch("\x1b[31mx", status=2).stderr, "nothing steers the terminal")
+
+    def test_help_and_version_are_commands_too(self):
+        self.assertEqual(self.emuswitch("--help").stdout, self.emuswitch("help").stdout)
+        self.assertEqual(self.emuswitch("play", "--help").stdout, self.emuswitch("help", "play").stdout)
+        self.assertEqual(self.emuswitch("--version").stdout, self.emuswitch("version").stdout)
+
+    def test_what_stands_behind_two_dashes_is_a_command(self):
+        for words in (("exec", "--", "echo", "-n", "--", "x"), ("run", "echo", "-n", "--", "x")):
+            self.assertEqual("-- x", self.emuswitch(*words).stdout)
+        self.assertIn("-x: cannot be run", self.emuswitch("exec", "--", "-x", status=1).stderr)
+
     def test_output_that_cannot_be_written_is_a_failure(self):
         self.played()
         with open("/dev/full", "w", encoding="ascii") as full:

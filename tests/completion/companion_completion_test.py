@@ -22,7 +22,7 @@ def help_lines(*words):
 
 def commands():
     lines = help_lines()
-    lines = lines[lines.index("Subcommands:") + 1:]
+    lines = lines[lines.index("Commands:") + 1:]
     return {line.split()[0] for line in lines[:lines.index("")]}
 
 
@@ -63,10 +63,14 @@ class Function(Completion):
                 self.assertEqual(long_options(command), self.bash.offers(command, "-"))
 
     def test_what_can_be_shown(self):
-        topics = set(re.search(r"\{([a-z,]+)\}", "\n".join(help_lines("show")))[1].split(","))
+        topics = set(re.search(r"^  <what>.*: ([a-z, ]+)$", "\n".join(help_lines("show")), re.M)[1].split(", "))
         self.assertEqual(topics, self.bash.offers("show", ""))
         self.assertEqual({"vlans"}, self.bash.offers("show", "--json", "v"))
         self.assertEqual(set(), self.bash.offers("show", "vlans", ""))
+
+    def test_what_help_is_there_for(self):
+        self.assertEqual(commands(), self.bash.offers("help", ""))
+        self.assertEqual({"reset", "replay"}, self.bash.offers("help", "re"))
 
     def test_ports_and_fields_of_a_frame(self):
         self.play()
@@ -112,6 +116,7 @@ class Function(Completion):
             self.assertEqual({"npport"}, self.bash.offers(command, "/usr/sbin/tolvane", "create", "port", "1", ""))
             self.assertEqual({"in"}, self.bash.offers(command, "tolvane", "delete", "sfdbentry", "00:11:22:33:44:55", ""))
             self.assertEqual({"show"}, self.bash.offers(command, "emuswitch", "sh"))
+            self.assertEqual({"create"}, self.bash.offers(command, "--", "tolvane", "cr"))
 
     def test_nothing_where_the_words_before_are_wrong(self):
         for words in (("fly", ""), ("fly", "-"), ("config", ""), ("limit", "vlans", ""), ("lag", "1", "on", ""),

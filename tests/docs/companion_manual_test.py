@@ -35,7 +35,7 @@ def options_of(*words):
 
 
 def commands_of():
-    return {line.split()[0] for line in section_of(help_of(), "Subcommands")}
+    return {line.split()[0] for line in section_of(help_of(), "Commands")}
 
 
 class Term:
@@ -75,6 +75,15 @@ class CompanionManual(unittest.TestCase):
     def test_each_command_is_told_and_no_other(self):
         self.assertEqual(commands_of(), set(self.told))
 
+    def test_each_help_names_the_operands_and_has_examples_of_its_own(self):
+        for name in commands_of():
+            with self.subTest(command=name):
+                text = help_of(name)
+                usage = re.search(r"^Usage: emuswitch (.*)$", text, re.M)[1]
+                self.assertEqual(re.findall(r"^  <(\w+)>", text, re.M) if name not in ("lag", "ipif") else ["port"],
+                                 [word for word in re.findall(r"<(\w+)>", usage) if f"  <{word}>" in text])
+                self.assertRegex(text, rf"\nExamples?:\n(  .*\n)*  (.*\| )?emuswitch {name}\b")
+
     def test_the_options_of_the_program(self):
         self.assertEqual(options_of(), self.general)
 
@@ -87,7 +96,7 @@ class CompanionManual(unittest.TestCase):
                 self.assertEqual(options, command.options | (command.synopsis if name == "fail" else set()))
 
     def test_what_can_be_shown_and_limited(self):
-        topics = re.search(r"\{([a-z,]+)\}", help_of("show"))[1].split(",")
+        topics = re.search(r"^  <what>.*: ([a-z, ]+)$", help_of("show"), re.M)[1].split(", ")
         self.assertEqual(set(topics), self.told["show"].words)
         limits = subprocess.run([EMUSWITCH, "run", EMUSWITCH, "show", "limits", "--json"], check=True,
                                 capture_output=True, text=True).stdout
