@@ -334,7 +334,7 @@ void ConfigurationReader::read_learned(State& state, Nanoseconds now) {
     stored.for_each([&](uint32_t vid, Mac mac, PortIndex port) {
         const LearnedEntry* const known = state.learned.peek(vid, mac);
         if (is_pending(address_key(vid, mac)) || (known != nullptr && known->port == port)) return;
-        state.learned.put(vid, mac, port, now);
+        state.learned.put_stored(vid, mac, port, now);
     });
     state.learned.take_changes(); // they came from the store
 }

@@ -22,6 +22,8 @@ enum class Form : uint8_t {
     color,        // "green"
     link_frame,   // "bpdu"
     local_action, // "both"
+    link_depend,  // "port"
+    link_mode,    // "and"; null where it was never set
     reason,
     verdict,
     skip,
@@ -42,6 +44,8 @@ struct StepForm {
 
 constexpr StepForm step_forms[] = {
     {StepKind::received, {{{"port", Form::port}, {"length", Form::number}}}},
+    {StepKind::link_dependency, {{{"port", Form::port}, {"on", Form::link_depend}, {"mode", Form::link_mode}}}},
+    {StepKind::link_mode_unset, {{{"port", Form::port}}}},
     {StepKind::tag_recognised, {{{"tagtype", Form::ether_type}, {"vid", Form::number}, {"priority", Form::number}}}},
     {StepKind::priority_tag, {{{"tagtype", Form::ether_type}, {}, {"priority", Form::number}}}},
     {StepKind::tag_ignored, {{{"tagtype", Form::ether_type}, {"vid", Form::number}}}},
@@ -65,6 +69,7 @@ constexpr StepForm step_forms[] = {
     {StepKind::class_by_priority, {{{"priority", Form::number}, {"class", Form::number}}}},
     {StepKind::class_by_tos, {{{"tos", Form::number}, {"class", Form::number}, {"port", Form::port}}}},
     {StepKind::class_by_default, {{{"stream", Form::stream}, {"class", Form::number}, {"color", Form::color}}}},
+    {StepKind::counted, {{{"class", Form::number}, {"bytes", Form::number}}}},
     {StepKind::within_rate, {{{"class", Form::number}, {"bit_per_s", Form::number}}}},
     {StepKind::recolored, {{{"class", Form::number}, {"bit_per_s", Form::number}, {"color", Form::color}}}},
     {StepKind::over_rate, {{{"class", Form::number}, {"bit_per_s", Form::number}}}},
@@ -85,6 +90,7 @@ constexpr StepForm step_forms[] = {
     {StepKind::learned_entry, {{{"vid", Form::number}, {"port", Form::port}}}},
     {StepKind::unknown_address, {{{"vid", Form::number}}}},
     {StepKind::sent, {{{"port", Form::port}, {"tag", Form::tag}}}},
+    {StepKind::drop_eligible_kept, {{{"port", Form::port}}}},
     {StepKind::not_sent_disabled, {{{"port", Form::port}}}},
     {StepKind::not_sent_down, {{{"port", Form::port}}}},
     {StepKind::priority_edited, {{{"port", Form::port}, {"from", Form::number}, {"to", Form::number}}}},
@@ -92,6 +98,8 @@ constexpr StepForm step_forms[] = {
     {StepKind::best_effort, {{{"port", Form::port}, {"stream", Form::stream}, {"class", Form::number}}}},
     {StepKind::mirrored, {{{"mirror", Form::number}, {"port", Form::port}}}},
     {StepKind::not_mirrored, {{{"mirror", Form::number}, {"why", Form::skip}}}},
+    {StepKind::copy_tagged, {{{"mirror", Form::number}, {"tag", Form::tag}}}},
+    {StepKind::copy_best_effort, {{{"mirror", Form::number}, {"port", Form::port}}}},
     {StepKind::kept, {{{"setting", Form::kept}}}},
     {StepKind::dropped, {{{"reason", Form::reason}}}},
     {StepKind::done, {{{"verdict", Form::verdict}}}},
@@ -186,6 +194,14 @@ std::string_view local_action_word(uint32_t action) {
     return word_for(local_type_words, action);
 }
 
+void put_link_mode(LineBuffer& out, uint32_t mode) {
+    const char* const word = word_for(link_mode_words, mode);
+    if (word != nullptr)
+        put_word(out, word);
+    else
+        out.put("null");
+}
+
 void put_kept(LineBuffer& out, const Ports& ports, const Step& step) {
     const auto setting = static_cast<KeptSetting>(step.a);
     put_word(out, word_of(setting));
@@ -211,6 +227,8 @@ void put_part(LineBuffer& out, const Ports& ports, Form form, const Step& step, 
     case Form::color: return put_word(out, color_word(number));
     case Form::link_frame: return put_word(out, link_frame_word(number));
     case Form::local_action: return put_word(out, local_action_word(number));
+    case Form::link_depend: return put_word(out, number == link_depend::vlan ? "vlan" : "port");
+    case Form::link_mode: return put_link_mode(out, number);
     case Form::reason: return put_word(out, word_of(static_cast<DropReason>(number)));
     case Form::verdict: return put_word(out, word_of(static_cast<Verdict>(number)));
     case Form::skip: return put_word(out, word_of(static_cast<MirrorSkip>(number)));

@@ -51,6 +51,7 @@ public:
     std::string port(uint32_t index) const;
 
 private:
+    Line link(const Step& step) const;
     Line reception(const Step& step) const;
     Line vlan_choice(const Step& step) const;
     Line classification(const Step& step) const;
@@ -112,6 +113,20 @@ uint32_t Telling::named_vid() const {
     for (const Step& step : outcome.steps)
         if (step.kind >= StepKind::vlan_by_tag && step.kind <= StepKind::vlan_by_pvid) return step.a;
     return 0;
+}
+
+Line Telling::link(const Step& step) const {
+    if (step.kind == StepKind::link_mode_unset)
+        return {"no link_mode says on how many of them, so on all", "set port " + number_at(step.a) + " link_mode or"};
+    if (step.kind != StepKind::link_dependency) return {};
+    const bool is_any = static_cast<LinkMode>(step.c) == LinkMode::any;
+    const std::string how = port(step.a) + " is up while " + (is_any ? "any" : "all") + " of the links are of ";
+    if (static_cast<LinkDepend>(step.b) == LinkDepend::vlan) return {how + "the other members of its VLANs", ""};
+    std::string list;
+    for (uint32_t number = 1; number <= 32; ++number)
+        if ((ports.ports[step.a].link_depend_ports >> (number - 1) & 1U) != 0)
+            list += (list.empty() ? "ports " : ", ") + std::to_string(number);
+    return {how + (list.empty() ? "no port" : list), ""};
 }
 
 Line Telling::reception(const Step& step) const {
@@ -191,6 +206,7 @@ Line Telling::policing(const Step& step) const {
     const std::string policer = "class_policing class " + std::to_string(step.a);
     const std::string rate = "class " + std::to_string(step.a) + " is policed to " + bit_rate(step.b) + ": ";
     switch (step.kind) {
+    case StepKind::counted: return {"it counts as " + std::to_string(step.b) + " bytes", ""};
     case StepKind::within_rate: return {rate + "within the rate", ""};
     case StepKind::recolored:
         return {rate + "above the rate, so " + color_word(step.c), set_port((policer + " off").c_str())};
@@ -250,6 +266,7 @@ Line Telling::sending(const Step& step) const {
                                     ? " sends it untagged"
                                     : " sends it with tag " + hex_16(step.c) + ", VLAN id " + std::to_string(step.b)),
                 ""};
+    case StepKind::drop_eligible_kept: return {"the drop-eligible bit stays set", ""};
     case StepKind::not_sent_disabled:
         return {port(step.a) + " is disabled and does not send it", "enable port " + number_at(step.a)};
     case StepKind::not_sent_down: return {port(step.a) + " is down and does not send it", ""};
@@ -272,6 +289,10 @@ Line Telling::sending(const Step& step) const {
 Line Telling::mirroring(const Step& step) const {
     const std::string mirror = "mirror " + std::to_string(step.a);
     if (step.kind == StepKind::mirrored) return {mirror + " copies it to " + port(step.b), ""};
+    if (step.kind == StepKind::copy_best_effort) return {"the copy joins no queue: best effort", ""};
+    if (step.kind == StepKind::copy_tagged && step.b == 0) return {"the copy gets no tag, as its VLAN id is local", ""};
+    if (step.kind == StepKind::copy_tagged)
+        return {"the copy gets one more tag " + hex_16(step.c) + ", VLAN id " + std::to_string(step.b), ""};
     switch (static_cast<MirrorSkip>(step.b)) {
     case MirrorSkip::not_classified: return {mirror + " does not copy it: it was dropped before it had a class", ""};
     case MirrorSkip::other_class: return {mirror + " does not copy it: it is of another class", ""};
@@ -363,11 +384,13 @@ Line Telling::line_of(const Step& step) const {
         return {"it goes no further: " + line.text, line.sentence};
     }
     case StepKind::mirrored:
-    case StepKind::not_mirrored: return mirroring(step);
+    case StepKind::not_mirrored:
+    case StepKind::copy_tagged:
+    case StepKind::copy_best_effort: return mirroring(step);
     default: break;
     }
-    for (Line line : {reception(step), vlan_choice(step), classification(step), policing(step), learning(step),
-                      look_up(step), sending(step)})
+    for (Line line : {link(step), reception(step), vlan_choice(step), classification(step), policing(step),
+                      learning(step), look_up(step), sending(step)})
         if (!line.text.empty()) return line;
     return {word_of(step.kind), ""};
 }

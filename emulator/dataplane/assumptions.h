@@ -28,7 +28,7 @@ enum class Assumption : uint8_t {
     link_of_vlan = 18,            // link_depend vlan: the links of the other members of the port's VLANs
     link_mode_unset = 19,         // a dependency without link_mode asks for all links
     dscp_on_reception = 20,       // dscp: policers and mirrors of what is received go by the class of the rule
-    // Of time and of the store; no step tells them.
+    // Of frames that meet others in a queue, which no frame does alone: no step tells them, but 26 and 27.
     streams_share_evenly = 21,   // streams of one priority, counted in bytes
     minimum_rate_first = 22,     // a stream within its minimum rate goes before those above theirs
     best_effort_last = 23,       // behind all streams

@@ -96,16 +96,16 @@ template <typename Narrator> Stop police(Passage<Narrator>& passage) {
     if (policer.rate == 0) return Stop::none;
     Bucket& bucket = passage.state.buckets[passage.frame.port][traffic_class];
     const uint32_t bytes = counted_bytes(passage.frame.bytes.size(), passage.port.counts_gap);
+    passage.narrator.assume(Assumption::frames_count_with_fcs, StepKind::counted, traffic_class, bytes);
     if (conforms(bucket, policer, bytes, passage.frame.time)) {
         passage.narrator.assume(Assumption::policer_keeps_color, StepKind::within_rate, traffic_class, policer.rate);
         return Stop::none;
     }
     if (policer.excess == discards_excess) {
-        passage.narrator.assume(Assumption::frames_count_with_fcs, StepKind::over_rate, traffic_class, policer.rate);
+        passage.narrator.say(StepKind::over_rate, traffic_class, policer.rate);
         return Stop::policed;
     }
-    passage.narrator.assume(Assumption::frames_count_with_fcs, StepKind::recolored, traffic_class, policer.rate,
-                            policer.excess);
+    passage.narrator.say(StepKind::recolored, traffic_class, policer.rate, policer.excess);
     passage.outcome.color = policer.excess;
     return Stop::none;
 }

@@ -40,17 +40,11 @@ template <typename Narrator> void stop_for(Passage<Narrator>& passage, Stop reas
     passage.outcome.reason = is_taken ? DropReason::none : reason;
 }
 
-Assumption assumption_of(DropReason reason, const Port& port) {
-    if (reason == DropReason::too_long) return Assumption::longest_received;
-    if (reason != DropReason::port_down || port.link_depend == LinkDepend::none) return Assumption::none;
-    if (port.link_mode == LinkMode::none) return Assumption::link_mode_unset;
-    return port.link_depend == LinkDepend::vlan ? Assumption::link_of_vlan : Assumption::none;
-}
-
 template <typename Narrator> void tell_end(const Passage<Narrator>& passage) {
     const Outcome& outcome = passage.outcome;
+    const bool is_too_long = outcome.reason == DropReason::too_long;
     if (outcome.verdict == Verdict::dropped)
-        passage.narrator.assume(assumption_of(outcome.reason, passage.port), StepKind::dropped,
+        passage.narrator.assume(is_too_long ? Assumption::longest_received : Assumption::none, StepKind::dropped,
                                 number_of(outcome.reason));
     else
         passage.narrator.say(StepKind::done, number_of(outcome.verdict));

@@ -19,6 +19,7 @@ template <typename Narrator> Stop enter_port(Passage<Narrator>& passage) {
     if (length > longest_frame) return Stop::too_long;
     if (!port.is_enabled) return Stop::port_disabled;
     if (port.type != PortType::ether && passage.state.is_bound[index] == 0) return Stop::port_not_ether;
+    if constexpr (Narrator::tells) tell_link(passage, index);
     if (passage.state.is_up[index] == 0) return Stop::port_down;
 
     if (port.breaks_loops) passage.narrator.say(StepKind::kept, number_of(KeptSetting::loop_breaker), index);

@@ -31,10 +31,11 @@ bool Learned::refresh(const Ports& ports, uint32_t vid, Mac mac, PortIndex port,
     LearnedEntry* entry = entries_.find(vid, mac);
     if (entry == nullptr || entry->port != port || now >= end_of(ports, *entry)) return false;
     entry->seen = now;
+    entry->is_stored = false;
     return true;
 }
 
-void Learned::put(uint32_t vid, Mac mac, PortIndex port, Nanoseconds now) {
+LearnedEntry& Learned::entry_put(uint32_t vid, Mac mac, PortIndex port, Nanoseconds now) {
     const size_t size_before = entries_.size();
     LearnedEntry& entry = entries_.put(vid, mac);
     if (entry.port != port) note(vid, mac);
@@ -42,9 +43,18 @@ void Learned::put(uint32_t vid, Mac mac, PortIndex port, Nanoseconds now) {
     if (entry.port != port) check_later(address_key(vid, mac), entry, now);
     entry.port = port;
     entry.seen = now;
-    if (entries_.size() == size_before) return;
+    if (entries_.size() == size_before) return entry;
     if (vid >= counts_.size()) counts_.resize(vid + size_t{1});
     ++counts_[vid];
+    return entry;
+}
+
+void Learned::put(uint32_t vid, Mac mac, PortIndex port, Nanoseconds now) {
+    entry_put(vid, mac, port, now).is_stored = false;
+}
+
+void Learned::put_stored(uint32_t vid, Mac mac, PortIndex port, Nanoseconds now) {
+    entry_put(vid, mac, port, now).is_stored = true;
 }
 
 bool Learned::erase(uint32_t vid, Mac mac) {

@@ -66,11 +66,20 @@ template <typename Narrator> void copy_to(Passage<Narrator>& passage, const Mirr
     passage.outcome.outputs.push_back(copy);
 }
 
-// What a copy leans on, for the trace.
-template <typename Narrator> Assumption assumption_of(const Passage<Narrator>& passage, const Mirror& mirror) {
-    if (passage.outcome.verdict == Verdict::dropped) return Assumption::mirrors_copy_dropped;
-    if (!mirror.adds_tag) return Assumption::none;
-    return mirror.tag_vid < first_local_vid ? Assumption::mirror_tag_priority : Assumption::mirror_local_id;
+template <typename Narrator> void tell_copy(const Passage<Narrator>& passage, const Mirror& mirror) {
+    const bool is_dropped = passage.outcome.verdict == Verdict::dropped;
+    passage.narrator.assume(is_dropped ? Assumption::mirrors_copy_dropped : Assumption::none, StepKind::mirrored,
+                            mirror.number, mirror.destination);
+    if (mirror.adds_tag && mirror.tag_vid < first_local_vid)
+        passage.narrator.assume(Assumption::mirror_tag_priority, StepKind::copy_tagged, mirror.number, mirror.tag_vid,
+                                mirror.tag_type);
+    else if (mirror.adds_tag)
+        passage.narrator.assume(Assumption::mirror_local_id, StepKind::copy_tagged, mirror.number);
+    // Where the destination has a queue for frames of that class, the copy could have joined it.
+    const Stream* stream = stream_at(passage, mirror.destination);
+    if (stream == nullptr || !stream->queues[passage.outcome.traffic_class].exists) return;
+    passage.narrator.assume(Assumption::copies_are_best_effort, StepKind::copy_best_effort, mirror.number,
+                            mirror.destination);
 }
 
 template <typename Narrator> void mirror_frame(Passage<Narrator>& passage) {
@@ -82,7 +91,7 @@ template <typename Narrator> void mirror_frame(Passage<Narrator>& passage) {
             passage.narrator.say(StepKind::not_mirrored, mirror.number, number_of(*skip));
             continue;
         }
-        passage.narrator.assume(assumption_of(passage, mirror), StepKind::mirrored, mirror.number, mirror.destination);
+        if constexpr (Narrator::tells) tell_copy(passage, mirror);
         copy_to(passage, mirror, *copied);
     }
 }

@@ -87,6 +87,8 @@ enum class MirrorSkip : uint8_t {
 // for programs.
 enum class StepKind : uint8_t {
     received,             // a port, b length
+    link_dependency,      // a port, b on which links (LinkDepend), c how many of them (LinkMode)
+    link_mode_unset,      // a port: it depends on links, and nothing says on how many
     tag_recognised,       // a TPID, b VLAN id, c priority
     priority_tag,         // a TPID, c priority
     tag_ignored,          // a TPID, b VLAN id: ignoretag on, payload
@@ -110,6 +112,7 @@ enum class StepKind : uint8_t {
     class_by_priority,    // a priority, b class: dot1p
     class_by_tos,         // a ToS, b class, c sending port: dscp
     class_by_default,     // a stream, b class, c color
+    counted,              // a class, b bytes that its policer counts for the frame
     within_rate,          // a class, b rate
     recolored,            // a class, b rate, c new color
     over_rate,            // a class, b rate: discarded
@@ -130,6 +133,7 @@ enum class StepKind : uint8_t {
     learned_entry,        // a VLAN id, b port
     unknown_address,      // a VLAN id: flooded
     sent,                 // a port, b VLAN id in the tag that it leaves with, c TPID of that; 0: no tag
+    drop_eligible_kept,   // a port: the bit stands in the tag that it sends
     not_sent_disabled,    // a port: a member that is disabled
     not_sent_down,        // a port
     priority_edited,      // a port, b priority before, c after: cosedit on
@@ -137,6 +141,8 @@ enum class StepKind : uint8_t {
     best_effort,          // a port, b stream, c class: no such stream or queue
     mirrored,             // a mirror, b port
     not_mirrored,         // a mirror, b why (MirrorSkip)
+    copy_tagged,          // a mirror, b VLAN id, c TPID of its tag; 0: its id is local, so no tag
+    copy_best_effort,     // a mirror, b port: which has a queue for the frame's class
     kept,                 // a which (KeptSetting), b port or VLAN id: on, and without effect here
     dropped,              // a DropReason; always the last
     done,                 // a Verdict; always the last of a frame that is not dropped

@@ -42,6 +42,17 @@ template <typename Narrator> struct Passage {
     bool is_taken_by_switch() const { return !outcome.outputs.empty(); }
 };
 
+// What the link of a port hangs on, where it is more than the port itself.
+template <typename Narrator> void tell_link(const Passage<Narrator>& passage, PortIndex index) {
+    const Port& port = passage.port_at(index);
+    if (port.link_depend == LinkDepend::none) return;
+    const auto assumption = port.link_depend == LinkDepend::vlan ? Assumption::link_of_vlan : Assumption::none;
+    passage.narrator.assume(assumption, StepKind::link_dependency, index, number_of(port.link_depend),
+                            number_of(port.link_mode));
+    if (port.link_mode == LinkMode::none)
+        passage.narrator.assume(Assumption::link_mode_unset, StepKind::link_mode_unset, index);
+}
+
 // What a stage says: the frame goes on (`none`), or why not.
 using Stop = DropReason;
 

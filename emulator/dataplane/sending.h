@@ -90,9 +90,10 @@ template <typename Narrator> void make_head(const Passage<Narrator>& passage, co
         if (is_tagged) begin_head(output, passage.frame.bytes, addresses_length + tag_length);
         return;
     }
-    const auto of_bit = passage.headers.drop_eligible ? Assumption::drop_eligible_kept : Assumption::none;
-    const auto assumption = member.is_tagged ? of_bit : Assumption::protgroup_others_tagged;
+    const auto assumption = member.is_tagged ? Assumption::none : Assumption::protgroup_others_tagged;
     passage.narrator.assume(assumption, StepKind::sent, output.port, vid, member.tag_type);
+    if (passage.headers.drop_eligible)
+        passage.narrator.assume(Assumption::drop_eligible_kept, StepKind::drop_eligible_kept, output.port);
     const uint8_t priority = priority_at(passage, output);
     begin_head(output, passage.frame.bytes, is_tagged ? addresses_length + tag_length : addresses_length);
     put_tag(output, member.tag_type, tag_control(priority, passage.headers.drop_eligible, vid));
@@ -124,6 +125,7 @@ template <typename Narrator> Stop send_to(Passage<Narrator>& passage, PortIndex 
     const Member* member = passage.vlan->find_member(destination);
     if (member == nullptr) return Stop::egress_not_a_member;
     if (!passage.port_at(destination).is_enabled) return Stop::egress_disabled;
+    if constexpr (Narrator::tells) tell_link(passage, destination);
     if (passage.state.is_up[destination] == 0) return Stop::egress_down;
     send(passage, *member, OutputKind::forwarded);
     passage.outcome.verdict =
@@ -135,9 +137,12 @@ template <typename Narrator> Stop flood(Passage<Narrator>& passage) {
     const size_t count_before = passage.outcome.outputs.size();
     for (const Member& member : passage.vlan->members) {
         if (member.port == passage.frame.port) continue;
-        if (!passage.port_at(member.port).is_enabled)
+        if (!passage.port_at(member.port).is_enabled) {
             passage.narrator.say(StepKind::not_sent_disabled, member.port);
-        else if (passage.state.is_up[member.port] == 0)
+            continue;
+        }
+        if constexpr (Narrator::tells) tell_link(passage, member.port);
+        if (passage.state.is_up[member.port] == 0)
             passage.narrator.say(StepKind::not_sent_down, member.port);
         else
             send(passage, member, OutputKind::flooded);
@@ -176,7 +181,8 @@ template <typename Narrator> Stop look_up_learned(Passage<Narrator>& passage) {
         passage.narrator.say(StepKind::unknown_address, vid);
         return flood(passage);
     }
-    passage.narrator.say(StepKind::learned_entry, vid, learned->port);
+    const auto assumption = learned->is_stored ? Assumption::learned_seen_at_start : Assumption::none;
+    passage.narrator.assume(assumption, StepKind::learned_entry, vid, learned->port);
     return send_to(passage, learned->port);
 }
 

@@ -13,6 +13,7 @@ namespace dataplane {
 
 struct LearnedEntry {
     PortIndex port = no_port;
+    bool is_stored = false; // it came from the store, which keeps no times, and no frame has refreshed it since
     Nanoseconds seen = 0;
     Nanoseconds checked_at = 0; // when it is looked at whether it has come of age
 };
@@ -25,6 +26,8 @@ public:
     const LearnedEntry* find(const Ports& ports, uint32_t vid, Mac mac, Nanoseconds now) const;
     // The address was seen on that port: a new entry, or one that moves, or is refreshed.
     void put(uint32_t vid, Mac mac, PortIndex port, Nanoseconds now);
+    // The store knows the address on that port.
+    void put_stored(uint32_t vid, Mac mac, PortIndex port, Nanoseconds now);
     // As `put`, where there is such an entry of that port that has not come of age; false: there is none.
     bool refresh(const Ports& ports, uint32_t vid, Mac mac, PortIndex port, Nanoseconds now);
     bool erase(uint32_t vid, Mac mac);
@@ -70,6 +73,7 @@ private:
         Nanoseconds at = 0;
         uint64_t key = 0;
     };
+    LearnedEntry& entry_put(uint32_t vid, Mac mac, PortIndex port, Nanoseconds now);
     void check_later(uint64_t key, LearnedEntry& entry, Nanoseconds at);
     void check_age(const Ports& ports, Nanoseconds now, size_t at_most);
 

@@ -47,6 +47,8 @@ const char* word_of(DropReason reason) {
 const char* word_of(StepKind kind) {
     switch (kind) {
     case StepKind::received: return "received";
+    case StepKind::link_dependency: return "link_dependency";
+    case StepKind::link_mode_unset: return "link_mode_unset";
     case StepKind::tag_recognised: return "tag_recognised";
     case StepKind::priority_tag: return "priority_tag";
     case StepKind::tag_ignored: return "tag_ignored";
@@ -70,6 +72,7 @@ const char* word_of(StepKind kind) {
     case StepKind::class_by_priority: return "class_by_priority";
     case StepKind::class_by_tos: return "class_by_tos";
     case StepKind::class_by_default: return "class_by_default";
+    case StepKind::counted: return "counted";
     case StepKind::within_rate: return "within_rate";
     case StepKind::recolored: return "recolored";
     case StepKind::over_rate: return "over_rate";
@@ -90,6 +93,7 @@ const char* word_of(StepKind kind) {
     case StepKind::learned_entry: return "learned_entry";
     case StepKind::unknown_address: return "unknown_address";
     case StepKind::sent: return "sent";
+    case StepKind::drop_eligible_kept: return "drop_eligible_kept";
     case StepKind::not_sent_disabled: return "not_sent_disabled";
     case StepKind::not_sent_down: return "not_sent_down";
     case StepKind::priority_edited: return "priority_edited";
@@ -97,6 +101,8 @@ const char* word_of(StepKind kind) {
     case StepKind::best_effort: return "best_effort";
     case StepKind::mirrored: return "mirrored";
     case StepKind::not_mirrored: return "not_mirrored";
+    case StepKind::copy_tagged: return "copy_tagged";
+    case StepKind::copy_best_effort: return "copy_best_effort";
     case StepKind::kept: return "kept";
     case StepKind::dropped: return "dropped";
     case StepKind::done: return "done";

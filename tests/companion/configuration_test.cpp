@@ -6,6 +6,8 @@
 #include "library_functions.h"
 #include "platform/portshm.h"
 
+#include <map>
+#include <set>
 #include <sstream>
 
 using namespace dataplane;
@@ -40,6 +42,34 @@ void change_file(const std::filesystem::path& file, const std::string& sql) {
     sqlite3_close(database);
 }
 
+template <typename Word> void fill_slot(MatchSlot<Word>& slot, std::mt19937& random) {
+    const auto low = static_cast<Word>(random() & 7);
+    const bool is_range = random() % 2 == 0;
+    slot = {.low = low, .high = static_cast<Word>(is_range ? low + 3 : 0), .mask = 0xff, .is_range = Word{is_range}};
+}
+
+// A rule that looks at any fields. The protocol and the priority are ever single values.
+ClassifyRule make_random_rule(std::mt19937& random) {
+    ClassifyRule rule{};
+    rule.marking = static_cast<uint32_t>(random() % 3);
+    rule.stream = static_cast<uint16_t>(random() % 256);
+    rule.traffic_class = static_cast<uint8_t>(random() % 8);
+    rule.color = static_cast<uint8_t>(random() % 3);
+    rule.present = static_cast<uint32_t>(random()) & 0x0f0001ffU;
+    if ((rule.present & rule_field::vid) != 0) fill_slot(rule.vid, random);
+    if ((rule.present & rule_field::ether_type) != 0) fill_slot(rule.ether_type, random);
+    if ((rule.present & rule_field::tos) != 0) fill_slot(rule.tos, random);
+    if ((rule.present & rule_field::source_address) != 0) fill_slot(rule.source_address, random);
+    if ((rule.present & rule_field::destination_address) != 0) fill_slot(rule.destination_address, random);
+    if ((rule.present & rule_field::source_port) != 0) fill_slot(rule.source_port, random);
+    if ((rule.present & rule_field::destination_port) != 0) fill_slot(rule.destination_port, random);
+    if ((rule.present & rule_field::cos) != 0) rule.cos = {.low = 3, .high = 0, .mask = 7, .is_range = 0};
+    if ((rule.present & rule_field::protocol) != 0) rule.protocol = {.low = 17, .high = 0, .mask = 0xff, .is_range = 0};
+    for (uint32_t point = 0; point < extraction_point_count; ++point)
+        if ((rule.present & rule_field::first_extraction << point) != 0) rule.extraction[point] = {0x4500, 0xff00};
+    return rule;
+}
+
 // What random_calls.h leaves out: the settings of what there is.
 void make_random_setting(std::mt19937& random) {
     const auto pick = [&random](int32_t from, int32_t to) {
@@ -56,28 +86,93 @@ void make_random_setting(std::mt19937& random) {
     parameters.pvid = static_cast<uint16_t>(pick(0, 4094));
     parameters.tag_type = static_cast<uint16_t>(random());
     const uint32_t words[] = {1, 2, 3, 4, 5, 6, 7, 0};
-    switch (pick(0, 25)) {
+    switch (pick(0, 38)) {
     case 0: brgfdb_disable_port(port, &status); break;
     case 1: {
-        const auto flag = static_cast<uint32_t>(1U << pick(0, 15));
+        constexpr uint16_t flags[] = {port_flag::accept_all_frames, port_flag::ingress_filtering,
+                                      port_flag::accept_tagged,     port_flag::accept_priority_tagged,
+                                      port_flag::cos_editing,       port_flag::ignore_fdb};
+        const uint32_t flag = flags[pick(0, 5)];
         brgfdb_set_param_to_port(port, &parameters, 0, 0, port_field::flag, flag, &status);
         break;
     }
+    case 26: brgfdb_set_param_to_port(port, &parameters, 600, 0, port_field::aging, 0, &status); break;
+    case 27:
+        brgfdb_set_param_to_port(port, &parameters, 0, static_cast<uint32_t>(on), port_field::loop_breaker, 0, &status);
+        break;
+    case 28: {
+        const ClassifyRule rule = make_random_rule(random);
+        brgfdb_add_classify_action_to_profile(pick(1, 3), pick(0, 3), &rule, &status);
+        break;
+    }
+    case 29: {
+        const auto offset = static_cast<uint16_t>(pick(0, 60));
+        const ExtractionPoint points[extraction_point_count] = {{offset, 1}, {offset, 2}, {offset, 4}, {0, 0}};
+        brgfdb_add_classify_profile_to_pv(pick(1, 3), port, vid, points, &status);
+        break;
+    }
+    case 30: {
+        const int32_t type = pick(1, 5);
+        const bool is_of_vlan = type == 2 || type >= 4;
+        brgfdb_set_mirror_source(mirror, type, static_cast<uint16_t>(type == 5 ? 0 : port),
+                                 static_cast<uint16_t>(is_of_vlan ? vid : 0), &status);
+        break;
+    }
+    case 31: {
+        const uint8_t mac[] = {0x02, 0, 0, 0, 1, static_cast<uint8_t>(pick(1, 6))};
+        brgfdb_create_sfil(vid, mac, port, static_cast<uint8_t>(pick(0, 4)), 0, &status);
+        break;
+    }
+    case 32: {
+        int32_t local = 4096 + port;
+        brgfdb_create_vlan(("local" + std::to_string(port)).c_str(), &local, &status);
+        break;
+    }
+    case 34: {
+        constexpr int32_t colors[] = {0, 1, 2, 255};
+        brgfdb_set_port_class_policing(port, pick(0, 7), 8000 * pick(1, 9), 64 * pick(1, 9), colors[pick(0, 3)],
+                                       &status);
+        break;
+    }
+    case 35: {
+        const uint8_t mac[] = {0x02, 0, 0, 0, 2, static_cast<uint8_t>(pick(1, 6))};
+        brgfdb_create_lfil(port, mac, pick(1, 4), on, &status);
+        break;
+    }
+    case 36:
+        brgfdb_add_port_to_vlan(vid, port, on, static_cast<uint16_t>(random()), 0, 0, &status);
+        break;
+    case 37: {
+        const int32_t queue = stream * 8 + pick(0, 2);
+        brgfdb_add_queue_to_stream(queue, stream, queue % 8, pick(0, 2), pick(0, 7), pick(0, 1), &status);
+        break;
+    }
+    case 38:
+        portshm_create_port(port, 1, port);
+        portshm_enable_port(port, 1);
+        break;
+    case 33:
+        portshm_create_port(100 + port, 2, port);
+        portshm_set_port_linkmode(100 + port, pick(1, 2));
+        portshm_set_port_linkdepend(100 + port, pick(1, 2), random() & 15);
+        break;
     case 2: brgfdb_set_param_to_port(port, &parameters, 0, 0, port_field::pvid, 0, &status); break;
     case 3: brgfdb_set_param_to_port(port, &parameters, 0, 0, port_field::tag_type, 0, &status); break;
     case 4: brgfdb_set_default_class(port, pick(0, 255), pick(0, 7), pick(0, 2), &status); break;
     case 5: brgfdb_set_port_cosmap(port, random() & 255, words, &status); break;
-    case 6: brgfdb_set_port_class_policing(port, pick(0, 7), 64000 * on, 1500 * on, 2 * on, &status); break;
+    case 6: brgfdb_set_port_class_policing(port, pick(0, 7), 64000 * on, 1500 * on, 0, &status); break;
     case 7: brgfdb_set_port_bandwidth_calc_mode(port, on, &status); break;
-    case 8: brgfdb_set_port_link_frames(port, 2, on, &status); break;
+    case 8: brgfdb_set_port_link_frames(port, pick(0, 3), on, &status); break;
     case 9: brgfdb_set_link_mode(port, pick(1, 2), &status); break;
-    case 10: brgfdb_set_link_depend(port, 2, random() & 15, &status); break;
-    case 11: brgfdb_set_ph_shaping(port, 64000 * on, 1500 * on, &status); break;
+    case 10: brgfdb_set_link_depend(port, pick(1, 2), random() & 15, &status); break;
+    case 11: brgfdb_set_ph_shaping(port, 64000 * pick(0, 2), 1500 * pick(0, 2), &status); break;
     case 12: brgfdb_set_vlan_sld(vid, on, &status); break;
     case 13: brgfdb_set_vlan_learninglimit(vid, pick(0, 3), &status); break;
     case 14: brgfdb_set_vlan_ignore_fdb(vid, on, &status); break;
     case 15: brgfdb_set_vlan_learning_off(vid, on, &status); break;
-    case 16: brgfdb_add_prot_to_group(static_cast<uint16_t>(random()), 1, &status); break;
+    case 16:
+        brgfdb_add_prot_to_group(static_cast<uint16_t>(random()), static_cast<uint16_t>(pick(1, 3)), &status);
+        break;
     case 17: brgfdb_disable_mirror(mirror, &status); break;
     case 18: brgfdb_set_mirror_classify(mirror, 1, 2, 1, &status); break;
     case 19: brgfdb_set_mirror_tag(mirror, on, 0x88a8, 100, &status); break;
@@ -85,7 +180,10 @@ void make_random_setting(std::mt19937& random) {
     case 21: brgfdb_set_stream_priority(stream, pick(0, 7), &status); break;
     case 22: brgfdb_set_stream_tosmap(stream, random() & 255, words, words, &status); break;
     case 23: brgfdb_set_queue_qos(stream * 8 + 1, stream, pick(0, 7), pick(0, 9), &status); break;
-    case 24: brgfdb_set_red_in_stream(stream, 1, 2, 10, 0, 90, 100, &status); break;
+    case 24:
+        brgfdb_set_red_in_stream(stream, pick(0, 2), pick(0, 2), pick(0, 50), pick(0, 50), pick(51, 100), pick(51, 100),
+                                 &status);
+        break;
     default: brgfdb_set_qostype_in_stream(stream, pick(1, 2), 2048, 64, &status);
     }
 }
@@ -132,6 +230,51 @@ TEST_F(ConfigurationTest, each_single_call_concerns_its_parts) {
         ASSERT_EQ(dump(reader.configuration()), read_afresh()) << i;
     }
     EXPECT_EQ(dump(reader.configuration()), read_afresh());
+}
+
+// The lives above try what they are to try: every table has rows, and every column other values than one.
+TEST_F(ConfigurationTest, random_lives_reach_every_column) {
+    brgfdb_clear_fdb();
+    const std::string columns = ask("SELECT t.name, c.name FROM sqlite_schema t, pragma_table_info(t.name) c"
+                                    " WHERE t.type = 'table' AND t.name NOT LIKE 'sqlite%'"
+                                    " AND t.name NOT IN ('limits', 'fault', 'call_log', 'trap_event', 'qualifier',"
+                                    " 'port_table_vlan', 'learned_entry')");
+    std::string all_values;
+    std::map<std::string, std::set<std::string>> values;
+    std::istringstream lines(columns);
+    for (std::string line; std::getline(lines, line);) {
+        const std::string table = line.substr(0, line.find('|'));
+        const std::string column = line.substr(line.find('|') + 1);
+        values[table + "." + column];
+        all_values += all_values.empty() ? "SELECT " : " UNION SELECT ";
+        all_values.append("'").append(table).append(".").append(column).append("', ").append(column);
+        all_values.append(" FROM ").append(table);
+    }
+    std::mt19937 random(20260501);
+    for (int round = 0; round < 300; ++round) {
+        for (int i = 0; i < 10; ++i) {
+            make_random_call(random);
+            make_random_setting(random);
+        }
+        std::istringstream found(ask(all_values));
+        for (std::string line; std::getline(found, line);)
+            values[line.substr(0, line.find('|'))].insert(line.substr(line.find('|') + 1));
+    }
+    // What only emuswitch sets.
+    for (const char* column : {"port.in_lag", "port.ip_interface"})
+        values.erase(column);
+    for (const auto& [column, found] : values)
+        EXPECT_GE(found.size(), 2U) << column;
+    const auto expect_all = [&](const char* column, std::set<std::string> wanted) {
+        EXPECT_EQ(values[column], wanted) << column;
+    };
+    expect_all("classify_match.field",
+               {"da", "sa", "tos", "prot", "dp", "sp", "vid", "cos", "etype", "ext1", "ext2", "ext3", "ext4"});
+    expect_all("classify_list.marking", {"0", "1", "2", "NULL"});
+    expect_all("mirror.source_type", {"1", "2", "3", "4", "5", "NULL"});
+    expect_all("local_entry.type", {"1", "2", "3", "4"});
+    expect_all("stream.qos_type", {"0", "1", "2"}); // 0: never told
+    expect_all("extraction_point.width", {"1", "2", "4"});
 }
 
 TEST_F(ConfigurationTest, a_refused_call_and_a_side_call_concern_nothing) {

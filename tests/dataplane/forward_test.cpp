@@ -325,7 +325,7 @@ TEST_F(Forward, ThePriorityOfAPriorityTagIsKept) {
     parts.member(10, 2).is_tagged = true;
     device.send(1, frame_of(berta, anna, tag(0x8100, 0, 7, true), arp));
     EXPECT_EQ(device.sent_on(2), frame_of(berta, anna, tag(0x8100, 10, 7, true), arp));
-    EXPECT_EQ(device.step(StepKind::sent)->assumption, Assumption::drop_eligible_kept);
+    EXPECT_EQ(device.step(StepKind::drop_eligible_kept)->assumption, Assumption::drop_eligible_kept);
 }
 
 // --- VLANs ---

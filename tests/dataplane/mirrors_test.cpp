@@ -129,7 +129,7 @@ TEST_F(Mirrors, ATagStandsInFrontOfAllOthers) {
     mirror.tag_vid = 77;
     EXPECT_TRUE(is_copied(1, in_20));
     EXPECT_EQ(copy(in_20), frame_of(berta, anna, tag(0x88a8, 77, 5) + tag(0x8100, 20, 5), arp, Bytes(50, 1)));
-    EXPECT_EQ(device.step(StepKind::mirrored)->assumption, Assumption::mirror_tag_priority);
+    EXPECT_EQ(device.step(StepKind::copy_tagged)->assumption, Assumption::mirror_tag_priority);
     const Bytes untagged = frame_of(berta, anna, {}, arp, Bytes(50, 1));
     EXPECT_TRUE(is_copied(1, untagged));
     EXPECT_EQ(copy(untagged), frame_of(berta, anna, tag(0x88a8, 77), arp, Bytes(50, 1)));
@@ -138,7 +138,36 @@ TEST_F(Mirrors, ATagStandsInFrontOfAllOthers) {
     device.apply();
     EXPECT_TRUE(is_copied(1, in_20));
     EXPECT_EQ(copy(in_20), in_20);
-    EXPECT_EQ(device.step(StepKind::mirrored)->assumption, Assumption::mirror_local_id);
+    EXPECT_EQ(device.step(StepKind::copy_tagged)->assumption, Assumption::mirror_local_id);
+}
+
+TEST_F(Mirrors, CopiesOfDroppedFramesHaveTheTagToo) {
+    Mirror& mirror = parts.add_mirror(1, MirrorSource::received, 1, 0, 4);
+    mirror.adds_tag = true;
+    mirror.tag_vid = 77;
+    parts.vlan(20).members.erase(parts.vlan(20).members.begin());
+    parts.port(1).filters_ingress = true;
+    EXPECT_TRUE(is_copied(1, in_20));
+    EXPECT_EQ(copy(in_20), frame_of(berta, anna, tag(0x8100, 77, 5) + tag(0x8100, 20, 5), arp, Bytes(50, 1)));
+    EXPECT_EQ(device.step(StepKind::mirrored)->assumption, Assumption::mirrors_copy_dropped);
+    EXPECT_EQ(device.step(StepKind::copy_tagged)->assumption, Assumption::mirror_tag_priority);
+    EXPECT_EQ(device.step(StepKind::copy_tagged)->b, 77U);
+    EXPECT_EQ(device.step(StepKind::copy_tagged)->c, 0x8100U);
+}
+
+TEST_F(Mirrors, CopiesJoinNoQueueThatIsThereForThem) {
+    parts.add_mirror(1, MirrorSource::received, 1, 0, 4);
+    EXPECT_TRUE(is_copied(1, in_20));
+    EXPECT_EQ(device.step(StepKind::copy_best_effort), nullptr);
+    Stream& stream = parts.add_stream(4, 0, {});
+    device.apply();
+    EXPECT_TRUE(is_copied(1, in_20));
+    EXPECT_EQ(device.step(StepKind::copy_best_effort), nullptr);
+    stream.queues[0].exists = true;
+    device.apply();
+    EXPECT_TRUE(is_copied(1, in_20));
+    EXPECT_FALSE(device.outcome.outputs.back().has_queue);
+    EXPECT_EQ(device.step(StepKind::copy_best_effort)->assumption, Assumption::copies_are_best_effort);
 }
 
 TEST_F(Mirrors, ATagStandsInFrontOfTheOneThatTheFrameLeftWith) {

@@ -117,6 +117,22 @@ TEST(Learned, ForgetsInSlices) {
     EXPECT_EQ(learned.size(), 0U);
 }
 
+TEST(Learned, KnowsWhatOnlyTheStoreHasSeen) {
+    Ports ports;
+    ports.ports.resize(2);
+    Learned learned;
+    learned.put_stored(1, 5, 0, 0);
+    EXPECT_TRUE(learned.peek(1, 5)->is_stored);
+    EXPECT_EQ(learned.size_of(1), 1U);
+    EXPECT_TRUE(learned.refresh(ports, 1, 5, 0, 1));
+    EXPECT_FALSE(learned.peek(1, 5)->is_stored);
+    learned.put_stored(1, 5, 0, 2);
+    EXPECT_TRUE(learned.peek(1, 5)->is_stored);
+    learned.put(1, 5, 1, 3);
+    EXPECT_FALSE(learned.peek(1, 5)->is_stored);
+    EXPECT_EQ(learned.size_of(1), 1U);
+}
+
 TEST(Learned, TimeMayBeAsLateAsThereIs) {
     const Ports ports = ports_of_age({0xffffffff});
     constexpr Nanoseconds latest = std::numeric_limits<Nanoseconds>::max();
@@ -309,11 +325,13 @@ TEST_F(Links, WithoutAModeAllHaveToBeUp) {
     EXPECT_FALSE(is_up());
     device.send(101, Bytes(60));
     EXPECT_EQ(device.outcome.reason, DropReason::port_down);
-    EXPECT_EQ(device.outcome.steps.back().assumption, Assumption::link_mode_unset);
+    EXPECT_EQ(device.step(StepKind::link_mode_unset)->assumption, Assumption::link_mode_unset);
     logical().link_mode = LinkMode::all;
     device.apply();
     device.send(101, Bytes(60));
-    EXPECT_EQ(device.outcome.steps.back().assumption, Assumption::none);
+    EXPECT_EQ(device.step(StepKind::link_mode_unset), nullptr);
+    EXPECT_EQ(device.step(StepKind::link_dependency)->assumption, Assumption::none);
+    EXPECT_EQ(device.step(StepKind::link_dependency)->c, number_of(LinkMode::all));
 }
 
 TEST_F(Links, PortsThatAreNotThereAreNotUp) {
@@ -364,7 +382,7 @@ TEST_F(Links, TheVlanIsUpByItsOtherMembers) {
     set_carrier(3, false);
     EXPECT_FALSE(is_up());
     device.send(101, Bytes(60));
-    EXPECT_EQ(device.outcome.steps.back().assumption, Assumption::link_of_vlan);
+    EXPECT_EQ(device.step(StepKind::link_dependency)->assumption, Assumption::link_of_vlan);
 }
 
 TEST_F(Links, ADependencyLooksAtNoOtherDependency) {

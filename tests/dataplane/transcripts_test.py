@@ -3,6 +3,7 @@
     # a comment
     $ add port 1 to vlan sales tag on       a sentence, which the switch has to accept
     $ emuswitch limit fdb_entries 100       a command of emuswitch
+    ! UPDATE mirror SET tag_vid = 4096      a change of the store past all sentences: what an older store may hold
     > 2 tag vid 20 pri 5                    a frame into a port, by its fields, or `hex` and its digits;
     > at 600 2 tag vid 20                   ... at a time, in seconds
     flooded in sales                        what becomes of it: forwarded, flooded, delivered, or dropped: REASON
@@ -10,8 +11,15 @@
       3 untagged
       4 as received, mirror 1
 
+Frames with names and times go through the queues, all of a block together, and what is told is which leaves when:
+
+    ~ a 1 tag vid 20 length 1208 x 3        three frames at once, a1 to a3, into port 1
+    ~ b at 50 3 tag vid 20                  one after 50 microseconds, into port 3
+    2 sends a1 at 0, b at 100, a2, a3       in this order, at these microseconds where they are told
+    lost a4 queue_full, a5 red              what did not leave, and why
+
 The switch itself is the port `switch`. Behind the outcome stand, each after a semicolon, what else has to hold:
-`class 2/5/green`, the name of a step, `kept SETTING`, `assumption 13`. Every output has to be listed: one that is not
+`class 2/5/green`, the name of a step, `no` and one, `kept SETTING`, `assumption 13`, `not assumption 13`. Every output has to be listed: one that is not
 makes the transcript fail.
 
     transcripts_test.py FILE ...
@@ -19,9 +27,11 @@ makes the transcript fail.
 
 import json
 import pathlib
+import re
 import subprocess
 import sys
 
+import timed_frames
 from frames import frame_of_words, tags_of_words, told_tags
 
 TESTS = pathlib.Path(__file__).resolve().parents[1]
@@ -65,6 +75,8 @@ class Told:
             return of is not None and detail == f"class {of['stream']}/{of['class']}/{of['color']}"
         if words[0] == "assumption":
             return int(words[1]) in self.answer["assumptions"]
+        if words[:2] == ["not", "assumption"]:
+            return int(words[2]) not in self.answer["assumptions"]
         if words[0] == "kept":
             return any(step["step"] == "kept" and step["setting"] == words[1] for step in steps)
         if words[0] == "no":
@@ -98,6 +110,17 @@ class Player:
             return ""
         answer = self.switch.say(sentence)
         return "" if answer.is_accepted else f"{answer.outcome}{answer.errors}"
+
+    def send_timed(self, lines):
+        """What leaves each port in its order, and what was lost, as lines of a transcript."""
+        left, lost = timed_frames.send(self.switch, timed_frames.timed_frames(lines))
+        told = []
+        for port in sorted({leaving.port for leaving in left}):
+            its = [f"{leaving.name} at {leaving.time / 1000:g}" for leaving in left if leaving.port == port]
+            told.append(f"{port} sends " + ", ".join(its))
+        if lost:
+            told.append("lost " + ", ".join(f"{name} {reason}" for name, reason in lost.items()))
+        return told
 
     def send(self, when, port, frame):
         self.frames.stdin.write(f"{when}{port} {frame.hex()}\n")
@@ -143,6 +166,23 @@ def check(told, outcome, lines, received):
     return problems
 
 
+def without_untold_times(wanted, told):
+    """The told line, without the times that the wanted one does not tell."""
+    if not wanted.split(" ")[1:2] == ["sends"] or wanted.count(",") != told.count(","):
+        return told
+    return ",".join(of if " at " in to else of.rpartition(" at ")[0]
+                    for to, of in zip(wanted.split(","), told.split(",")))
+
+
+def check_timed(told, wanted):
+    """What does not hold, as lines."""
+    if len(told) == len(wanted):
+        shown = [without_untold_times(*lines) for lines in zip(wanted, told)]
+        if shown == wanted:
+            return []
+    return ["what became of them:", *told]
+
+
 class Transcript:
     def __init__(self, path):
         self.path = path
@@ -161,6 +201,20 @@ class Transcript:
             end += 1
         return outcome, [line.strip() for line in self.lines[at + 1:end]], end
 
+    def play_timed(self, player, at):
+        """Frames with times from that line on; returns where they and what became of them ends."""
+        begin = at
+        while at < len(self.lines) and self.lines[at].startswith("~ "):
+            at += 1
+        end = at
+        while end < len(self.lines) and re.match(r"(\d+|switch) sends |lost ", self.lines[end]):
+            end += 1
+        sent = [line[2:] for line in self.lines[begin:at]]
+        self.frame_count += len(sent)
+        if problems := check_timed(player.send_timed(sent), self.lines[at:end]):
+            self.fail(begin + 1, "\n".join(problems))
+        return end
+
     def play(self, player):
         at = 0
         while at < len(self.lines):
@@ -170,6 +224,10 @@ class Transcript:
             if line.startswith("$ "):
                 if problem := player.say(line[2:]):
                     self.fail(number, f"{line[2:]}: {problem}")
+            elif line.startswith("! "):
+                player.switch.change(line[2:])
+            elif line.startswith("~ "):
+                at = self.play_timed(player, at - 1)
             elif line.startswith("> "):
                 when, port, received = received_of(line[2:].split())
                 outcome, outputs, at = self.expectation(at)

@@ -29,15 +29,18 @@ TEST(Words, ReasonsOfDrops) {
 }
 
 TEST(Words, Steps) {
-    EXPECT_EQ(words_up_to(StepKind::done),
-              "received tag_recognised priority_tag tag_ignored priority_tag_ignored other_tag untagged "
-              "link_frame_lifted local_entry taken_by_switch not_forwarded vlan_by_tag vlan_by_protgroup "
-              "vlan_by_membership vlan_by_pvid member let_in list_matched list_not_matched no_list "
-              "class_by_rule class_by_priority class_by_tos class_by_default within_rate recolored over_rate "
-              "learned moved refreshed not_learned_off not_learned_limit not_learned_full not_learned_source "
-              "not_learned_static not_learned_member fdb_ignored_by_port fdb_ignored_by_vlan group_address "
-              "static_entry own_address learned_entry unknown_address sent not_sent_disabled not_sent_down "
-              "priority_edited queued best_effort mirrored not_mirrored kept dropped done ");
+    EXPECT_EQ(
+        words_up_to(StepKind::done),
+        "received link_dependency link_mode_unset tag_recognised priority_tag tag_ignored priority_tag_ignored "
+        "other_tag untagged "
+        "link_frame_lifted local_entry taken_by_switch not_forwarded vlan_by_tag vlan_by_protgroup "
+        "vlan_by_membership vlan_by_pvid member let_in list_matched list_not_matched no_list "
+        "class_by_rule class_by_priority class_by_tos class_by_default counted within_rate recolored over_rate "
+        "learned moved refreshed not_learned_off not_learned_limit not_learned_full not_learned_source "
+        "not_learned_static not_learned_member fdb_ignored_by_port fdb_ignored_by_vlan group_address "
+        "static_entry own_address learned_entry unknown_address sent drop_eligible_kept not_sent_disabled "
+        "not_sent_down "
+        "priority_edited queued best_effort mirrored not_mirrored copy_tagged copy_best_effort kept dropped done ");
 }
 
 TEST(Words, KindsOfOutputs) {
