@@ -3,8 +3,6 @@
 
 #include "companion/table.h"
 
-#include <nlohmann/json.hpp>
-
 #include <algorithm>
 #include <numeric>
 
@@ -32,12 +30,12 @@ Table table_of_queues(const Counts& counts) {
     return table;
 }
 
-nlohmann::json json_of(const dataplane::Count& count) {
+Json json_of(const dataplane::Count& count) {
     return {{"frames", count.frames}, {"bytes", count.bytes}};
 }
 
-nlohmann::json json_of(const PortCount& port) {
-    nlohmann::json dropped = nlohmann::json::object();
+Json json_of(const PortCount& port) {
+    Json dropped = Json::object();
     for (size_t reason = 0; reason < reason_count; ++reason)
         if (port.dropped[reason] != 0) dropped[reason_word(reason)] = port.dropped[reason];
     return {{"port", port.port},
@@ -50,21 +48,20 @@ nlohmann::json json_of(const PortCount& port) {
             {"unsent", port.unsent}};
 }
 
-nlohmann::json json_of(const QueueCount& queue) {
-    nlohmann::json json = {{"port", queue.port},
-                           {"length", queue.length},
-                           {"waiting", {{"frames", queue.frames}, {"bytes", queue.fill}}},
-                           {"highest", queue.highest_fill},
-                           {"sent", json_of(queue.sent)},
-                           {"full", json_of(queue.full)},
-                           {"early", json_of(queue.early)},
-                           {"removed", json_of(queue.removed)}};
-    json["queue"] = queue.is_best_effort != 0 ? nlohmann::json() : nlohmann::json(name_of_queue(queue));
-    return json;
+Json json_of(const QueueCount& queue) {
+    return {{"port", queue.port},
+            {"queue", queue.is_best_effort != 0 ? Json() : Json(name_of_queue(queue))},
+            {"length_bytes", queue.length},
+            {"waiting", {{"frames", queue.frames}, {"bytes", queue.fill}}},
+            {"highest_fill_bytes", queue.highest_fill},
+            {"sent", json_of(queue.sent)},
+            {"full", json_of(queue.full)},
+            {"early", json_of(queue.early)},
+            {"removed", json_of(queue.removed)}};
 }
 
-template <typename Record> nlohmann::json json_of(const std::vector<Record>& records) {
-    nlohmann::json json = nlohmann::json::array();
+template <typename Record> Json json_of(const std::vector<Record>& records) {
+    Json json = Json::array();
     for (const Record& record : records)
         json.push_back(json_of(record));
     return json;
@@ -110,23 +107,23 @@ void print_counters(std::ostream& out, const Published& published) {
     print_table(out, table_of_queues(published.counts), "");
 }
 
-nlohmann::json counters_json(const std::optional<Published>& published) {
+Json counters_json(const std::optional<Published>& published) {
     if (!published) return {{"counters", nullptr}};
     const SwitchCount& all = published->counts.all;
-    nlohmann::json frames = nlohmann::json::object();
+    Json frames = Json::object();
     for (size_t verdict = 0; verdict < verdict_count; ++verdict)
         frames[dataplane::word_of(static_cast<dataplane::Verdict>(verdict))] = all.verdicts[verdict];
     return {{"counters",
              {{"live", published->is_live},
               {"process", all.process},
               {"real_time", all.has_priority != 0},
-              {"started", all.started},
-              {"told", all.told},
+              {"started_ns", all.started},
+              {"told_ns", all.told},
               {"frames", frames},
               {"copies", all.copies},
               {"no_buffer", all.no_buffer},
               {"learned", all.learned},
-              {"changes", {{"count", all.changes}, {"last", all.last_change}, {"longest", all.longest_change}}},
+              {"changes", {{"count", all.changes}, {"last_ns", all.last_change}, {"longest_ns", all.longest_change}}},
               {"ports", json_of(published->counts.ports)},
               {"queues", json_of(published->counts.queues)}}}};
 }

@@ -1,9 +1,8 @@
 // The counters of a live switch, for people and for programs.
 #pragma once
 
+#include "companion/json_text.h"
 #include "companion/live/counters.h"
-
-#include <nlohmann/json_fwd.hpp>
 
 #include <ostream>
 
@@ -14,7 +13,7 @@ extern const char* const no_counters;
 void print_counters(std::ostream& out, const live::Published& published);
 
 // {"counters": {...}}, with stable keys; null where there are none.
-nlohmann::json counters_json(const std::optional<live::Published>& published);
+Json counters_json(const std::optional<live::Published>& published);
 
 // Drops by their reasons, the most frequent first: "policed 20, no_vlan 3"; empty: none.
 std::string drops_in_words(const live::PortCount& port);

@@ -1,10 +1,12 @@
 // The trap events that the switch raised.
 #include "companion/commands.h"
 #include "companion/follow.h"
+#include "companion/json_text.h"
 #include "companion/names.h"
 
 #include "platform/trapevent.h"
 
+#include <algorithm>
 #include <iostream>
 
 namespace {
@@ -27,11 +29,45 @@ std::string event_text(const Query& row) {
            std::to_string(row.number("traffic_class")) + (is_added ? " created" : " deleted");
 }
 
-int print_events(bool keeps_on) {
+Json or_null(std::optional<int64_t> number) {
+    return number ? Json(*number) : Json(nullptr);
+}
+
+// What was raised is kept, right or wrong: a number without a word stays one.
+Json json_of(const Query& row) {
+    static constexpr struct {
+        const char* name;
+        const char* object;
+        const char* added;
+        const char* gone;
+    } kinds[] = {{"BridgePort", "port", "created", "deleted"},
+                 {"PortVlan", "member", "joined", "left"},
+                 {"Queue", "queue", "created", "deleted"}};
+    const std::string name = row.text("object");
+    const auto* const kind =
+        std::find_if(std::begin(kinds), std::end(kinds), [&](const auto& one) { return name == one.name; });
+    if (kind == std::end(kinds)) row.fail_as_damaged("object");
+    const bool is_added = row.number("event") == trap_event::added;
+    const std::optional<int64_t> type = row.optional_number("type");
+    const bool has_type = type && *type != trap_event::no_type;
+    const char* const word = has_type ? word_for(port_type_words, *type) : nullptr;
+    const std::optional<std::string> vlan = row.optional_text("vlan");
+    return {{"at", json_time(row.text("at"))},
+            {"event", is_added ? kind->added : kind->gone},
+            {"object", kind->object},
+            {"port", row.number("port")},
+            {"type", word != nullptr ? Json(word) : or_null(has_type ? type : std::nullopt)},
+            {"vlan", vlan ? Json(*vlan) : Json(nullptr)},
+            {"stream", or_null(row.optional_number("stream"))},
+            {"class", or_null(row.optional_number("traffic_class"))}};
+}
+
+int print_events(bool keeps_on, bool as_json) {
+    const GrowingTable table{"trap_event", "object, port, type, vlan, stream, traffic_class, event"};
+    if (as_json) return print_rows(table, keeps_on, [](const Query& row) { return json_line(json_of(row)); });
     std::vector<std::string> lines;
     return read_rows(
-        {"trap_event", "object, port, type, vlan, stream, traffic_class, event"}, keeps_on,
-        [&](const Query& row) { lines.push_back(shown(row.text("at")) + "  " + event_text(row)); },
+        table, keeps_on, [&](const Query& row) { lines.push_back(shown(row.text("at")) + "  " + event_text(row)); },
         [&] {
             for (const std::string& line : lines)
                 std::cout << line << "\n";

@@ -2,7 +2,7 @@
 #include "companion/command_line.h"
 #include "companion/commands.h"
 #include "companion/database.h"
-#include "companion/table.h"
+#include "companion/topics.h"
 
 #include "library_functions.h" // made from the declarations of the libraries when the project is built
 
@@ -23,14 +23,12 @@ int add_fault(const std::string& function, int64_t status, int64_t at, int64_t t
     return 0;
 }
 
-int list_faults() {
+int list_faults(bool as_json) {
     Database database = Database::snapshot();
-    Table table{{"FUNCTION", "STATUS", "AT CALL", "TIMES"}, {}};
-    Query faults(database, "SELECT function, status, skip, times FROM fault ORDER BY id");
-    while (faults.next())
-        table.add(
-            {faults.text("function"), faults.number("status"), faults.number("skip") + 1, faults.number("times")});
-    print_table(std::cout, table, "no call is made to fail");
+    if (as_json)
+        std::cout << topics_as_json(database, "faults");
+    else
+        print_topic(database, find_topic("faults"), false);
     return 0;
 }
 
@@ -56,12 +54,14 @@ struct Words {
     bool is_list = false;
     bool is_clear = false;
     bool is_functions = false;
+    bool as_json = false;
 };
 
 int fail(const Words& words) {
     if (words.is_list + words.is_clear + words.is_functions + !words.function.empty() > 1)
         throw WrongUse("fail takes a function, --list, --clear or --functions, and only one of these");
-    if (words.is_list) return list_faults();
+    if (words.as_json && !words.is_list) throw WrongUse("fail has --json with --list only");
+    if (words.is_list) return list_faults(words.as_json);
     if (words.is_clear) return clear_faults();
     if (words.is_functions) return list_functions();
     if (words.status == 0)
@@ -81,6 +81,7 @@ void add_fail(CommandLine& line) {
         .option("--at <n>", words->at, any_count, "Beginning with its Nth call from now on")
         .option("--times <n>", words->times, any_count, "So many calls")
         .flag("--list", words->is_list, "List what is still to fail")
+        .flag("--json", words->as_json, "With --list, for programs: an object")
         .flag("--clear", words->is_clear, "Forget all of it")
         .flag("--functions", words->is_functions, "List the functions that can fail")
         .footer("Examples:\n  emuswitch fail brgfdb_create_lfil 2002 --at 10\n  emuswitch fail --list")

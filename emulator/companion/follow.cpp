@@ -143,10 +143,26 @@ int read_rows(const GrowingTable& table, bool keeps_on, const std::function<void
     return 0;
 }
 
-void add_follower(CommandLine& line, const char* name, const char* about, const char* on_follow, int (*print)(bool)) {
-    auto keeps_on = std::make_shared<bool>(false);
+int print_rows(const GrowingTable& table, bool keeps_on, const std::function<std::string(const Query&)>& line_of) {
+    std::string lines;
+    return read_rows(
+        table, keeps_on, [&](const Query& row) { lines += line_of(row); },
+        [&] {
+            std::cout << lines;
+            lines.clear();
+        });
+}
+
+void add_follower(CommandLine& line, const char* name, const char* about, const char* on_follow,
+                  int (*print)(bool keeps_on, bool as_json)) {
+    struct Options {
+        bool keeps_on = false;
+        bool as_json = false;
+    };
+    auto options = std::make_shared<Options>();
     line.add(name, about)
-        .flag("-f,--follow", *keeps_on, on_follow)
+        .flag("-f,--follow", options->keeps_on, on_follow)
+        .flag("--json", options->as_json, "For programs: an object on each line")
         .footer(std::string("Examples:\n  emuswitch ") + name + "\n  emuswitch " + name + " --follow")
-        .runs([keeps_on, print] { return print(*keeps_on); });
+        .runs([options, print] { return print(options->keeps_on, options->as_json); });
 }

@@ -20,5 +20,9 @@ struct GrowingTable {
 int read_rows(const GrowingTable& table, bool keeps_on, const std::function<void(const Query&)>& take,
               const std::function<void()>& print);
 
-// Declares a command with the option --follow.
-void add_follower(CommandLine& line, const char* name, const char* about, const char* on_follow, int (*print)(bool));
+// The same as lines, one for each row, for programs.
+int print_rows(const GrowingTable& table, bool keeps_on, const std::function<std::string(const Query&)>& line_of);
+
+// Declares a command with the options --follow and --json.
+void add_follower(CommandLine& line, const char* name, const char* about, const char* on_follow,
+                  int (*print)(bool keeps_on, bool as_json));

@@ -1,8 +1,10 @@
 // The library calls that the switch took.
 #include "companion/commands.h"
 #include "companion/follow.h"
+#include "companion/json_text.h"
 #include "companion/names.h"
 
+#include <algorithm>
 #include <iostream>
 #include <unordered_map>
 
@@ -63,7 +65,49 @@ private:
     std::optional<int64_t> open_run;
 };
 
-int print_log(bool keeps_on) {
+// Behind the bracket that closes the operands of a call. Words among them stand in quotes.
+size_t end_of_operands(const std::string& call) {
+    bool is_quoted = false;
+    for (size_t at = 0; at < call.size(); ++at) {
+        if (is_quoted && call[at] == '\\')
+            ++at;
+        else if (call[at] == '"')
+            is_quoted = !is_quoted;
+        else if (call[at] == ')' && !is_quoted)
+            return at + 1;
+    }
+    return call.size();
+}
+
+// The number behind a word of what a call answered, as in " = -1 status 1202".
+Json answered(const std::string& answer, const std::string& word) {
+    const size_t at = answer.find(word);
+    if (at == std::string::npos) return nullptr;
+    return std::strtoll(answer.c_str() + at + word.size(), nullptr, 10);
+}
+
+Json json_of(const Query& row) {
+    const std::string sentence = row.text("sentence");
+    const std::string call = row.text("call");
+    std::string answer = call.substr(end_of_operands(call));
+    answer.resize(std::min(answer.find(" prints "), answer.size()));
+    const Json result = answered(answer, " = ");
+    const bool is_own = sentence.starts_with("call ");
+    return {{"at", json_time(row.text("at"))},
+            {"process", row.number("pid")},
+            {"run", std::to_string(row.number("run"))},
+            {"program", is_own ? "emuswitch" : "tolvane"},
+            {"sentence", sentence},
+            {"call", call},
+            {"function", call.substr(0, call.find('('))},
+            {"result", result.is_null() ? Json(0) : result},
+            {"status", answered(answer, " status ")}};
+}
+
+int print_log(bool keeps_on, bool as_json) {
+    if (as_json)
+        return print_rows({"call_log", "pid, run, sentence, call"}, keeps_on,
+                          [](const Query& row) { return json_line(json_of(row)); });
     Log log;
     const int status = read_rows(
         {"call_log", "run, sentence, call"}, keeps_on, [&](const Query& row) { log.take(row); }, [&] { log.print(); });

@@ -3,6 +3,7 @@
 #include "companion/command_line.h"
 #include "companion/commands.h"
 #include "companion/database.h"
+#include "companion/json_text.h"
 #include "companion/sentence.h"
 
 #include <csignal>
@@ -21,6 +22,7 @@ struct PlayOptions {
     std::string file; // "-": standard input
     bool keep_going = false;
     bool dry_run = false;
+    bool as_json = false;
 };
 
 // A bar on a terminal; nothing elsewhere.
@@ -56,29 +58,77 @@ struct Tally {
     size_t refused = 0;
 };
 
-Tally play_all(const std::vector<Sentence>& sentences, const PlayOptions& options) {
+// Where the tool ended otherwise than it should, and for what this program did, there is no answer of the tool.
+const char* answer_word(const Said& said, const std::optional<Refusal>& refused) {
+    if (said.is_own) return said.refusal.empty() ? "OK" : "failed";
+    if (refused) return "NG";
+    const Answer answer = answer_in(said.whole);
+    if (answer == Answer::not_understood) return said.whole.starts_with("Usage:") ? "usage" : "surplus";
+    if (!said.refusal.empty()) return "failed";
+    if (answer == Answer::nothing) return "nothing";
+    return answer == Answer::shown ? "display" : "OK";
+}
+
+std::string json_of(const Sentence& sentence, const Said& said) {
+    const std::optional<Refusal> refused = said.is_own ? std::nullopt : refusal_in(said.whole);
+    const std::string answer = answer_word(said, refused);
+    Json message = refused ? Json(refused->message) : Json(nullptr);
+    if (answer == "failed") message = said.refusal;
+    return json_line({{"line", sentence.line},
+                      {"sentence", sentence.text},
+                      {"answer", answer},
+                      {"code", refused ? Json(std::stoll(refused->code)) : Json(nullptr)},
+                      {"message", message},
+                      {"display", answer == "display" ? Json(said.output) : Json(nullptr)}});
+}
+
+void tell(const Sentence& sentence, const Said& said, const PlayOptions& options) {
     const std::string name = options.file == "-" ? "standard input" : options.file;
+    if (options.as_json)
+        std::cout << json_of(sentence, said) << std::flush;
+    else if (!said.refusal.empty())
+        std::cerr << name << ":" << sentence.line << ": " << sentence.text << ": " << said.refusal << "\n";
+    else
+        std::cout << said.output << std::flush;
+}
+
+Tally play_all(const std::vector<Sentence>& sentences, const PlayOptions& options) {
     Progress progress(sentences.size());
     Tally tally;
     for (const Sentence& sentence : sentences) {
         if (is_interrupted != 0) break;
         const Said said = say(sentence);
-        if (said.refusal.empty()) {
-            ++tally.accepted;
-            if (!said.output.empty()) {
-                progress.clear();
-                std::cout << said.output << std::flush;
-            }
-        } else {
-            ++tally.refused;
+        const bool is_accepted = said.refusal.empty();
+        ++(is_accepted ? tally.accepted : tally.refused);
+        if (!is_accepted || options.as_json || !said.output.empty()) {
             progress.clear();
-            std::cerr << name << ":" << sentence.line << ": " << sentence.text << ": " << said.refusal << "\n";
-            if (!options.keep_going) break;
+            tell(sentence, said, options);
         }
+        if (!is_accepted && !options.keep_going) break;
         progress.show(tally.accepted + tally.refused);
     }
     progress.clear();
     return tally;
+}
+
+void print_tally(const Tally& tally, size_t count, bool is_copy) {
+    const size_t played = tally.accepted + tally.refused;
+    std::cout << tally.accepted << " of " << count << " sentences accepted";
+    if (tally.refused > 0) std::cout << ", " << tally.refused << " refused";
+    if (is_interrupted != 0)
+        std::cout << ", interrupted after " << played;
+    else if (played < count)
+        std::cout << ", " << count - played << " not played";
+    std::cout << (is_copy ? " (on a copy)\n" : "\n");
+}
+
+void print_tally_as_json(const Tally& tally, size_t count, bool is_copy) {
+    std::cout << json_line({{"sentences", count},
+                            {"accepted", tally.accepted},
+                            {"refused", tally.refused},
+                            {"not_played", count - tally.accepted - tally.refused},
+                            {"interrupted", is_interrupted != 0},
+                            {"dry_run", is_copy}});
 }
 
 int play(const PlayOptions& options) {
@@ -98,14 +148,7 @@ int play(const PlayOptions& options) {
     prepare_environment(copy ? copy->path() / "switch.db" : store_path());
 
     const Tally tally = play_all(sentences, options);
-    const size_t played = tally.accepted + tally.refused;
-    std::cout << tally.accepted << " of " << sentences.size() << " sentences accepted";
-    if (tally.refused > 0) std::cout << ", " << tally.refused << " refused";
-    if (is_interrupted != 0)
-        std::cout << ", interrupted after " << played;
-    else if (played < sentences.size())
-        std::cout << ", " << sentences.size() - played << " not played";
-    std::cout << (options.dry_run ? " (on a copy)\n" : "\n");
+    (options.as_json ? print_tally_as_json : print_tally)(tally, sentences.size(), options.dry_run);
     return tally.accepted == sentences.size() ? 0 : 1;
 }
 
@@ -117,6 +160,7 @@ void add_play(CommandLine& line) {
         .operand("file", options->file, "The file, or - for standard input")
         .flag("-k,--keep-going", options->keep_going, "Go on after a refusal")
         .flag("-n,--dry-run", options->dry_run, "Play on a copy of the switch that is then removed")
+        .flag("--json", options->as_json, "For programs: a line for each sentence, and one for all")
         .footer("A line is a sentence, or blank, or a comment behind #. The exit status is 0 only when the switch\n"
                 "took every sentence.\n\nExample:\n  emuswitch play service.play")
         .runs([options] { return play(*options); });

@@ -1,9 +1,8 @@
 // Printing what a replay came to.
 #include "companion/replay_summary.h"
 
+#include "companion/json_text.h"
 #include "companion/table.h"
-
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <ctime>
@@ -11,8 +10,6 @@
 using namespace dataplane;
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 constexpr int64_t second = 1'000'000'000;
 
@@ -193,8 +190,8 @@ Json json_of_queues(const ReplaySummary& summary) {
         const Json name = view.name.is_best_effort ? Json() : Json(text_of(view.name));
         list.push_back({{"port", view.name.port},
                         {"queue", name},
-                        {"length", view.length},
-                        {"highest_fill", view.highest_fill},
+                        {"length_bytes", view.length},
+                        {"highest_fill_bytes", view.highest_fill},
                         {"sent", json_of(view.sent)},
                         {"queue_full", json_of_colors(view.full)},
                         {"red", json_of_colors(view.early)},
@@ -261,6 +258,5 @@ void print_summary_as_json(std::ostream& out, const ReplaySummary& summary) {
                       {"captures", json_of_captures(summary)},
                       {"sentences", {{"accepted", summary.sentences.accepted}, {"refused", summary.sentences.refused}}},
                       {"interrupted", summary.is_interrupted}};
-    // File names and names of VLANs are bytes.
-    out << object.dump(2, ' ', false, Json::error_handler_t::replace) << "\n";
+    out << json_lines(object);
 }

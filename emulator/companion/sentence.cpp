@@ -28,10 +28,8 @@ std::string refusal(const Ended& ended) {
     if (ended.status != 0) return "tolvane ended with status " + std::to_string(ended.status);
     if (ended.output.starts_with("Usage:")) return "not a sentence that tolvane knows (it shows its usage text)";
     if (ended.output == surplus) return "surplus words (no more argument)";
-    if (answer_in(ended.output) == Answer::refused)
-        return "NG " + between(ended.output, "<errcode>", "</errcode>") + ": " +
-               between(ended.output, "<errmsg>", "</errmsg>");
-    return "";
+    const std::optional<Refusal> refused = refusal_in(ended.output);
+    return refused ? "NG " + refused->code + ": " + refused->message : "";
 }
 
 // Why this program did not do it; empty when it did.
@@ -123,11 +121,16 @@ Answer answer_in(const std::string& output) {
     return is_refused ? Answer::refused : Answer::shown;
 }
 
+std::optional<Refusal> refusal_in(const std::string& output) {
+    if (answer_in(output) != Answer::refused) return std::nullopt;
+    return Refusal{between(output, "<errcode>", "</errcode>"), between(output, "<errmsg>", "</errmsg>")};
+}
+
 Said say(const Sentence& sentence) {
     const bool is_own = is_for_companion(sentence);
     std::vector<std::string> command{is_own ? own_path() : tool_path()};
     command.insert(command.end(), sentence.words.begin() + (is_own ? 1 : 0), sentence.words.end());
     const Ended ended = run_captured(command, is_own);
-    if (is_own) return {failure_of(ended), ""};
-    return {refusal(ended), ended.output.starts_with("<response>") ? "" : ended.output};
+    if (is_own) return {failure_of(ended), "", "", true};
+    return {refusal(ended), ended.output.starts_with("<response>") ? "" : ended.output, ended.output, false};
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -31,9 +32,19 @@ enum class Answer {
 
 Answer answer_in(const std::string& output);
 
+// An NG document.
+struct Refusal {
+    std::string code; // decimal
+    std::string message;
+};
+
+std::optional<Refusal> refusal_in(const std::string& output);
+
 struct Said {
     std::string refusal; // why it was not accepted; empty: it was
     std::string output;  // what the tool said, where that is no document
+    std::string whole;   // what the tool said
+    bool is_own = false; // this program did it
 };
 
 // Has the tool, or this program, say it on the switch that the environment names.

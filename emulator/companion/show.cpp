@@ -5,7 +5,6 @@
 #include "companion/names.h"
 #include "companion/topics.h"
 
-#include <charconv>
 #include <iostream>
 
 namespace {
@@ -16,141 +15,13 @@ struct ShowOptions {
     bool with_system = false; // the switch's own FDB entries too
 };
 
-// Writes values as JSON in lines. The library's own writer would refuse names that are no UTF-8, or write different
-// ones alike.
-class JsonText {
-public:
-    explicit JsonText(std::string& target) : out(target) {}
-
-    void add(const Json& value, size_t indent) {
-        switch (value.type()) {
-        case Json::value_t::object: return add_object(value.get_ref<const Json::object_t&>(), indent);
-        case Json::value_t::array: return add_array(value.get_ref<const Json::array_t&>(), indent);
-        case Json::value_t::string: return add_string(value.get_ref<const std::string&>());
-        case Json::value_t::number_integer: return add_number(value.get<int64_t>());
-        default: out += value.dump();
-        }
-    }
-    void add_key(const std::string& key) {
-        add_string(key);
-        out += ": ";
-    }
-    void add_line(size_t indent) { out.append(1, '\n').append(indent, ' '); }
-
-private:
-    void add_object(const Json::object_t& object, size_t indent) {
-        out += '{';
-        const char* separator = "";
-        for (const auto& [key, value] : object) {
-            out += separator;
-            separator = ",";
-            add_line(indent + 2);
-            add_key(key);
-            add(value, indent + 2);
-        }
-        if (!object.empty()) add_line(indent);
-        out += '}';
-    }
-    void add_array(const Json::array_t& array, size_t indent) {
-        out += '[';
-        const char* separator = "";
-        for (const Json& value : array) {
-            out += separator;
-            separator = ",";
-            add_line(indent + 2);
-            add(value, indent + 2);
-        }
-        if (!array.empty()) add_line(indent);
-        out += ']';
-    }
-    void add_number(int64_t number) {
-        char digits[24];
-        out.append(digits, std::to_chars(digits, digits + sizeof digits, number).ptr);
-    }
-    void add_string(const std::string& bytes) {
-        static constexpr char digits[] = "0123456789abcdef";
-        out += '"';
-        for (const char c : as_utf8(bytes)) {
-            const auto byte = static_cast<unsigned char>(c);
-            if (c == '"' || c == '\\')
-                out += {'\\', c};
-            else if (byte < 0x20)
-                out += {'\\', 'u', '0', '0', digits[byte >> 4U], digits[byte & 15U]};
-            else
-                out += c;
-        }
-        out += '"';
-    }
-
-    std::string& out;
-};
-
-// Writes an object of arrays, object by object.
-class JsonPrinter {
-public:
-    JsonPrinter() : text(out) { out += '{'; }
-
-    void open(const std::string& key) {
-        begin_key(key);
-        out += '{';
-        depth += 2;
-        is_first = true;
-    }
-    void close() {
-        depth -= 2;
-        text.add_line(depth);
-        out += '}';
-        is_first = false;
-    }
-    void array(const Collection& collection, Database& database) {
-        begin_key(collection.key);
-        out += '[';
-        bool is_empty = true;
-        collection.read(database, [&](const Json& object) {
-            if (!is_empty) out += ',';
-            text.add_line(depth + 2);
-            text.add(object, depth + 2);
-            is_empty = false;
-        });
-        if (!is_empty) text.add_line(depth);
-        out += ']';
-    }
-    void value(const std::string& key, const Json& value) {
-        begin_key(key);
-        text.add(value, depth);
-    }
-    std::string finish() {
-        out += "\n}\n";
-        return std::move(out);
-    }
-
-private:
-    void begin_key(const std::string& key) {
-        if (!is_first) out += ',';
-        text.add_line(depth);
-        text.add_key(key);
-        is_first = false;
-    }
-
-    std::string out;
-    JsonText text;
-    size_t depth = 2;
-    bool is_first = true;
-};
-
-const Topic& find_topic(const std::string& name) {
-    for (const Topic& topic : topics())
-        if (name == topic.name) return topic;
-    throw Failure("there is nothing to show under the name \"" + name + "\"; emuswitch show --help lists the names");
-}
-
 // No part of the store: what the live switch counts.
 constexpr const char* counters = "counters";
 
 int show_counters(bool as_json) {
     const auto published = live::read_counters(store_path());
     if (as_json)
-        std::cout << counters_json(published).dump(2) << "\n";
+        std::cout << json_lines(counters_json(published));
     else if (published)
         print_counters(std::cout, *published);
     else
@@ -164,43 +35,6 @@ std::vector<std::string> topic_names() {
         names.emplace_back(topic.name);
     names.emplace_back(counters);
     return names;
-}
-
-void print_json(JsonPrinter& printer, Database& database, const Topic& topic) {
-    if (topic.is_grouped) printer.open(topic.name);
-    for (const Collection& collection : topic.collections)
-        printer.array(collection, database);
-    if (topic.is_grouped) printer.close();
-}
-
-// The values by their names.
-void print_limits_json(JsonPrinter& printer, Database& database, const Topic& limits) {
-    printer.open(limits.name);
-    limits.collections.front().read(
-        database, [&](const Json& limit) { printer.value(limit["name"].get<std::string>(), limit["value"]); });
-    printer.close();
-}
-
-void print_all_json(Database& database, const std::string& what) {
-    JsonPrinter printer;
-    for (const Topic& topic : topics()) {
-        if (!what.empty() && what != topic.name) continue;
-        if (std::string(topic.name) == "limits")
-            print_limits_json(printer, database, topic);
-        else
-            print_json(printer, database, topic);
-    }
-    std::cout << printer.finish(); // at once: of a damaged store nothing is shown
-}
-
-void print_topic(Database& database, const Topic& topic, bool with_system) {
-    const std::vector<TitledTable> tables = topic.tables(database, with_system);
-    print_table(std::cout, tables.front().table, topic.empty);
-    for (size_t i = 1; i < tables.size(); ++i) {
-        if (tables[i].table.rows.empty()) continue;
-        std::cout << "\n" << tables[i].title << "\n";
-        print_table(std::cout, tables[i].table, "");
-    }
 }
 
 // --- The overview ---
@@ -248,7 +82,7 @@ int show(const ShowOptions& options) {
     if (options.what == counters) return show_counters(options.as_json);
     Database database = Database::snapshot();
     if (options.as_json) {
-        print_all_json(database, options.what);
+        std::cout << topics_as_json(database, options.what); // at once: of a damaged store nothing is shown
     } else if (options.what.empty()) {
         std::cout << shown(store_path().string()) << "\n\n";
         print_overview(database);
@@ -259,6 +93,22 @@ int show(const ShowOptions& options) {
 }
 
 } // namespace
+
+const Topic& find_topic(const std::string& name) {
+    for (const Topic& topic : topics())
+        if (name == topic.name) return topic;
+    throw Failure("there is nothing to show under the name \"" + name + "\"; emuswitch show --help lists the names");
+}
+
+void print_topic(Database& database, const Topic& topic, bool with_system) {
+    const std::vector<TitledTable> tables = topic.tables(database, with_system);
+    print_table(std::cout, tables.front().table, topic.empty);
+    for (size_t i = 1; i < tables.size(); ++i) {
+        if (tables[i].table.rows.empty()) continue;
+        std::cout << "\n" << tables[i].title << "\n";
+        print_table(std::cout, tables[i].table, "");
+    }
+}
 
 void add_show(CommandLine& line) {
     auto options = std::make_shared<ShowOptions>();

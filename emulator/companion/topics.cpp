@@ -2,8 +2,11 @@
 #include "companion/topics.h"
 
 #include "core/match_fields.h"
+#include "platform/portshm.h"
+#include "platform/qual.h"
 
-#include <sstream>
+#include <algorithm>
+#include <cmath>
 
 namespace {
 
@@ -25,9 +28,38 @@ std::string hex(int64_t value, int digits = 1) {
     return text;
 }
 
+// Tag types and types of Ethernet, as sentences write them: 8100.
+std::string hex4(int64_t value) {
+    return hex(value, 4);
+}
+
+// In units of 1000 bit/s, as sentences have it; with decimals where a library call has set another one.
+Json kbit(int64_t rate) {
+    return rate % 1000 == 0 ? Json(rate / 1000) : Json(static_cast<double>(rate) / 1000);
+}
+
+std::string bits_text(const Json& kbits) {
+    return std::to_string(kbits.is_number_integer() ? kbits.get<int64_t>() * 1000
+                                                    : std::llround(kbits.get<double>() * 1000));
+}
+
+// The ports whose bits are set, port 1 in the lowest.
+Json ports_in(int64_t mask) {
+    Json ports = Json::array();
+    for (int64_t port = 1; port <= 32; ++port)
+        if ((mask >> (port - 1) & 1) != 0) ports.push_back(port);
+    return ports;
+}
+
 std::string text_of(const Json& value) {
     if (value.is_string()) return value.get<std::string>();
     return value.is_null() ? "-" : std::to_string(value.get<int64_t>());
+}
+
+Cell number_cell(const std::string& digits) {
+    Cell cell(digits);
+    cell.is_number = true;
+    return cell;
 }
 
 Cell cell_of(const Json& value) {
@@ -35,13 +67,13 @@ Cell cell_of(const Json& value) {
     return text_of(value);
 }
 
-std::string color_of(const Json& number) {
-    return word_for(policing_color_words, number.get<int64_t>());
-}
-
 // A class as sentences write it, of a stream counted from 1: 1/7/red.
 std::string class_text(const Json& stream, const Json& traffic_class, const Json& color) {
-    return text_of(stream) + "/" + text_of(traffic_class) + "/" + color_of(color);
+    return text_of(stream) + "/" + text_of(traffic_class) + "/" + text_of(color);
+}
+
+std::string class_text(const Json& object) {
+    return class_text(object["stream"], object["class"], object["color"]);
 }
 
 // Words for what is on, with a blank between.
@@ -62,39 +94,35 @@ std::vector<TitledTable> only(Table table) {
     return {{nullptr, std::move(table)}};
 }
 
-// The number of a color, once the store has been seen to have a word for it.
-template <size_t Count> Json color_number(const Query& row, const NumberedWord (&words)[Count]) {
-    row.word("color", words);
-    return row.number("color");
-}
-
 // --- Ports ---
 
 constexpr NumberedWord link_depend_words[] = {{link_depend::vlan, "vlan"}, {link_depend::ports, "port"}};
 
 Json port_of(const Query& row) {
-    row.word("default_color", color_words);
+    const Json depend = or_null(row.optional_word("link_depend", link_depend_words));
+    const int64_t pvid = row.number("pvid");
     return {{"port", row.number("port")},
             {"ether", row.number("ether")},
             {"type", row.word("type", port_type_words)},
             {"enabled", row.flag("enabled")},
-            {"accept_all_frames", row.flag("accept_all_frames")},
+            {"aftype", row.flag("accept_all_frames") ? "all" : "tagonly"},
             {"ingress_filtering", row.flag("ingress_filtering")},
             {"accept_tagged", row.flag("accept_tagged")},
             {"accept_priority_tagged", row.flag("accept_priority_tagged")},
             {"cos_editing", row.flag("cos_editing")},
             {"ignore_fdb", row.flag("ignore_fdb")},
-            {"tag_type", row.number("tag_type")},
-            {"pvid", row.number("pvid")},
-            {"aging", row.number("aging")},
+            {"tagtype", hex4(row.number("tag_type"))},
+            {"pvid", pvid == 0 ? Json(nullptr) : Json(pvid)},
+            {"aging_s", row.number("aging")},
             {"loop_breaker", row.flag("loop_breaker")},
-            {"default_stream", row.number("default_stream") + 1},
-            {"default_class", row.number("default_class")},
-            {"default_color", row.number("default_color")},
+            {"default_class",
+             {{"stream", row.number("default_stream") + 1},
+              {"class", row.number("default_class")},
+              {"color", row.word("default_color", color_words)}}},
             {"bandwidth", row.word("bandwidth_mode", bandwidth_mode_words)},
             {"link_mode", or_null(row.optional_word("link_mode", link_mode_words))},
-            {"link_depend", or_null(row.optional_word("link_depend", link_depend_words))},
-            {"link_depend_ports", row.number("link_depend_ports")},
+            {"link_depend", depend},
+            {"link_depend_ports", depend == "port" ? ports_in(row.number("link_depend_ports")) : Json(nullptr)},
             {"in_lag", row.flag("in_lag")},
             {"ip_interface", row.flag("ip_interface")},
             {"cos_map", Json::array()},
@@ -116,9 +144,9 @@ void read_ports(Database& database, const Take& take) {
         });
         policers.of(rows, [&](const Query& row) {
             port["class_policers"].push_back({{"class", row.number("traffic_class")},
-                                              {"rate", row.number("rate")},
-                                              {"burst", row.number("burst")},
-                                              {"color", color_number(row, policing_color_words)}});
+                                              {"rate_kbit_s", kbit(row.number("rate"))},
+                                              {"burst_bytes", row.number("burst")},
+                                              {"color", row.word("color", policing_color_words)}});
         });
         frames.of(rows, [&](const Query& row) {
             port["link_frames"].push_back({{"kind", row.word("kind", link_frame_words)},
@@ -133,7 +161,9 @@ void read_ports(Database& database, const Take& take) {
 void read_ether_shapers(Database& database, const Take& take) {
     Query rows(database, "SELECT ether, rate, burst FROM ether_shaper ORDER BY ether");
     while (rows.next())
-        take({{"ether", rows.number("ether")}, {"rate", rows.number("rate")}, {"burst", rows.number("burst")}});
+        take({{"ether", rows.number("ether")},
+              {"rate_kbit_s", kbit(rows.number("rate"))},
+              {"burst_bytes", rows.number("burst")}});
 }
 
 std::string port_flags(const Json& port) {
@@ -151,7 +181,11 @@ std::string port_flags(const Json& port) {
 }
 
 std::string depends_text(const Json& depend, const Json& ports) {
-    return depend == "port" ? "ports, mask " + hex(ports) : text_of(depend);
+    if (depend != "port") return text_of(depend);
+    int64_t mask = 0;
+    for (const Json& port : ports)
+        mask |= int64_t{1} << (port.get<int64_t>() - 1);
+    return "ports, mask " + hex(mask);
 }
 
 void add_link_control(Table& table, const Json& port) {
@@ -171,20 +205,22 @@ std::vector<TitledTable> port_tables(Database& database, bool /*with_system*/) {
     Table shapers{{"ETHER", "BIT/S", "BYTES"}, {}};
     read_ports(database, [&](const Json& port) {
         ports.add({cell_of(port["port"]), cell_of(port["ether"]), cell_of(port["type"]),
-                   port["enabled"] ? "enabled" : "disabled", port["accept_all_frames"] ? "all" : "tagonly",
-                   cell_of(port["pvid"]), hex(port["tag_type"], 4), cell_of(port["aging"]),
-                   class_text(port["default_stream"], port["default_class"], port["default_color"]), port_flags(port)});
+                   port["enabled"] ? "enabled" : "disabled", cell_of(port["aftype"]),
+                   port["pvid"].is_null() ? Cell(0) : cell_of(port["pvid"]), cell_of(port["tagtype"]),
+                   cell_of(port["aging_s"]), class_text(port["default_class"]), port_flags(port)});
         Words map;
         for (const Json& entry : port["cos_map"])
             map.add(text_of(entry["priority"]) + "=" + text_of(entry["class"]));
         if (!port["cos_map"].empty()) maps.add({cell_of(port["port"]), map.text()});
         for (const Json& policer : port["class_policers"])
-            policers.add({cell_of(port["port"]), cell_of(policer["class"]), cell_of(policer["rate"]),
-                          cell_of(policer["burst"]), color_of(policer["color"])});
+            policers.add({cell_of(port["port"]), cell_of(policer["class"]),
+                          number_cell(bits_text(policer["rate_kbit_s"])), cell_of(policer["burst_bytes"]),
+                          cell_of(policer["color"])});
         add_link_control(links, port);
     });
     read_ether_shapers(database, [&](const Json& shaper) {
-        shapers.add({cell_of(shaper["ether"]), cell_of(shaper["rate"]), cell_of(shaper["burst"])});
+        shapers.add(
+            {cell_of(shaper["ether"]), number_cell(bits_text(shaper["rate_kbit_s"])), cell_of(shaper["burst_bytes"])});
     });
     return {{nullptr, std::move(ports)},
             {"CoS maps", std::move(maps)},
@@ -197,13 +233,15 @@ std::vector<TitledTable> port_tables(Database& database, bool /*with_system*/) {
 
 void read_vlans(Database& database, const Take& take) {
     Query rows(database, "SELECT * FROM vlan ORDER BY vid");
-    while (rows.next())
+    while (rows.next()) {
+        const int64_t limit = rows.number("learning_limit");
         take({{"vid", rows.number("vid")},
               {"name", rows.text("name")},
               {"loop_detection", rows.flag("loop_detection")},
-              {"learning_limit", rows.number("learning_limit")},
+              {"learning_limit", limit == 0 ? Json(nullptr) : Json(limit)},
               {"ignore_fdb", rows.flag("ignore_fdb")},
               {"learning", !rows.flag("learning_off")}});
+    }
 }
 
 void read_members(Database& database, const Take& take) {
@@ -213,18 +251,19 @@ void read_members(Database& database, const Take& take) {
     Query rows(database, "SELECT vid, name, port, tagged, tag_type, protgroup, list FROM vlan_member"
                          " LEFT JOIN vlan USING (vid) LEFT JOIN list_binding USING (vid, port) ORDER BY vid, port");
     while (rows.next()) {
+        const bool is_tagged = rows.flag("tagged");
         Json member{{"vid", rows.number("vid")},
                     {"vlan", rows.text("name")},
                     {"port", rows.number("port")},
-                    {"tagged", rows.flag("tagged")},
-                    {"tag_type", rows.number("tag_type")},
+                    {"tagged", is_tagged},
+                    {"tagtype", is_tagged ? Json(hex4(rows.number("tag_type"))) : Json(nullptr)},
                     {"protgroup", or_null(rows.optional_number("protgroup"))},
                     {"clslist", or_null(rows.optional_number("list"))},
                     {"extraction_points", Json::array()}};
         points.of(rows, [&](const Query& row) {
             member["extraction_points"].push_back({{"point", row.number("point")},
-                                                   {"offset", row.number("byte_offset")},
-                                                   {"width", row.number("width")}});
+                                                   {"offset_bytes", row.number("byte_offset")},
+                                                   {"width_bytes", row.number("width")}});
         });
         take(member);
     }
@@ -241,13 +280,13 @@ std::vector<TitledTable> vlan_tables(Database& database, bool /*with_system*/) {
         flags.add_if(vlan["ignore_fdb"], "ignorefdb");
         table.add({cell_of(vlan["vid"]), cell_of(vlan["name"]), ports[vlan["vid"].get<int64_t>()],
                    vlan["learning"] ? "on" : "off",
-                   vlan["learning_limit"] == 0 ? Cell("none") : cell_of(vlan["learning_limit"]), flags.text()});
+                   vlan["learning_limit"].is_null() ? Cell("none") : cell_of(vlan["learning_limit"]), flags.text()});
     });
     return only(std::move(table));
 }
 
 std::string membership_text(const Json& member) {
-    if (member["tagged"]) return "tagged " + hex(member["tag_type"], 4);
+    if (member["tagged"]) return "tagged " + text_of(member["tagtype"]);
     return member["protgroup"].is_null() ? "untagged" : "untagged for protgroup " + text_of(member["protgroup"]);
 }
 
@@ -256,8 +295,8 @@ std::vector<TitledTable> member_tables(Database& database, bool /*with_system*/)
     read_members(database, [&](const Json& member) {
         Words points;
         for (const Json& point : member["extraction_points"])
-            points.add("ext" + text_of(point["point"]) + " " + text_of(point["offset"]) + "/" +
-                       text_of(point["width"]));
+            points.add("ext" + text_of(point["point"]) + " " + text_of(point["offset_bytes"]) + "/" +
+                       text_of(point["width_bytes"]));
         table.add({cell_of(member["vlan"]), cell_of(member["port"]), membership_text(member),
                    cell_of(member["clslist"]), points.text_or_dash()});
     });
@@ -270,7 +309,7 @@ void read_protgroups(Database& database, const Take& take) {
     Query rows(database, "SELECT protgroup FROM protgroup ORDER BY protgroup");
     while (rows.next()) {
         Json group{{"protgroup", rows.number("protgroup")}, {"protocols", Json::array()}};
-        protocols.of(rows, [&](const Query& row) { group["protocols"].push_back(row.number("ether_type")); });
+        protocols.of(rows, [&](const Query& row) { group["protocols"].push_back(hex4(row.number("ether_type"))); });
         take(group);
     }
     protocols.expect_end();
@@ -285,7 +324,7 @@ std::vector<TitledTable> protgroup_tables(Database& database, bool /*with_system
     read_protgroups(database, [&](const Json& group) {
         Words protocols;
         for (const Json& protocol : group["protocols"])
-            protocols.add(hex(protocol, 4));
+            protocols.add(text_of(protocol));
         table.add({cell_of(group["protgroup"]), members[group["protgroup"].get<int64_t>()], protocols.text_or_dash()});
     });
     return only(std::move(table));
@@ -293,45 +332,49 @@ std::vector<TitledTable> protgroup_tables(Database& database, bool /*with_system
 
 // --- Mirrors ---
 
+// Which frames a mirror copies: those of a VLAN, or those that a port receives (in) or sends (out).
+Json source_of(const Query& row) {
+    if (row.is_null("source_type")) return nullptr;
+    const int64_t type = row.number("source_type");
+    const bool is_in = type == mirror_source::received || type == mirror_source::received_in_vlan;
+    return {{"port", or_null(row.optional_number("source_port"))},
+            {"direction", type == mirror_source::vlan ? Json(nullptr) : Json(is_in ? "in" : "out")},
+            {"vid", or_null(row.optional_number("source_vid"))},
+            {"vlan", or_null(row.optional_text("name"))}};
+}
+
 void read_mirrors(Database& database, const Take& take) {
     Query rows(database, "SELECT mirror.*, name FROM mirror LEFT JOIN vlan ON vid = source_vid ORDER BY mirror");
     while (rows.next()) {
-        const std::optional<int64_t> stream = rows.optional_number("stream");
-        if (stream) rows.word("color", color_words);
+        const Json narrowed{{"stream", rows.is_null("stream") ? 0 : rows.number("stream") + 1},
+                            {"class", or_null(rows.optional_number("traffic_class"))},
+                            {"color", or_null(rows.optional_word("color", color_words))}};
+        const Json tag{{"tagtype", hex4(rows.number("tag_type"))}, {"vid", rows.number("tag_vid")}};
         take({{"mirror", rows.number("mirror")},
               {"enabled", rows.flag("enabled")},
-              {"source_type", or_null(rows.optional_number("source_type"))},
-              {"source_port", or_null(rows.optional_number("source_port"))},
-              {"source_vid", or_null(rows.optional_number("source_vid"))},
-              {"source_vlan", or_null(rows.optional_text("name"))},
-              {"destination", or_null(rows.optional_number("destination"))},
-              {"stream", stream ? Json(*stream + 1) : Json(nullptr)},
-              {"class", or_null(rows.optional_number("traffic_class"))},
-              {"color", or_null(rows.optional_number("color"))},
-              {"tagged", rows.flag("tagged")},
-              {"tag_type", rows.number("tag_type")},
-              {"tag_vid", rows.number("tag_vid")}});
+              {"source", source_of(rows)},
+              {"destination_port", or_null(rows.optional_number("destination"))},
+              {"class", rows.is_null("stream") ? Json(nullptr) : narrowed},
+              {"tag", rows.flag("tagged") ? tag : Json(nullptr)}});
     }
 }
 
-std::string source_text(const Json& mirror) {
-    if (mirror["source_type"].is_null()) return "-";
-    const int64_t type = mirror["source_type"];
-    const std::string vlan = "vlan " + text_of(mirror["source_vlan"]);
-    if (type == mirror_source::vlan) return vlan;
-    const bool is_received = type == mirror_source::received || type == mirror_source::received_in_vlan;
-    const std::string port = "port " + text_of(mirror["source_port"]) + (is_received ? " in" : " out");
-    return mirror["source_vid"].is_null() ? port : port + " " + vlan;
+std::string source_text(const Json& source) {
+    if (source.is_null()) return "-";
+    const std::string vlan = "vlan " + text_of(source["vlan"]);
+    if (source["direction"].is_null()) return vlan;
+    const std::string port = "port " + text_of(source["port"]) + " " + text_of(source["direction"]);
+    return source["vid"].is_null() ? port : port + " " + vlan;
 }
 
 std::vector<TitledTable> mirror_tables(Database& database, bool /*with_system*/) {
     Table table{{"MIRROR", "STATE", "SOURCE", "DESTINATION", "FRAMES", "TAG"}, {}};
     read_mirrors(database, [&](const Json& mirror) {
-        const bool is_narrowed = !mirror["stream"].is_null();
-        table.add({cell_of(mirror["mirror"]), mirror["enabled"] ? "enabled" : "disabled", source_text(mirror),
-                   mirror["destination"].is_null() ? "-" : "port " + text_of(mirror["destination"]),
-                   is_narrowed ? class_text(mirror["stream"], mirror["class"], mirror["color"]) : "all",
-                   mirror["tagged"] ? hex(mirror["tag_type"], 4) + " vid " + text_of(mirror["tag_vid"]) : "off"});
+        const Json& tag = mirror["tag"];
+        table.add({cell_of(mirror["mirror"]), mirror["enabled"] ? "enabled" : "disabled", source_text(mirror["source"]),
+                   mirror["destination_port"].is_null() ? "-" : "port " + text_of(mirror["destination_port"]),
+                   mirror["class"].is_null() ? "all" : class_text(mirror["class"]),
+                   tag.is_null() ? "off" : text_of(tag["tagtype"]) + " vid " + text_of(tag["vid"])});
     });
     return only(std::move(table));
 }
@@ -341,16 +384,30 @@ std::vector<TitledTable> mirror_tables(Database& database, bool /*with_system*/)
 void add_stream_children(const Query& rows, Children& maps, Children& policies, Json& stream) {
     maps.of(rows, [&](const Query& row) {
         stream["tos_map"].push_back(
-            {{"entry", row.number("entry")}, {"value", row.number("value")}, {"mask", row.number("mask")}});
+            {{"entry", row.number("entry")}, {"value", hex(row.number("value"))}, {"mask", hex(row.number("mask"))}});
     });
     policies.of(rows, [&](const Query& row) {
+        const bool is_tail_drop = row.number("min_threshold") == 100 && row.number("max_threshold") == 0;
+        const auto percent = [&](const char* column) {
+            return is_tail_drop ? Json(nullptr) : Json(row.number(column));
+        };
         stream["drop_policies"].push_back({{"class", row.number("traffic_class")},
-                                           {"color", color_number(row, color_words)},
-                                           {"min_threshold", row.number("min_threshold")},
-                                           {"max_threshold", row.number("max_threshold")},
-                                           {"min_drop", row.number("min_drop")},
-                                           {"max_drop", row.number("max_drop")}});
+                                           {"color", row.word("color", color_words)},
+                                           {"drop_type", is_tail_drop ? "taildrop" : "wred"},
+                                           {"min_threshold_percent", percent("min_threshold")},
+                                           {"max_threshold_percent", percent("max_threshold")},
+                                           {"min_drop_percent", percent("min_drop")},
+                                           {"max_drop_percent", percent("max_drop")}});
     });
+}
+
+Json shaping_of(const Query& row) {
+    const Json shaping{{"min_rate_kbit_s", kbit(row.number("min_rate"))},
+                       {"max_rate_kbit_s", kbit(row.number("max_rate"))},
+                       {"min_burst_bytes", row.number("min_burst")},
+                       {"max_burst_bytes", row.number("max_burst")}};
+    const bool is_off = std::all_of(shaping.begin(), shaping.end(), [](const Json& value) { return value == 0; });
+    return is_off ? Json(nullptr) : shaping;
 }
 
 void read_streams(Database& database, const Take& take) {
@@ -366,10 +423,7 @@ void read_streams(Database& database, const Take& take) {
                     {"attached", !rows.is_null("port")},
                     {"qos_type", has_type ? Json(rows.word("qos_type", qos_type_words)) : Json(nullptr)},
                     {"qos_parameters", {rows.number("qos_first"), rows.number("qos_second")}},
-                    {"min_rate", rows.number("min_rate")},
-                    {"min_burst", rows.number("min_burst")},
-                    {"max_rate", rows.number("max_rate")},
-                    {"max_burst", rows.number("max_burst")},
+                    {"shaping", shaping_of(rows)},
                     {"priority", rows.number("priority")},
                     {"tos_map", Json::array()},
                     {"drop_policies", Json::array()}};
@@ -378,6 +432,12 @@ void read_streams(Database& database, const Take& take) {
     }
     maps.expect_end();
     policies.expect_end();
+}
+
+// The type that a queue was attached with; none where that was none.
+std::optional<std::string> type_told(const Query& row) {
+    if (row.is_null("stream_type") || row.number("stream_type") == 0) return std::nullopt;
+    return row.word("stream_type", qos_type_words);
 }
 
 void read_queues(Database& database, const Take& take) {
@@ -391,12 +451,12 @@ void read_queues(Database& database, const Take& take) {
               {"stream", index % streams_per_port + 1},
               {"class", rows.number("traffic_class")},
               {"blocks", rows.number("blocks")},
-              {"length", rows.number("length")},
+              {"length_bytes", rows.number("length")},
               {"attached", is_attached},
               {"priority", or_null(rows.optional_number("priority"))},
               {"ratio", or_null(rows.optional_number("ratio"))},
               {"weighted", is_attached ? Json(rows.flag("weighted")) : Json(nullptr)},
-              {"stream_type", or_null(rows.optional_number("stream_type"))}});
+              {"stream_type", or_null(type_told(rows))}});
     }
 }
 
@@ -408,10 +468,10 @@ std::string queue_text(const Json& object) {
     return stream_text(object) + "/" + text_of(object["class"]);
 }
 
-std::string shaping_text(const Json& stream) {
-    if (stream["max_rate"] == 0) return "off";
-    return text_of(stream["min_rate"]) + "-" + text_of(stream["max_rate"]) + " bit/s, " + text_of(stream["min_burst"]) +
-           "-" + text_of(stream["max_burst"]) + " bytes";
+std::string shaping_text(const Json& shaping) {
+    if (shaping.is_null() || shaping["max_rate_kbit_s"] == 0) return "off";
+    return bits_text(shaping["min_rate_kbit_s"]) + "-" + bits_text(shaping["max_rate_kbit_s"]) + " bit/s, " +
+           text_of(shaping["min_burst_bytes"]) + "-" + text_of(shaping["max_burst_bytes"]) + " bytes";
 }
 
 std::vector<TitledTable> stream_tables(Database& database, bool /*with_system*/) {
@@ -423,19 +483,19 @@ std::vector<TitledTable> stream_tables(Database& database, bool /*with_system*/)
     read_streams(database, [&](const Json& stream) {
         Words map;
         for (const Json& entry : stream["tos_map"])
-            map.add(text_of(entry["entry"]) + "=" + hex(entry["value"]) + "/" + hex(entry["mask"]));
+            map.add(text_of(entry["entry"]) + "=" + text_of(entry["value"]) + "/" + text_of(entry["mask"]));
         table.add({stream_text(stream), stream["attached"] ? text_of(stream["qos_type"]) : "detached",
-                   cell_of(stream["priority"]), queues[stream_text(stream)], shaping_text(stream), map.text_or_dash()});
+                   cell_of(stream["priority"]), queues[stream_text(stream)], shaping_text(stream["shaping"]),
+                   map.text_or_dash()});
     });
     return only(std::move(table));
 }
 
 std::string drop_text(const Json& policy) {
-    const bool is_tail_drop = policy["min_threshold"] == 100 && policy["max_threshold"] == 0;
-    return color_of(policy["color"]) + " " +
-           (is_tail_drop ? "taildrop"
-                         : text_of(policy["min_threshold"]) + "-" + text_of(policy["max_threshold"]) + " drop " +
-                               text_of(policy["min_drop"]) + "-" + text_of(policy["max_drop"]));
+    const std::string color = text_of(policy["color"]) + " ";
+    if (policy["drop_type"] == "taildrop") return color + "taildrop";
+    return color + text_of(policy["min_threshold_percent"]) + "-" + text_of(policy["max_threshold_percent"]) +
+           " drop " + text_of(policy["min_drop_percent"]) + "-" + text_of(policy["max_drop_percent"]);
 }
 
 std::vector<TitledTable> queue_tables(Database& database, bool /*with_system*/) {
@@ -447,7 +507,8 @@ std::vector<TitledTable> queue_tables(Database& database, bool /*with_system*/) 
     Table table{{"QUEUE", "PRI", "RATIO", "BLOCKS", "LENGTH", "DROPS"}, {}};
     read_queues(database, [&](const Json& queue) {
         table.add({queue_text(queue), cell_of(queue["priority"]), cell_of(queue["ratio"]), cell_of(queue["blocks"]),
-                   cell_of(queue["length"]), queue["attached"] ? drops[queue_text(queue)].text_or_dash() : "detached"});
+                   cell_of(queue["length_bytes"]),
+                   queue["attached"] ? drops[queue_text(queue)].text_or_dash() : "detached"});
     });
     return only(std::move(table));
 }
@@ -457,13 +518,16 @@ std::vector<TitledTable> queue_tables(Database& database, bool /*with_system*/) 
 void read_static_entries(Database& database, const Take& take) {
     Query rows(database, "SELECT vid, name, mac, port, action, of_system FROM static_entry LEFT JOIN vlan USING (vid)"
                          " ORDER BY vid, mac");
-    while (rows.next())
+    while (rows.next()) {
+        const std::optional<int64_t> port = rows.optional_number("port");
         take({{"vid", rows.number("vid")},
               {"vlan", rows.text("name")},
               {"mac", rows.text("mac")},
-              {"port", or_null(rows.optional_number("port"))},
-              {"action", rows.number("action")},
+              {"action", port ? "forward" : "discard"},
+              {"port", or_null(port)},
+              {"flag", port ? Json(hex(rows.number("action"))) : Json(nullptr)},
               {"of_system", rows.flag("of_system")}});
+    }
 }
 
 void read_learned_entries(Database& database, const Take& take) {
@@ -493,7 +557,7 @@ std::vector<TitledTable> fdb_tables(Database& database, bool with_system) {
         if (entry["of_system"] && !with_system) return;
         table.add(
             {"static", cell_of(entry["vlan"]), cell_of(entry["mac"]),
-             entry["port"].is_null() ? "discard" : "port " + text_of(entry["port"]) + " flag " + hex(entry["action"]),
+             entry["port"].is_null() ? "discard" : "port " + text_of(entry["port"]) + " flag " + text_of(entry["flag"]),
              by(entry)});
     });
     read_learned_entries(database, [&](const Json& entry) {
@@ -512,20 +576,41 @@ Json rule_of(const Query& row) {
     return {{"line", row.number("line")},
             {"stream", row.number("stream") + 1},
             {"class", row.number("traffic_class")},
-            {"color", color_number(row, color_words)},
+            {"color", row.word("color", color_words)},
             {"match", Json::array()}};
+}
+
+std::string address_text(int64_t bits) {
+    return std::to_string(bits >> 24 & 255) + "." + std::to_string(bits >> 16 & 255) + "." +
+           std::to_string(bits >> 8 & 255) + "." + std::to_string(bits & 255);
+}
+
+// A number that a rule looks for, in the form that sentences give it.
+Json sought(emulator::MatchStyle style, int64_t value) {
+    switch (style) {
+    case emulator::MatchStyle::decimal: return value;
+    case emulator::MatchStyle::hex: return hex4(value);
+    case emulator::MatchStyle::address: return address_text(value);
+    default: return hex(value);
+    }
 }
 
 // There may be half a million of them: filled in place, which a list of initial values is not.
 Json match_of(const Query& row) {
-    std::string field = row.text("field");
-    if (emulator::find_match_field(field.c_str()) == nullptr) row.fail_as_damaged("field");
+    std::string name = row.text("field");
+    const emulator::MatchField* const field = emulator::find_match_field(name.c_str());
+    if (field == nullptr) row.fail_as_damaged("field");
+    const int64_t mask = row.number("mask");
+    const std::optional<int64_t> high = row.optional_number("high");
     Json::object_t match;
     match.reserve(4);
-    match.emplace("field", std::move(field));
-    match.emplace("low", row.number("low"));
-    match.emplace("high", or_null(row.optional_number("high")));
-    match.emplace("mask", row.number("mask"));
+    match.emplace("field", std::move(name));
+    match.emplace("low", sought(field->style, row.number("low")));
+    match.emplace("high", high ? sought(field->style, *high) : Json(nullptr));
+    if (mask == int64_t{field->full_mask()})
+        match.emplace("mask", nullptr);
+    else
+        match.emplace("mask", field->style == emulator::MatchStyle::address ? address_text(mask) : hex(mask));
     return match;
 }
 
@@ -549,16 +634,9 @@ void read_lists(Database& database, const Take& take) {
 }
 
 std::string match_text(const Json& match) {
-    const std::string field = match["field"];
-    const auto value = [&](const Json& number) {
-        const int64_t bits = number;
-        if (field == "da" || field == "sa")
-            return std::to_string(bits >> 24 & 255) + "." + std::to_string(bits >> 16 & 255) + "." +
-                   std::to_string(bits >> 8 & 255) + "." + std::to_string(bits & 255);
-        return field == "etype" || field.starts_with("ext") ? hex(bits) : text_of(number);
-    };
-    return field + " " + value(match["low"]) + (match["high"].is_null() ? "" : "-" + value(match["high"])) + "/" +
-           hex(match["mask"]);
+    return text_of(match["field"]) + " " + text_of(match["low"]) +
+           (match["high"].is_null() ? "" : "-" + text_of(match["high"])) +
+           (match["mask"].is_null() ? "" : "/" + text_of(match["mask"]));
 }
 
 std::vector<TitledTable> list_tables(Database& database, bool /*with_system*/) {
@@ -577,8 +655,7 @@ std::vector<TitledTable> list_tables(Database& database, bool /*with_system*/) {
             Words matches;
             for (const Json& match : rule["match"])
                 matches.add(match_text(match));
-            rules.add({cell_of(list["list"]), cell_of(rule["line"]),
-                       class_text(rule["stream"], rule["class"], rule["color"]), cell_of(list["marking"]),
+            rules.add({cell_of(list["list"]), cell_of(rule["line"]), class_text(rule), cell_of(list["marking"]),
                        rule["match"].empty() ? "any frame" : matches.text()});
         }
     });
@@ -589,8 +666,12 @@ std::vector<TitledTable> list_tables(Database& database, bool /*with_system*/) {
 
 void read_names(Database& database, const Take& take) {
     Query rows(database, "SELECT category, name, id FROM qualifier ORDER BY category, name");
-    while (rows.next())
-        take({{"category", rows.text("category")}, {"name", rows.text("name")}, {"id", rows.number("id")}});
+    while (rows.next()) {
+        const int64_t id = rows.number("id");
+        take({{"category", rows.text("category")},
+              {"name", rows.text("name")},
+              {"id", id == qualifier::no_id ? Json(nullptr) : Json(id)}});
+    }
 }
 
 std::vector<TitledTable> name_tables(Database& database, bool /*with_system*/) {
@@ -601,18 +682,27 @@ std::vector<TitledTable> name_tables(Database& database, bool /*with_system*/) {
     return only(std::move(table));
 }
 
-// What the table was told is kept, right or wrong, so that no number in it is damage.
+constexpr NumberedWord port_kind_words[] = {{port_kind::physical, "physical"}, {port_kind::logical, "logical"}};
+
+template <size_t Count> Json word_or_number(std::optional<int64_t> number, const NumberedWord (&words)[Count]) {
+    if (!number) return nullptr;
+    const char* const word = word_for(words, *number);
+    return word != nullptr ? Json(word) : Json(*number);
+}
+
+// What the table was told is kept, right or wrong, so that no number in it is damage: one without a word stays one.
 void read_port_table(Database& database, const Take& take) {
     Children vlans(database, "SELECT kind, port, vid FROM port_table_vlan ORDER BY kind, port, vid", {"kind", "port"});
     Query rows(database, "SELECT * FROM port_table ORDER BY kind, port");
     while (rows.next()) {
+        const Json depend = word_or_number(rows.optional_number("link_depend"), link_depend_words);
         Json entry{{"port", rows.number("port")},
-                   {"kind", rows.number("kind")},
+                   {"kind", word_or_number(rows.number("kind"), port_kind_words)},
                    {"ether", rows.number("ether")},
                    {"enabled", rows.flag("enabled")},
-                   {"link_mode", or_null(rows.optional_number("link_mode"))},
-                   {"link_depend", or_null(rows.optional_number("link_depend"))},
-                   {"link_depend_ports", rows.number("link_depend_ports")},
+                   {"link_mode", word_or_number(rows.optional_number("link_mode"), link_mode_words)},
+                   {"link_depend", depend},
+                   {"link_depend_ports", depend == "port" ? ports_in(rows.number("link_depend_ports")) : Json(nullptr)},
                    {"vids", Json::array()}};
         vlans.of(rows, [&](const Query& row) { entry["vids"].push_back(row.number("vid")); });
         take(entry);
@@ -620,26 +710,15 @@ void read_port_table(Database& database, const Take& take) {
     vlans.expect_end();
 }
 
-template <size_t Count> std::string word_or_number(const Json& number, const NumberedWord (&words)[Count]) {
-    if (number.is_null()) return "-";
-    const char* const word = word_for(words, number.get<int64_t>());
-    return word != nullptr ? word : text_of(number);
-}
-
 std::vector<TitledTable> port_table_tables(Database& database, bool /*with_system*/) {
-    static constexpr NumberedWord kinds[] = {{1, "physical"}, {2, "logical"}};
-    static constexpr int64_t depends_on_ports = 2;
     Table table{{"PORT", "KIND", "ETHER", "STATE", "LINK MODE", "DEPENDS", "VLANS"}, {}};
     read_port_table(database, [&](const Json& entry) {
         Words vids;
         for (const Json& vid : entry["vids"])
             vids.add(text_of(vid));
-        const bool on_ports = entry["link_depend"] == depends_on_ports;
-        table.add({cell_of(entry["port"]), word_or_number(entry["kind"], kinds), cell_of(entry["ether"]),
-                   entry["enabled"] ? "enabled" : "disabled", word_or_number(entry["link_mode"], link_mode_words),
-                   on_ports ? "ports, mask " + hex(entry["link_depend_ports"])
-                            : word_or_number(entry["link_depend"], link_depend_words),
-                   vids.text_or_dash()});
+        table.add({cell_of(entry["port"]), text_of(entry["kind"]), cell_of(entry["ether"]),
+                   entry["enabled"] ? "enabled" : "disabled", text_of(entry["link_mode"]),
+                   depends_text(entry["link_depend"], entry["link_depend_ports"]), vids.text_or_dash()});
     });
     return only(std::move(table));
 }
@@ -656,6 +735,24 @@ std::vector<TitledTable> limit_tables(Database& database, bool /*with_system*/) 
     Table table{{"NAME", "VALUE", "IN USE"}, {}};
     read_limits(database, [&](const Json& limit) {
         table.add({cell_of(limit["name"]), cell_of(limit["value"]), cell_of(limit["in_use"])});
+    });
+    return only(std::move(table));
+}
+
+void read_faults(Database& database, const Take& take) {
+    Query rows(database, "SELECT function, status, skip, times FROM fault ORDER BY id");
+    while (rows.next())
+        take({{"function", rows.text("function")},
+              {"status", rows.number("status")},
+              {"at_call", rows.number("skip") + 1},
+              {"times", rows.number("times")}});
+}
+
+std::vector<TitledTable> fault_tables(Database& database, bool /*with_system*/) {
+    Table table{{"FUNCTION", "STATUS", "AT CALL", "TIMES"}, {}};
+    read_faults(database, [&](const Json& fault) {
+        table.add(
+            {cell_of(fault["function"]), cell_of(fault["status"]), cell_of(fault["at_call"]), cell_of(fault["times"])});
     });
     return only(std::move(table));
 }
@@ -680,6 +777,7 @@ const std::vector<Topic>& topics() {
         {"names", "no names registered", {{"names", read_names}}, false, name_tables},
         {"porttable", "the shared port table is empty", {{"porttable", read_port_table}}, false, port_table_tables},
         {"limits", "no limits", {{"limits", read_limits}}, false, limit_tables},
+        {"faults", "no call is made to fail", {{"faults", read_faults}}, false, fault_tables},
     };
     return all;
 }

@@ -3,16 +3,12 @@
 #pragma once
 
 #include "companion/database.h"
+#include "companion/json_text.h"
 #include "companion/table.h"
-
-#include <nlohmann/json.hpp>
 
 #include <functional>
 #include <string>
 #include <vector>
-
-// Texts in it are bytes as the store has them.
-using Json = nlohmann::ordered_json;
 
 // Objects of one kind, in the order of their numbers, given to `take` one after the other.
 using Reader = void (*)(Database&, const std::function<void(const Json&)>& take);
@@ -36,3 +32,11 @@ struct Topic {
 };
 
 const std::vector<Topic>& topics();
+
+// Throws `Failure` where there is none of that name.
+const Topic& find_topic(const std::string& name);
+
+void print_topic(Database& database, const Topic& topic, bool with_system);
+
+// Those of one topic, or of all where `what` is empty, as an object with a key for each collection, in lines.
+std::string topics_as_json(Database& database, const std::string& what);

@@ -1,6 +1,8 @@
 // Told frames as JSON, written by hand: there may be a million of them in a second.
 #include "companion/trace_json.h"
 
+#include "companion/json_text.h"
+
 #include "platform/words.h"
 
 #include <algorithm>
@@ -16,6 +18,7 @@ namespace {
 enum class Form : uint8_t {
     none,
     number,
+    kbit,         // a rate in bit/s
     port,         // by its index; null where there is none
     ether_type,   // "88a8"
     stream,       // counted from 1
@@ -43,7 +46,7 @@ struct StepForm {
 };
 
 constexpr StepForm step_forms[] = {
-    {StepKind::received, {{{"port", Form::port}, {"length", Form::number}}}},
+    {StepKind::received, {{{"port", Form::port}, {"length_bytes", Form::number}}}},
     {StepKind::link_dependency, {{{"port", Form::port}, {"on", Form::link_depend}, {"mode", Form::link_mode}}}},
     {StepKind::link_mode_unset, {{{"port", Form::port}}}},
     {StepKind::tag_recognised, {{{"tagtype", Form::ether_type}, {"vid", Form::number}, {"priority", Form::number}}}},
@@ -70,9 +73,9 @@ constexpr StepForm step_forms[] = {
     {StepKind::class_by_tos, {{{"tos", Form::number}, {"class", Form::number}, {"port", Form::port}}}},
     {StepKind::class_by_default, {{{"stream", Form::stream}, {"class", Form::number}, {"color", Form::color}}}},
     {StepKind::counted, {{{"class", Form::number}, {"bytes", Form::number}}}},
-    {StepKind::within_rate, {{{"class", Form::number}, {"bit_per_s", Form::number}}}},
-    {StepKind::recolored, {{{"class", Form::number}, {"bit_per_s", Form::number}, {"color", Form::color}}}},
-    {StepKind::over_rate, {{{"class", Form::number}, {"bit_per_s", Form::number}}}},
+    {StepKind::within_rate, {{{"class", Form::number}, {"rate_kbit_s", Form::kbit}}}},
+    {StepKind::recolored, {{{"class", Form::number}, {"rate_kbit_s", Form::kbit}, {"color", Form::color}}}},
+    {StepKind::over_rate, {{{"class", Form::number}, {"rate_kbit_s", Form::kbit}}}},
     {StepKind::learned, {{{"vid", Form::number}, {"port", Form::port}}}},
     {StepKind::moved, {{{"vid", Form::number}, {"from", Form::port}}}},
     {StepKind::refreshed, {{{"vid", Form::number}}}},
@@ -148,6 +151,15 @@ void put_word(LineBuffer& out, std::string_view word) {
     out.put('"');
 }
 
+// In units of 1000 bit/s, with decimals where a library call has set such a rate.
+void put_kbit(LineBuffer& out, uint32_t rate) {
+    out.put_number(rate / 1000);
+    if (rate % 1000 == 0) return;
+    const char decimals[] = {'.', static_cast<char>('0' + rate / 100 % 10), static_cast<char>('0' + rate / 10 % 10),
+                             static_cast<char>('0' + rate % 10)};
+    out.put(std::string_view(decimals, sizeof decimals));
+}
+
 void put_port(LineBuffer& out, const Ports& ports, uint32_t index) {
     if (index == no_port)
         out.put("null");
@@ -221,6 +233,7 @@ void put_part(LineBuffer& out, const Ports& ports, Form form, const Step& step, 
     switch (form) {
     case Form::none: break;
     case Form::number: return out.put_number(number);
+    case Form::kbit: return put_kbit(out, number);
     case Form::port: return put_port(out, ports, number);
     case Form::ether_type: return put_ether_type(out, number);
     case Form::stream: return out.put_number(number + 1);
@@ -325,25 +338,6 @@ void put_class(LineBuffer& out, const Outcome& outcome) {
     out.put("\"}");
 }
 
-// How many of the bytes make a sound UTF-8 character; 0: none.
-size_t utf8_length(std::string_view text) {
-    const auto byte = [&](size_t i) { return i < text.size() ? static_cast<uint8_t>(text[i]) : 0U; };
-    const auto continues = [&](size_t i) { return (byte(i) & 0xc0) == 0x80; };
-    const uint32_t first = byte(0);
-    if (first < 0x80) return 1;
-    if (first >= 0xc2 && first < 0xe0 && continues(1)) return 2;
-    if (first >= 0xe0 && first < 0xf0 && continues(1) && continues(2)) {
-        const bool is_overlong = first == 0xe0 && byte(1) < 0xa0;
-        const bool is_surrogate = first == 0xed && byte(1) >= 0xa0;
-        return is_overlong || is_surrogate ? 0 : 3;
-    }
-    if (first >= 0xf0 && first < 0xf5 && continues(1) && continues(2) && continues(3)) {
-        const bool is_out_of_range = (first == 0xf0 && byte(1) < 0x90) || (first == 0xf4 && byte(1) >= 0x90);
-        return is_out_of_range ? 0 : 4;
-    }
-    return 0;
-}
-
 } // namespace
 
 void LineBuffer::put_number(uint32_t number) {
@@ -367,22 +361,9 @@ void LineBuffer::put_hex(std::span<const uint8_t> data) {
 }
 
 std::string json_text(std::string_view text) {
-    constexpr const char* digits = "0123456789abcdef";
-    std::string json = "\"";
-    while (!text.empty()) {
-        const auto byte = static_cast<uint8_t>(text[0]);
-        const size_t count = utf8_length(text);
-        if (byte == '"' || byte == '\\')
-            (json += '\\') += text[0];
-        else if (count == 0)
-            ((json += "\\udc") += digits[byte >> 4]) += digits[byte & 15];
-        else if (byte < 0x20 || byte == 0x7f)
-            ((json += "\\u00") += digits[byte >> 4]) += digits[byte & 15];
-        else
-            json += text.substr(0, count);
-        text.remove_prefix(std::max<size_t>(count, 1));
-    }
-    return json + "\"";
+    std::string json;
+    append_json_text(json, std::string(text));
+    return json;
 }
 
 std::string_view TraceWriter::name_of_vlan(const std::shared_ptr<const Vlans>& vlans, uint32_t vid) {

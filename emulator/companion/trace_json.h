@@ -45,6 +45,5 @@ private:
     std::vector<std::string> names;                // as JSON, by place; empty: not asked for yet
 };
 
-// A text as JSON has it, with its quotes. Bytes that are no UTF-8 stand as \udc80 to \udcff, as Python has them
-// ("surrogateescape"), so that different texts stay different.
+// A text as JSON has it, with its quotes.
 std::string json_text(std::string_view text);

@@ -12,6 +12,8 @@ import subprocess
 import tempfile
 import unittest
 
+from json_schema import checked
+
 EMUSWITCH = os.environ["EMUSWITCH_PROGRAM"]
 TOLVANE = os.environ["TOLVANE_PROGRAM"]
 CONTRACT_TESTS = os.environ["CONTRACT_TESTS"]
@@ -63,7 +65,8 @@ class Companion(unittest.TestCase):
         self.emuswitch("play", self.file(SERVICE))
 
     def json(self, *arguments):
-        return json.loads(self.emuswitch("show", *arguments, "--json").stdout)
+        schema = "counters" if arguments == ("counters",) else "show"
+        return checked(schema, self.emuswitch("show", *arguments, "--json").stdout)
 
 
 class Play(Companion):

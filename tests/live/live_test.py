@@ -273,7 +273,7 @@ class Watching(Wires):
         self.assertEqual((2, None), (queue["port"], queue["queue"]))
         self.assertEqual(60, queue["sent"]["frames"] + queue["waiting"]["frames"] + queue["full"]["frames"])
         self.assertGreater(queue["full"]["frames"], 0)
-        self.assertLessEqual(queue["highest"], queue["length"])
+        self.assertLessEqual(queue["highest_fill_bytes"], queue["length_bytes"])
         # Without the shaper what waits goes at once.
         self.assertTrue(self.say("set ether 2 shaping off"))
         wait_until(lambda: self.counters()["queues"][0]["waiting"]["frames"] == 0, "nothing waits")

@@ -20,6 +20,9 @@ import tempfile
 import time
 import unittest
 
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "companion"))
+from json_schema import checked  # noqa: E402  pylint: disable=wrong-import-position
+
 EMUSWITCH = os.environ["EMUSWITCH_PROGRAM"]
 TOLVANE = os.environ["TOLVANE_PROGRAM"]
 
@@ -214,7 +217,7 @@ class Wires(unittest.TestCase):
         return status
 
     def counters(self):
-        return json.loads(self.emuswitch("show", "counters", "--json").stdout)["counters"]
+        return checked("counters", self.emuswitch("show", "counters", "--json").stdout)["counters"]
 
     def workers(self):
         """The process that forwards, a child of the one that was started."""

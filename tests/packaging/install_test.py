@@ -19,7 +19,8 @@ COMPONENTS = {
                  *(f"{{LIBDIR}}/emuswitch/{name}" for name in LIBRARIES)],
     "manuals": ["{MANDIR}/man8/tolvane.8", "{MANDIR}/man1/emuswitch.1"],
     "completion": [f"{{DATADIR}}/bash-completion/completions/{name}" for name in ("tolvane", "emuswitch")],
-    "data": ["{DATADIR}/tolvane/errors.json"],
+    "data": ["{DATADIR}/tolvane/errors.json",
+             *(f"{{DATADIR}}/emuswitch/{path.name}" for path in (SOURCE / "docs").glob("*.schema.json"))],
     "python": [f"lib/python3/dist-packages/tolvane/{name}" for name in (
         "__init__.py", "catalogue.py", "client.py", "errors.json", "py.typed", "result.py", "sentences.py")],
     "headers": [f"{{INCLUDEDIR}}/tolvane/{name}.h" for name in ("brgfdb", "portshm", "qual", "trapevent")],

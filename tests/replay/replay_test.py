@@ -1,14 +1,17 @@
 """emuswitch replay on the command line: captures in every way, sentences in between, and what is said of bad ones."""
 
-import json
 import os
 import pathlib
 import shutil
 import struct
 import subprocess
+import sys
 import tempfile
 import unittest
 import xml.etree.ElementTree
+
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "companion"))
+from json_schema import checked  # noqa: E402  pylint: disable=wrong-import-position
 
 EMUSWITCH = os.environ["COMPANION"]
 BEGIN = 1_700_000_000
@@ -48,7 +51,7 @@ class Replay(unittest.TestCase):
         return self.run_(["replay", *words], **more)
 
     def summary(self, *words, **more):
-        return json.loads(self.replay(*words, "--json", **more).stdout)
+        return checked("replay", self.replay(*words, "--json", **more).stdout)
 
     def write(self, name, frames, order="<"):
         (self.folder / name).write_bytes(pcap(frames, order))
@@ -93,7 +96,7 @@ class Replay(unittest.TestCase):
         (self.folder / "changes.play").write_text("# a comment\nat 1 disable port 1\n\nat 3.05 enable port 1\n"
                                                   "at 2 set port 9 pvid 10\nat 3.5 delete vlan sales\n")
         done = self.replay("2=in.pcap", "--play", "changes.play", "--json", status=1)
-        found = json.loads(done.stdout)
+        found = checked("replay", done.stdout)
         self.assertEqual({"accepted": 2, "refused": 2}, found["sentences"])
         self.assertEqual(21, found["reasons"]["nobody_to_send_to"]["frames"])
         self.assertEqual(19, found["sent"]["frames"])

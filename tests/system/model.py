@@ -663,7 +663,7 @@ class Model:
             "vlans": set(self.vlans.items()),
             "members": {(*key, member["tagged"], member["protgroup"]) for key, member in self.members.items()},
             "bindings": {(*key, number) for key, number in self.bindings.items()},
-            "protgroups": {(group, tuple(sorted(int(each, 16) for each in types)))
+            "protgroups": {(group, tuple(sorted(types)))
                            for group, types in self.protgroups.items()},
             "streams": set(self.streams),
             "queues": {(*key, blocks) for key, blocks in self.queues.items()},
@@ -688,8 +688,8 @@ def objects_of(state):
         "protgroups": {(group["protgroup"], tuple(sorted(group["protocols"]))) for group in state["protgroups"]},
         "streams": {(stream["port"], stream["stream"]) for stream in state["streams"]},
         "queues": {(queue["port"], queue["stream"], queue["class"], queue["blocks"]) for queue in state["queues"]},
-        "mirrors": {(mirror["mirror"], mirror["enabled"], mirror["source_port"], mirror["source_vid"],
-                     mirror["destination"]) for mirror in state["mirrors"]},
+        "mirrors": {(mirror["mirror"], mirror["enabled"], (mirror["source"] or {}).get("port"),
+                     (mirror["source"] or {}).get("vid"), mirror["destination_port"]) for mirror in state["mirrors"]},
         "static": {(entry["vid"], entry["mac"], entry["port"], entry["of_system"])
                    for entry in state["fdb"]["static"]},
         "local": {(entry["port"], entry["mac"]) for entry in state["fdb"]["local"] if not entry["of_system"]},

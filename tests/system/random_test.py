@@ -4,7 +4,6 @@ RANDOM_SEEDS="7 8 9" plays other seeds than the usual ones, RANDOM_SENTENCES=200
 """
 
 import collections
-import json
 import os
 import unittest
 
@@ -91,7 +90,7 @@ class RandomSentences(unittest.TestCase):
             self.assertEqual(code == 0, answer.is_accepted, f"{place}: {answer.outcome}")
             codes.add(code)
             if number % 100 == 0:
-                self.assertEqual(model.objects(), objects_of(json.loads(switch.state())), place)
+                self.assertEqual(model.objects(), objects_of(switch.shown()), place)
         self.assertEqual([], switch.damage())
         return codes
 
@@ -102,7 +101,7 @@ class RandomSentences(unittest.TestCase):
                 model = Model(seed)
                 self.play(switch, model, SENTENCES)
                 answers += model.answers
-                self.assertEqual(model.objects(), objects_of(json.loads(switch.state())))
+                self.assertEqual(model.objects(), objects_of(switch.shown()))
                 config = switch.config()
                 copy.play(config)
                 self.assertEqual(config, copy.config())
@@ -130,7 +129,7 @@ class RandomSentences(unittest.TestCase):
                 model = Model(seed, limits)
                 codes = self.play(switch, model, SMALL_SENTENCES)
                 self.assertEqual(set(), expected - codes)
-                self.assertEqual(model.objects(), objects_of(json.loads(switch.state())))
+                self.assertEqual(model.objects(), objects_of(switch.shown()))
 
 
 if __name__ == "__main__":

@@ -7,8 +7,12 @@ import shlex
 import shutil
 import sqlite3
 import subprocess
+import sys
 import tempfile
 import typing
+
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "companion"))
+from json_schema import checked  # noqa: E402  pylint: disable=wrong-import-position
 
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
 TOOL = os.environ["TOLVANE"]
@@ -117,6 +121,10 @@ class Switch:
 
     def state(self):
         return self.companion("show", "--json").stdout
+
+    def shown(self):
+        """The state as Python values, held to the schema."""
+        return checked("show", self.state())
 
     def query(self, sql, *values):
         connection = sqlite3.connect(self.store, timeout=3600)
