@@ -51,6 +51,16 @@ Field read_field(const Statement& row, int column) {
     return static_cast<Field>(found - std::begin(names));
 }
 
+template <typename Entry> void erase_scopes(AddressTable<Entry>& table, const std::vector<uint32_t>& scopes) {
+    if (scopes.empty()) return;
+    std::vector<uint64_t> erased;
+    table.for_each([&](uint32_t scope, Mac mac, const Entry&) {
+        if (std::find(scopes.begin(), scopes.end(), scope) != scopes.end()) erased.push_back(address_key(scope, mac));
+    });
+    for (const uint64_t key : erased)
+        table.erase(scope_of_key(key), mac_of_key(key));
+}
+
 } // namespace
 
 std::optional<Mac> mac_of_text(std::string_view text) {
@@ -91,6 +101,10 @@ struct ConfigurationCompiler::Statements {
     void add_untagged(Vlans& result, const Member& member, uint16_t vid);
     Member& require_member(const Statement& row, Vlans& result, const Ports& known_ports);
 
+    static void read_static(const Statement& row, Filters& result, const Ports& known_ports);
+    static void read_local(const Statement& row, Filters& result, const Ports& known_ports);
+    void set_learned_room(Filters& result);
+
     std::shared_ptr<const List> read_list(int32_t number, Marking marking);
     void read_rules(int32_t list, std::vector<Rule>& result);
 
@@ -117,7 +131,9 @@ struct ConfigurationCompiler::Statements {
     Statement bindings{database, "SELECT vid, port, list FROM list_binding"};
     Statement points{database, "SELECT vid, port, point, byte_offset, width FROM extraction_point"};
     Statement statics{database, "SELECT vid, mac, port, action, of_system FROM static_entry"};
+    Statement statics_of_vlan{database, "SELECT vid, mac, port, action, of_system FROM static_entry WHERE vid = ?"};
     Statement locals{database, "SELECT port, mac, type, of_system FROM local_entry"};
+    Statement locals_of_port{database, "SELECT port, mac, type, of_system FROM local_entry WHERE port = ?"};
     Statement fdb_limit{database, "SELECT value FROM limits WHERE name = 'fdb_entries'"};
     Statement lists{database, "SELECT list, coalesce(marking, 0) FROM classify_list ORDER BY list"};
     Statement list{database, "SELECT coalesce(marking, 0) FROM classify_list WHERE list = ?"};
@@ -317,24 +333,50 @@ std::shared_ptr<const Vlans> ConfigurationCompiler::vlans(const Ports& ports, co
 
 // --- Filter entries ---
 
+void ConfigurationCompiler::Statements::read_static(const Statement& row, Filters& result, const Ports& known_ports) {
+    StaticEntry& entry = result.statics.put(read_vid(row, 0), read_mac(row, 1));
+    entry.port = read_port_or_none(row, 2, known_ports);
+    entry.flags = row.in_range<uint8_t>(3, 0, 255);
+    entry.is_of_system = row.flag(4);
+}
+
+void ConfigurationCompiler::Statements::read_local(const Statement& row, Filters& result, const Ports& known_ports) {
+    LocalEntry& entry = result.locals.put(read_port(row, 0, known_ports), read_mac(row, 1));
+    entry.action = row.in_range<LocalAction>(2, 1, 4);
+    entry.is_of_system = row.flag(3);
+}
+
+void ConfigurationCompiler::Statements::set_learned_room(Filters& result) {
+    const auto room = static_cast<uint64_t>(fdb_limit.only_number());
+    const uint64_t used = result.statics.size() + result.locals.size();
+    result.learned_room = room > used ? room - used : 0;
+}
+
 std::shared_ptr<const Filters> ConfigurationCompiler::filters(const Ports& ports) {
     auto result = std::make_shared<Filters>();
     Statement& statics = statements->statics;
-    statics.for_each([&] {
-        StaticEntry& entry = result->statics.put(read_vid(statics, 0), read_mac(statics, 1));
-        entry.port = read_port_or_none(statics, 2, ports);
-        entry.flags = statics.in_range<uint8_t>(3, 0, 255);
-        entry.is_of_system = statics.flag(4);
-    });
+    statics.for_each([&] { Statements::read_static(statics, *result, ports); });
     Statement& locals = statements->locals;
-    locals.for_each([&] {
-        LocalEntry& entry = result->locals.put(read_port(locals, 0, ports), read_mac(locals, 1));
-        entry.action = locals.in_range<LocalAction>(2, 1, 4);
-        entry.is_of_system = locals.flag(3);
-    });
-    const auto room = static_cast<uint64_t>(statements->fdb_limit.only_number());
-    const uint64_t used = result->statics.size() + result->locals.size();
-    result->learned_room = room > used ? room - used : 0;
+    locals.for_each([&] { Statements::read_local(locals, *result, ports); });
+    statements->set_learned_room(*result);
+    return result;
+}
+
+std::shared_ptr<const Filters> ConfigurationCompiler::filters(const Filters& before, const FilterScopes& changed,
+                                                              const Ports& ports) {
+    auto result = std::make_shared<Filters>(before);
+    Statement& statics = statements->statics_of_vlan;
+    erase_scopes(result->statics, changed.vids);
+    for (const uint32_t vid : changed.vids)
+        statics.for_each([&] { Statements::read_static(statics, *result, ports); }, vid);
+    Statement& locals = statements->locals_of_port;
+    std::vector<uint32_t> places;
+    for (const int32_t port : changed.ports)
+        places.push_back(ports.find(port));
+    erase_scopes(result->locals, places);
+    for (const int32_t port : changed.ports)
+        locals.for_each([&] { Statements::read_local(locals, *result, ports); }, port);
+    statements->set_learned_room(*result);
     return result;
 }
 

@@ -7,6 +7,13 @@
 
 #include <memory>
 
+// Filter entries by what they belong to.
+struct FilterScopes {
+    std::vector<uint32_t> vids; // of static entries
+    std::vector<int32_t> ports; // of local ones, by number
+    bool is_empty() const { return vids.empty() && ports.empty(); }
+};
+
 class ConfigurationCompiler {
 public:
     explicit ConfigurationCompiler(Database& database);
@@ -17,6 +24,9 @@ public:
     std::shared_ptr<const dataplane::Ports> ports();
     std::shared_ptr<const dataplane::Vlans> vlans(const dataplane::Ports& ports, const dataplane::Lists& lists);
     std::shared_ptr<const dataplane::Filters> filters(const dataplane::Ports& ports);
+    // Only the entries of these; the ports, and the entries of all others, are the same as before.
+    std::shared_ptr<const dataplane::Filters> filters(const dataplane::Filters& before, const FilterScopes& changed,
+                                                      const dataplane::Ports& ports);
     std::shared_ptr<const dataplane::Mirrors> mirrors(const dataplane::Ports& ports);
     std::shared_ptr<const dataplane::Qos> qos(const dataplane::Ports& ports);
 

@@ -7,6 +7,7 @@
 
 #include "companion/configuration_compiler.h"
 #include "companion/statement.h"
+#include "companion/store_image.h"
 
 #include <algorithm>
 #include <charconv>
@@ -16,21 +17,26 @@ using namespace dataplane;
 
 // What has happened to the store, as far as frames are concerned.
 struct ConfigurationReader::Effect {
+    uint32_t counter = 0;   // of the store's changes, behind these
+    int64_t last_call = 0;  // in its log
+    bool is_nothing = true; // it is as it was
     unsigned parts = 0;
     bool is_known = true;               // else anything may have happened
     bool flushes_all = false;           // what was learned
     std::vector<uint32_t> flushed_vids; // what was learned in a VLAN
     std::vector<int32_t> changed_lists; // whose rules are others now
+    FilterScopes changed_filters;       // likewise
 };
 
 struct ConfigurationReader::Statements {
     explicit Statements(Database& owner) : database(owner) {}
 
     Database& database;
-    ConfigurationCompiler compiler{database};
+    StoreImage image{database};
+    ConfigurationCompiler compiler{image.database()};
     Statement last_call{database, "SELECT coalesce(max(id), 0) FROM call_log"};
     Statement calls{database, "SELECT call FROM call_log WHERE id > ? ORDER BY id LIMIT ?"};
-    Statement learned{database, "SELECT vid, mac, port FROM learned_entry"};
+    Statement learned{image.database(), "SELECT vid, mac, port FROM learned_entry"};
     Statement find_learned{database, "SELECT port FROM learned_entry WHERE vid = ? AND mac = ?"};
     Statement may_learn{database, "SELECT 1 FROM vlan_member WHERE vid = ?1 AND port = ?3 AND NOT EXISTS"
                                   " (SELECT 1 FROM static_entry WHERE vid = ?1 AND mac = ?2)"};
@@ -43,25 +49,49 @@ struct ConfigurationReader::Statements {
 
 namespace {
 
-// A transaction that only reads: all of it sees one state of the store.
+// A transaction that only reads, unless one is open: all of it sees one state of the store.
 class Snapshot {
 public:
-    explicit Snapshot(Database& target) : database(target) { database.script("BEGIN"); }
-    ~Snapshot() { sqlite3_exec(database.handle(), "COMMIT", nullptr, nullptr, nullptr); }
+    explicit Snapshot(Database& target) : database(target), is_own(sqlite3_get_autocommit(target.handle()) != 0) {
+        if (is_own) database.script("BEGIN");
+    }
+    ~Snapshot() {
+        if (is_own) sqlite3_exec(database.handle(), "COMMIT", nullptr, nullptr, nullptr);
+    }
     Snapshot(const Snapshot&) = delete;
     Snapshot& operator=(const Snapshot&) = delete;
 
 private:
     Database& database;
+    bool is_own;
 };
 
+// What the parts are compiled from.
+struct PartTables {
+    unsigned part;
+    std::initializer_list<const char*> tables;
+};
+const PartTables part_tables[] = {
+    {part::ports, {"port", "cos_map", "class_policer", "link_frame"}},
+    {part::vlans, {"vlan", "protgroup", "protocol", "vlan_member", "list_binding", "extraction_point"}},
+    {part::filters, {"static_entry", "local_entry", "limits"}},
+    {part::lists, {"classify_list"}},
+    {part::mirrors, {"mirror"}},
+    {part::qos, {"stream", "tos_map", "queue", "queue_in_stream", "drop_policy", "ether_shaper"}},
+};
+constexpr const char* rule_tables[] = {"classify_list", "classify_rule", "classify_match"};
+
 enum class Flush : uint8_t { nothing, everything, one_vlan };
+
+// What a call changes of a part that is large: what belongs to its first argument. `parts` does not name that part
+// then.
+enum class Share : uint8_t { none, rules_of_list, filters_of_vlan, filters_of_port };
 
 // What a successful call of a library function changes for frames.
 struct FunctionEffect {
     std::string_view name;
     unsigned parts;
-    bool is_of_one_list = false; // its first argument; `parts` says nothing of lists then
+    Share share = Share::none;
     Flush flush = Flush::nothing;
 };
 
@@ -69,34 +99,34 @@ struct FunctionEffect {
 constexpr unsigned of_ports = part::ports | part::vlans | part::filters | part::mirrors | part::qos;
 
 constexpr FunctionEffect function_effects[] = {
-    {"brgfdb_add_classify_action_to_profile", 0, true},
+    {"brgfdb_add_classify_action_to_profile", 0, Share::rules_of_list},
     {"brgfdb_add_classify_profile_to_pv", part::vlans},
-    {"brgfdb_add_port_to_vlan", part::vlans | part::filters},
+    {"brgfdb_add_port_to_vlan", part::vlans, Share::filters_of_vlan},
     {"brgfdb_add_prot_to_group", part::vlans},
     {"brgfdb_add_queue_to_stream", part::qos},
     {"brgfdb_add_stream_to_port", part::qos},
     {"brgfdb_check_queue_in_stream", 0},
     {"brgfdb_check_stream_in_port", 0},
-    {"brgfdb_clear_fdb", 0, false, Flush::everything},
-    {"brgfdb_clear_fdb_vlan", 0, false, Flush::one_vlan},
+    {"brgfdb_clear_fdb", 0, Share::none, Flush::everything},
+    {"brgfdb_clear_fdb_vlan", 0, Share::none, Flush::one_vlan},
     {"brgfdb_create_classify_profile", part::lists | part::vlans}, // members know their list by its place
-    {"brgfdb_create_lfil", part::filters},
+    {"brgfdb_create_lfil", 0, Share::filters_of_port},
     {"brgfdb_create_mirror", part::mirrors},
     {"brgfdb_create_port", of_ports},
     {"brgfdb_create_protgroup", part::vlans},
     {"brgfdb_create_queue", part::qos},
-    {"brgfdb_create_sfil", part::filters},
+    {"brgfdb_create_sfil", 0, Share::filters_of_vlan},
     {"brgfdb_create_stream", part::qos},
     {"brgfdb_create_vlan", part::vlans},
     {"brgfdb_delete_classify_profile", part::lists | part::vlans},
-    {"brgfdb_delete_lfil", part::filters},
+    {"brgfdb_delete_lfil", 0, Share::filters_of_port},
     {"brgfdb_delete_mirror", part::mirrors},
     {"brgfdb_delete_port", of_ports},
     {"brgfdb_delete_protgroup", part::vlans},
     {"brgfdb_delete_queue", part::qos},
-    {"brgfdb_delete_sfil", part::filters},
+    {"brgfdb_delete_sfil", 0, Share::filters_of_vlan},
     {"brgfdb_delete_stream", part::qos},
-    {"brgfdb_delete_vlan", part::vlans | part::filters | part::mirrors},
+    {"brgfdb_delete_vlan", part::vlans | part::mirrors, Share::filters_of_vlan},
     {"brgfdb_disable_mirror", part::mirrors},
     {"brgfdb_disable_port", part::ports},
     {"brgfdb_disp_classify", 0},
@@ -104,10 +134,10 @@ constexpr FunctionEffect function_effects[] = {
     {"brgfdb_enable_port", part::ports},
     {"brgfdb_get_stream_info", 0},
     {"brgfdb_get_vid", 0},
-    {"brgfdb_rem_classify_action_from_profile", 0, true},
-    {"brgfdb_rem_classify_all_from_profile", 0, true},
+    {"brgfdb_rem_classify_action_from_profile", 0, Share::rules_of_list},
+    {"brgfdb_rem_classify_all_from_profile", 0, Share::rules_of_list},
     {"brgfdb_rem_classify_profile_from_pv", part::vlans},
-    {"brgfdb_rem_port_from_vlan", part::vlans | part::filters},
+    {"brgfdb_rem_port_from_vlan", part::vlans, Share::filters_of_vlan},
     {"brgfdb_rem_queue_from_stream", part::qos},
     {"brgfdb_rem_stream_from_port", part::qos},
     {"brgfdb_remove_prot_from_group", part::vlans},
@@ -181,8 +211,7 @@ template <typename Number> bool read_first_argument(std::string_view call, Numbe
 
 ConfigurationReader::ConfigurationReader(Database& owner, Rules which)
     : database(owner), rules(which), statements(std::make_unique<Statements>(owner)) {
-    const Snapshot snapshot(database);
-    read_changes(nullptr, 0);
+    take_over(copy_changes(false), nullptr, 0);
 }
 
 ConfigurationReader::~ConfigurationReader() = default;
@@ -206,8 +235,7 @@ bool ConfigurationReader::has_changed() {
 
 State ConfigurationReader::make_state(Nanoseconds now) {
     State state;
-    const Snapshot snapshot(database);
-    read_changes(nullptr, now);
+    take_over(copy_changes(true), nullptr, now);
     adopt(state, nullptr, current);
     read_learned(state, now);
     return state;
@@ -215,17 +243,39 @@ State ConfigurationReader::make_state(Nanoseconds now) {
 
 unsigned ConfigurationReader::refresh(State& state, Nanoseconds now) {
     if (!has_changed()) return 0;
-    const Snapshot snapshot(database);
-    return read_changes(&state, now);
+    return take_over(copy_changes(false), &state, now);
 }
 
-// Inside a transaction.
-unsigned ConfigurationReader::read_changes(State* state, Nanoseconds now) {
+// Has what is new in the image.
+ConfigurationReader::Effect ConfigurationReader::copy_changes(bool with_learned) {
+    const Snapshot snapshot(database);
     const int64_t last_call = statements->last_call.only_number(); // the first read, which begins the snapshot
-    const uint32_t counter = change_counter();
-    if (has_read && counter == known_counter) return 0;
+    Effect effect;
+    if (const uint32_t counter = change_counter(); !has_read || counter != known_counter) {
+        effect = explain_changes(counter);
+        effect.counter = counter;
+        effect.last_call = last_call;
+        effect.is_nothing = false;
+    }
+    std::vector<const char*> tables = tables_of(effect);
+    if (with_learned || !effect.is_known) tables.push_back("learned_entry");
+    if (!tables.empty()) statements->image.take(tables);
+    return effect;
+}
 
-    const Effect effect = explain_changes(counter);
+std::vector<const char*> ConfigurationReader::tables_of(const Effect& effect) const {
+    std::vector<const char*> tables;
+    for (const PartTables& each : part_tables)
+        if ((effect.parts & each.part) != 0) tables.insert(tables.end(), each.tables);
+    const bool has_rules = rules == Rules::all || !effect.changed_lists.empty();
+    if ((effect.parts & part::lists) != 0 && has_rules)
+        tables.insert(tables.end(), std::begin(rule_tables), std::end(rule_tables));
+    return tables;
+}
+
+// From the image. Returns the parts that are others now.
+unsigned ConfigurationReader::take_over(const Effect& effect, State* state, Nanoseconds now) {
+    if (effect.is_nothing) return 0;
     const Configuration before = current;
     compile(effect);
     if (state != nullptr) {
@@ -233,8 +283,8 @@ unsigned ConfigurationReader::read_changes(State* state, Nanoseconds now) {
         adopt(*state, &before, current);
         if (!effect.is_known) read_learned(*state, now);
     }
-    known_counter = counter;
-    known_call = last_call;
+    known_counter = effect.counter;
+    known_call = effect.last_call;
     has_read = true;
     return effect.parts;
 }
@@ -250,21 +300,30 @@ ConfigurationReader::Effect ConfigurationReader::explain_changes(uint32_t counte
         if (function == nullptr) effect.is_known = false;
         if (function == nullptr || is_refused(call)) return;
         effect.parts |= function->parts;
-        uint32_t vid = 0;
-        int32_t list = 0;
         if (function->flush == Flush::everything) effect.flushes_all = true;
-        if (function->flush == Flush::one_vlan && read_first_argument(call, vid)) effect.flushed_vids.push_back(vid);
-        if (function->is_of_one_list && read_first_argument(call, list)) effect.changed_lists.push_back(list);
+        uint32_t first = 0;
+        if (function->share == Share::none && function->flush != Flush::one_vlan) return;
+        if (!read_first_argument(call, first)) effect.is_known = false;
+        if (function->flush == Flush::one_vlan) effect.flushed_vids.push_back(first);
+        switch (function->share) {
+        case Share::none: break;
+        case Share::rules_of_list: effect.changed_lists.push_back(static_cast<int32_t>(first)); break;
+        case Share::filters_of_vlan: effect.changed_filters.vids.push_back(first); break;
+        case Share::filters_of_port: effect.changed_filters.ports.push_back(static_cast<int32_t>(first)); break;
+        }
     };
     constexpr uint32_t most = 10000; // beyond that everything is read faster than explained
     effect.is_known = has_read && writes <= most;
     if (effect.is_known) statements->calls.for_each(explain, known_call, writes + 1);
     if (explained != writes) effect.is_known = false;
     if (!effect.is_known) effect.parts = part::all;
-    if ((effect.parts & part::lists) == 0 && !effect.changed_lists.empty())
-        effect.parts |= part::lists;
-    else
-        effect.changed_lists.clear(); // all of them are read
+    constexpr size_t most_scopes = 50; // beyond that all of them are read faster
+    if (effect.changed_filters.vids.size() + effect.changed_filters.ports.size() > most_scopes)
+        effect.parts |= part::filters;
+    if ((effect.parts & part::lists) != 0) effect.changed_lists.clear(); // all of them are read
+    if ((effect.parts & part::filters) != 0) effect.changed_filters = {};
+    if (!effect.changed_lists.empty()) effect.parts |= part::lists;
+    if (!effect.changed_filters.is_empty()) effect.parts |= part::filters;
     return effect;
 }
 
@@ -278,7 +337,10 @@ void ConfigurationReader::compile(const Effect& effect) {
     if (is_due(part::lists) && !is_of_some_lists)
         next.lists = rules == Rules::all ? compiler.lists() : compiler.lists_without_rules();
     if (is_due(part::vlans)) next.vlans = compiler.vlans(*next.ports, *next.lists);
-    if (is_due(part::filters)) next.filters = compiler.filters(*next.ports);
+    const bool is_of_some_filters = !effect.changed_filters.is_empty();
+    if (is_due(part::filters) && is_of_some_filters)
+        next.filters = compiler.filters(*next.filters, effect.changed_filters, *next.ports);
+    if (is_due(part::filters) && !is_of_some_filters) next.filters = compiler.filters(*next.ports);
     if (is_due(part::mirrors)) next.mirrors = compiler.mirrors(*next.ports);
     if (is_due(part::qos)) next.qos = compiler.qos(*next.ports);
     if (is_due(part::lists) && !is_of_some_lists) lists_with_rules.clear();
@@ -288,7 +350,11 @@ void ConfigurationReader::compile(const Effect& effect) {
 bool ConfigurationReader::read_rules(int32_t list) {
     const bool is_there = std::find(lists_with_rules.begin(), lists_with_rules.end(), list) != lists_with_rules.end();
     if (rules == Rules::all || is_there) return false;
-    const Snapshot snapshot(database);
+    {
+        const Snapshot snapshot(database);
+        statements->last_call.only_number(); // begins it
+        statements->image.take(rule_tables);
+    }
     current.lists = statements->compiler.lists(*current.lists, {list});
     lists_with_rules.push_back(list);
     return true;
@@ -341,8 +407,9 @@ void ConfigurationReader::read_learned(State& state, Nanoseconds now) {
 
 bool ConfigurationReader::write_learned(State& state, Nanoseconds now, size_t limit) {
     if (pending.empty() && !state.learned.has_changes()) return false;
+    refresh(state, now); // before anybody waits for it
     Transaction transaction(database);
-    read_changes(&state, now);
+    refresh(state, now); // what came in between
     const std::vector<uint64_t> changed = state.learned.take_changes();
     pending.insert(pending.end(), changed.begin(), changed.end());
     std::sort(pending.begin(), pending.end());

@@ -36,8 +36,10 @@ constexpr unsigned all = 63;
 
 class ConfigurationReader {
 public:
-    // Reads everything, in one snapshot. The database has to outlive the reader. For a single frame, reading the rules
-    // of all lists would take longer than anything else: `on_demand` leaves them out, until `read_rules` is called.
+    // Reads everything, in one snapshot, like all that follows: the store is held up for as long as its pages are
+    // copied, not while they are read (companion/store_image.h). The database has to outlive the reader. For a single
+    // frame, reading the rules of all lists would take longer than anything else: `on_demand` leaves them out, until
+    // `read_rules` is called.
     enum class Rules : uint8_t { all, on_demand };
     explicit ConfigurationReader(Database& owner, Rules which = Rules::all);
     ~ConfigurationReader();
@@ -71,8 +73,10 @@ private:
     struct Effect;
     struct Statements;
 
-    unsigned read_changes(dataplane::State* state, dataplane::Nanoseconds now);
+    Effect copy_changes(bool with_learned);
+    unsigned take_over(const Effect& effect, dataplane::State* state, dataplane::Nanoseconds now);
     Effect explain_changes(uint32_t counter);
+    std::vector<const char*> tables_of(const Effect& effect) const;
     void compile(const Effect& effect);
     void forget_flushed(dataplane::State& state, const Effect& effect);
     void read_learned(dataplane::State& state, dataplane::Nanoseconds now);

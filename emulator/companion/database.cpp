@@ -117,15 +117,20 @@ Database Database::snapshot() {
     return memory;
 }
 
+Database Database::image(const Database& store, const char* file_system) {
+    return {file_system, store.file};
+}
+
 Database Database::fresh() {
     Database memory{in_memory, "a new switch"};
     memory.script(store_schema);
     return memory;
 }
 
-void Database::open(const std::string& name) {
+void Database::open(const std::string& name, const char* file_system) {
     sqlite3* opened = nullptr;
-    const int result = sqlite3_open_v2(name.c_str(), &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
+    const int access = file_system == nullptr ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY;
+    const int result = sqlite3_open_v2(name.c_str(), &opened, access | SQLITE_OPEN_NOMUTEX, file_system);
     connection = {opened, sqlite3_close};
     if (result != SQLITE_OK) fail();
     sqlite3_busy_timeout(opened, longest_wait);

@@ -86,6 +86,8 @@ public:
     explicit Database(const std::filesystem::path& path);
     // What the store held at one moment, in memory: whoever reads it may take long, and keeps nobody waiting.
     static Database snapshot();
+    // A connection to an image of the store (companion/store_image.h), whose failures name the store.
+    static Database image(const Database& store, const char* file_system);
     // A new switch, in memory.
     static Database fresh();
 
@@ -110,7 +112,8 @@ private:
     struct InMemory {};
     static constexpr InMemory in_memory{};
     Database(InMemory, std::filesystem::path of) : file(std::move(of)) { open(":memory:"); }
-    void open(const std::string& name);
+    Database(const char* file_system, std::filesystem::path of) : file(std::move(of)) { open("image", file_system); }
+    void open(const std::string& name, const char* file_system = nullptr);
     void copy(sqlite3* target);
 
     std::filesystem::path file;
