@@ -191,17 +191,18 @@ const sqlite3_io_methods* StoreImage::Pages::methods() {
     return &all;
 }
 
-// Within one page, as SQLite reads.
 int StoreImage::Pages::read(uint8_t* target, size_t length, size_t at) const {
-    const size_t place = page_size != 0 ? at / page_size : content.size(); // nothing was copied yet
-    if (place >= content.size() || at - place * page_size + length > page_size) {
-        std::memset(target, 0, length);
-        return SQLITE_IOERR_SHORT_READ;
+    std::memset(target, 0, length);
+    while (length > 0) {
+        const size_t place = page_size != 0 ? at / page_size : 0;
+        if (place >= content.size()) return SQLITE_IOERR_SHORT_READ;
+        const size_t within = at - place * page_size;
+        const size_t count = std::min(length, page_size - within);
+        if (content[place] != nullptr) std::memcpy(target, content[place].get() + within, count);
+        target += count;
+        length -= count;
+        at += count;
     }
-    if (content[place] == nullptr)
-        std::memset(target, 0, length);
-    else
-        std::memcpy(target, content[place].get() + (at - place * page_size), length);
     return SQLITE_OK;
 }
 
