@@ -566,11 +566,14 @@ void Egress::Lines::add_stream(const Stream& stream, const Port& port, uint32_t 
     state.line = line;
     state.level = 1 + std::min(stream.priority, uint32_t{level_count - 2});
     state.counts_gap = port.counts_gap;
-    for (const StreamState& old : before)
-        if (old.level != 0 && old.key == state.key) {
-            state.ceiling = old.ceiling;
-            state.guarantee = old.guarantee;
-        }
+    // Best effort of the ports came first, then the streams by index.
+    const auto old = std::partition_point(before.begin(), before.end(), [&](const StreamState& other) {
+        return other.level == 0 || other.key < state.key;
+    });
+    if (old != before.end() && old->key == state.key) {
+        state.ceiling = old->ceiling;
+        state.guarantee = old->guarantee;
+    }
     state.ceiling = succeed(state.ceiling, stream.max_rate, stream.max_burst, time);
     state.guarantee = succeed(state.guarantee, stream.min_rate, stream.min_burst, time);
     streams.push_back(state);

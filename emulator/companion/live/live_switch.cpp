@@ -77,6 +77,15 @@ int wait_briefly(void* /*unused*/, int attempt) {
     return 1;
 }
 
+// Whether queues and lines are the same for both.
+bool has_same_lines(const Ports& one, const Ports& other) {
+    return std::equal(one.ports.begin(), one.ports.end(), other.ports.begin(), other.ports.end(),
+                      [](const Port& port, const Port& its) {
+                          return port.number == its.number && port.ether == its.ether && port.type == its.type &&
+                                 port.is_enabled == its.is_enabled && port.counts_gap == its.counts_gap;
+                      });
+}
+
 bool has_seen_frames(const QueueCount& queue) {
     return queue.sent.frames + queue.full.frames + queue.early.frames + queue.removed.frames + queue.frames != 0;
 }
@@ -305,7 +314,8 @@ bool LiveSwitch::take_configuration() {
         next.lists == taken.lists && next.mirrors == taken.mirrors && next.qos == taken.qos)
         return false;
     // Queues and lines are built from these two alone; on a full switch that takes milliseconds.
-    const bool concerns_egress = next.ports != taken.ports || next.qos != taken.qos;
+    const bool concerns_egress =
+        next.qos != taken.qos || taken.ports == nullptr || !has_same_lines(*next.ports, *taken.ports);
     taken = next;
     bind_ports();
     if (concerns_egress) egress.adopt(taken, now, sink);
