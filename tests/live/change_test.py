@@ -3,6 +3,8 @@
 LIVE_SENTENCES=1000 plays so many accepted ones, LIVE_SEED=7 others. While they are said, frames that carry a number go
 in on all ports. Afterwards `emuswitch trace` says for each configuration that there was what becomes of such a frame:
 all that came out of the live switch for one number has to be what one of them says, one that was in force meanwhile.
+What depends on traffic has two outcomes in one configuration: a host is known or not, a policer's bucket is full or
+empty. And what a queue dropped has to be missing in no more frames than the queues have counted.
 """
 
 import collections
@@ -24,11 +26,16 @@ RATE = int(os.environ.get("LIVE_FRAMES", "10000"))  # a second, on all ports tog
 PORTS = (1, 2, 3, 4)
 VLANS = {"red": 10, "green": 20, "blue": 30}
 
+CLASSES = (0, 3, 6)
 START = "".join(
     [f"create port {port} npport {port} portType ether\n" for port in PORTS] +
     [f"create vlan {name} vid {vid}\n" for name, vid in VLANS.items()] +
     [f"add port {port} to vlan red tag off\nadd port {port} to vlan green tag on\nenable port {port}\n" for port in PORTS] +
-    ["create mirror 1\ncreate mirror 2\ncreate protgroup 1\n"])
+    [f"create stream {port}/1 qostype wfq\n" for port in PORTS] +
+    [f"create queue {port}/1/{number}\nset port {port} default_class 1/{number}/green\n"
+     for port in PORTS for number in CLASSES] +
+    ["create mirror 1\ncreate mirror 2\ncreate protgroup 1\nset ether 2 shaping on rate 2000 burst 4 kbyte\n"
+     f"set port 1 class_policing class {CLASSES[-1]} on rcolor discard rate 64 burst 1 kbyte\n"])
 
 NUMBER = struct.Struct("!4sI")  # at the end of each frame
 MARK = b"num:"
@@ -37,9 +44,25 @@ TAGS = (b"", tag(0x8100, 0, 4), tag(0x8100, 10, 3), tag(0x8100, 20, 6), tag(0x81
         tag(0x8100, 77), tag(0x88A8, 10) + tag(0x8100, 20))
 GROUP = bytes.fromhex("01005e000005")
 STATIC = mac(0x5A5A5A)  # where a sentence makes an entry for it; unknown otherwise, and never learned
-TEMPLATES = [(port, frame(0x100 * port, destination, tags=tags, ether_type=ether_type, payload=b"change"))
-             for port in PORTS for tags in TAGS for destination in (BROADCAST, GROUP, STATIC)
+HOST = {port: mac(0x100 * port) for port in PORTS}  # who sends into the port, and can be learned there
+
+
+def other_host(port):
+    return HOST[port % len(PORTS) + 1]
+
+
+TEMPLATES = [(port, frame(HOST[port], destination, tags=tags, ether_type=ether_type, payload=b"change"))
+             for port in PORTS for tags in TAGS for destination in (BROADCAST, GROUP, STATIC, other_host(port))
              for ether_type in (0x88B5, 0x88B6)]
+TO_HOSTS = [number for number, (port, sent) in enumerate(TEMPLATES) if sent.startswith(other_host(port))]
+
+# What depends on traffic, as it is where no frame taught anything and every bucket is full, and the other way round.
+AS_CONFIGURED = "UPDATE vlan SET learning_off = 1; DELETE FROM learned_entry;"
+ALL_KNOWN = AS_CONFIGURED + "".join(
+    f"INSERT OR IGNORE INTO learned_entry SELECT vid, '{HOST[port].hex(':')}', port FROM vlan_member WHERE port = {port}"
+    f" AND NOT EXISTS (SELECT 1 FROM static_entry WHERE vid = vlan_member.vid AND mac = '{HOST[port].hex(':')}');"
+    for port in PORTS)
+ALL_EXCEEDING = "UPDATE class_policer SET rate = 1, burst = 1;"
 
 
 def static_address():
@@ -56,7 +79,22 @@ class Speaker:
         pick = self.chance.choice
         port, other, vlan = pick(PORTS), pick(PORTS), pick(list(VLANS))
         on, mirror, address = pick(("on", "off")), pick((1, 2)), static_address()
+        number = pick(CLASSES)
         return pick((
+            f"set port {port} class_policing class {number} on rcolor {pick(('discard', 'yellow'))}"
+            f" rate {pick((64, 500, 20000))} burst {pick((1, 4, 32))} kbyte",
+            f"set port {port} class_policing class {number} off",
+            f"set ether {port} shaping {pick(('off', 'on rate 2000 burst 4 kbyte', 'on rate 40000 burst 16 kbyte'))}",
+            f"set stream {port}/1 shaping {pick(('off', 'on rate 1000-2000 burst 2-4 kbyte', 'on rate 64-30000'))}",
+            f"set stream {port}/1 priority {self.chance.randrange(8)}",
+            f"set queue {port}/1/{number} pri {self.chance.randrange(8)} ratio {pick((1, 4))}",
+            f"set queue {port}/1/{number} queue_length {pick((2048, 16384))}",
+            f"set queue {port}/1/{number} color green drop_type"
+            f" {pick(('taildrop', 'wred thresh 10-60 drop 5-60'))}",
+            f"{pick(('create', 'delete'))} queue {port}/1/{number}",
+            f"set vlan {vlan} learning {on}",
+            f"set vlan {vlan} learninglimit {pick((1, 256))}",
+            f"set mirror {mirror} classify 1/{number}/{pick(('green', 'yellow'))}",
             f"{pick(('enable', 'enable', 'disable'))} port {port}",
             f"set port {port} aftype {pick(('all', 'tagonly'))}",
             f"set port {port} ingfil {on}",
@@ -67,7 +105,7 @@ class Speaker:
             f"set port {port} tagtype {pick(('8100', '88a8'))}",
             f"set port {port} pvid {vlan}",
             f"set port {port} cosmap val {','.join(str(self.chance.randrange(8)) for _ in range(8))}",
-            f"set port {port} default_class 1/{self.chance.randrange(8)}/green",
+            f"set port {port} default_class {pick((1, 2))}/{number}/green",
             f"set vlan {vlan} ignorefdb {on}",
             f"add port {port} to vlan {vlan} tag off",
             f"add port {port} to vlan {vlan} tag off protgroup 1",
@@ -131,7 +169,7 @@ class Change(Wires):
         return is_accepted
 
     def snapshot(self, number):
-        """What the switch is told now. Learned addresses do not concern these frames."""
+        """What the switch is told now."""
         copy = self.folder / f"switch{number}.db"
         with sqlite3.connect(self.store) as source, sqlite3.connect(copy) as target:
             source.backup(target)
@@ -141,9 +179,10 @@ class Change(Wires):
 
     # --- Judgement ---
 
-    def outcomes(self, store):
-        """Of each template, what leaves through the ports, as one configuration has it."""
-        lines = "".join(f"{port} {(start + NUMBER.pack(MARK, 0)).hex()}\n" for port, start in TEMPLATES)
+    def told(self, store, templates):
+        """Of each of these templates, what leaves through the ports."""
+        lines = "".join(f"{port} {(start + NUMBER.pack(MARK, 0)).hex()}\n"
+                        for port, start in (TEMPLATES[number] for number in templates))
         done = subprocess.run([EMUSWITCH, "trace", "--json", "-"], env=dict(self.environment, EMUSWITCH=str(store)),
                               input=lines, text=True, capture_output=True, check=True)
         told = []
@@ -151,14 +190,33 @@ class Change(Wires):
             outputs = json.loads(line)["outputs"]
             told.append(sorted((output["port"], bytes.fromhex(output["frame"])[:-NUMBER.size]) for output in outputs
                                if output["port"] in PORTS))
-        self.assertEqual(len(TEMPLATES), len(told))
+        self.assertEqual(len(templates), len(told))
         return told
+
+    def outcomes(self, store):
+        """Of each template, the outcomes that one configuration has for it, first the one without traffic."""
+        everything = range(len(TEMPLATES))
+        with sqlite3.connect(store, isolation_level=None) as changed:
+            changed.executescript(AS_CONFIGURED)
+            found = [[one] for one in self.told(store, everything)]
+            changed.executescript(ALL_KNOWN)
+            for number, outcome in zip(TO_HOSTS, self.told(store, TO_HOSTS)):
+                found[number].append(outcome)
+            if changed.execute("SELECT count(*) FROM class_policer").fetchone() != (0,):
+                changed.executescript(ALL_EXCEEDING)
+                for number, outcome in zip(TO_HOSTS, self.told(store, TO_HOSTS)):
+                    found[number].append(outcome)
+                changed.executescript(AS_CONFIGURED)
+                for number, outcome in zip(everything, self.told(store, everything)):
+                    found[number].append(outcome)
+        changed.close()
+        return found
 
     def missing(self, came, possible, what):
         """The ports whose frame is not there, where one configuration has all that came and more."""
         short = [collections.Counter(one) - collections.Counter(came) for one in possible
                  if not collections.Counter(came) - collections.Counter(one)]
-        self.assertTrue(short and self.lost.total(), f"{what}: {came}, not one of {possible}")
+        self.assertTrue(short, f"{what}: {came}, not one of {possible}")
         return collections.Counter(port for port, _ in min(short, key=collections.Counter.total).elements())
 
     def test_each_frame_leaves_as_one_configuration_says(self):
@@ -184,32 +242,43 @@ class Change(Wires):
             self.receive_some()
             for port, host in self.hosts.items():
                 self.lost[port] += host.lost()
-            sent = sum(port["sent"]["frames"] for port in self.counters()["ports"])
-            return sum(map(len, self.came.values())) + self.lost.total() == sent
-        wait_until(has_all_come, "what was sent has come")
+            counters = self.counters()
+            sent = sum(port["sent"]["frames"] for port in counters["ports"])
+            waiting = sum(queue["waiting"]["frames"] for queue in counters["queues"])
+            return waiting == 0 and sum(map(len, self.came.values())) + self.lost.total() == sent and counters
+        counters = wait_until(has_all_come, "what was sent has come")
+        queued = collections.Counter()
+        for queue in counters["queues"]:
+            queued[queue["port"]] += sum(queue[reason]["frames"] for reason in ("full", "early", "removed"))
+        policed = sum(port["dropped"].get("policed", 0) for port in counters["ports"])
 
         outcomes, told = [], {}
         for store in stores:
             if store not in told:
                 told[store] = self.outcomes(store)
             outcomes.append(told[store])
-        between = 0
+        between = known = 0
         missing = collections.Counter()
         for number in range(self.number):
             came = sorted(self.came.get(number, []))
             first = self.sent[number]
             last = max(self.last_seen.get(number, 0), min(first + 2, len(stores) - 1))
             template = number % len(TEMPLATES)
-            possible = [outcomes[sentence][template] for sentence in range(first, last + 1)]
-            between += len(set(map(str, possible))) > 1
+            possible = [outcome for sentence in range(first, last + 1) for outcome in outcomes[sentence][template]]
+            between += len({str(outcomes[sentence][template]) for sentence in range(first, last + 1)}) > 1
+            known += template in TO_HOSTS and all(came == outcomes[sentence][template][1] != outcomes[sentence][template][0]
+                                                  for sentence in range(first, last + 1))
             if came not in possible:
                 missing.update(self.missing(came, possible, f"frame {number}, between sentences {first} and {last}"))
         for port, count in missing.items():
-            self.assertLessEqual(count, self.lost[port], f"port {port}")
+            self.assertLessEqual(count, self.lost[port] + queued[port] + counters["no_buffer"], f"port {port}")
         print(f"{accepted} of {self.begun} sentences accepted, {self.number} frames in, "
-              f"{sum(map(len, self.came.values()))} out, {between} near a change that concerned them; "
+              f"{sum(map(len, self.came.values()))} out, {between} near a change that concerned them, {known} to hosts "
+              f"that were known, {policed} policed; queues dropped {queued.total()}, and {missing.total()} are missing; "
               f"{self.lost.total()} came faster than the test could read them")
         self.assertGreater(between, 0)
+        self.assertGreater(known, 0)
+        self.assertGreater(policed, 0)
 
 
 if __name__ == "__main__":
