@@ -132,8 +132,8 @@ private:
     std::vector<PageNumber> open_trees;              // pages whose links are still to be followed
 };
 
-StoreImage::Pages::Pages() : own_name("image " + std::to_string(reinterpret_cast<uintptr_t>(this))) {
-    system = *sqlite3_vfs_find(nullptr); // for time and chance
+StoreImage::Pages::Pages()
+    : own_name("image " + std::to_string(reinterpret_cast<uintptr_t>(this))), system(*sqlite3_vfs_find(nullptr)) {
     system.zName = own_name.c_str();
     system.pAppData = this;
     system.szOsFile = sizeof(File);

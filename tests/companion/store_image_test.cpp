@@ -54,7 +54,8 @@ TEST_F(StoreImageTest, has_the_tables_that_were_taken_as_they_were) {
         EXPECT_EQ(database.number("SELECT page_size FROM pragma_page_size"), page_size);
         StoreImage image(database);
         expect_same(database, image);
-        database.script("UPDATE vlan SET name = 'x' || vid WHERE vid % 3 = 0; DELETE FROM static_entry WHERE vid % 7 = 0");
+        database.script(
+            "UPDATE vlan SET name = 'x' || vid WHERE vid % 3 = 0; DELETE FROM static_entry WHERE vid % 7 = 0");
         expect_same(database, image);
         database.script("INSERT INTO static_entry SELECT vid, 'again ' || name, 1, 1, 0 FROM vlan");
         expect_same(database, image);

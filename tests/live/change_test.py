@@ -57,11 +57,12 @@ TEMPLATES = [(port, frame(HOST[port], destination, tags=tags, ether_type=ether_t
 TO_HOSTS = [number for number, (port, sent) in enumerate(TEMPLATES) if sent.startswith(other_host(port))]
 
 # What depends on traffic, as it is where no frame taught anything and every bucket is full, and the other way round.
-AS_CONFIGURED = "UPDATE vlan SET learning_off = 1; DELETE FROM learned_entry;"
-ALL_KNOWN = AS_CONFIGURED + "".join(
+ALL_UNKNOWN = "UPDATE vlan SET learning_off = 1; DELETE FROM learned_entry;"
+ALL_KNOWN = ALL_UNKNOWN + "".join(
     f"INSERT OR IGNORE INTO learned_entry SELECT vid, '{HOST[port].hex(':')}', port FROM vlan_member WHERE port = {port}"
     f" AND NOT EXISTS (SELECT 1 FROM static_entry WHERE vid = vlan_member.vid AND mac = '{HOST[port].hex(':')}');"
     for port in PORTS)
+ALL_CONFORMING = "UPDATE class_policer SET rate = 2000000000, burst = 2000000000;"
 ALL_EXCEEDING = "UPDATE class_policer SET rate = 1, burst = 1;"
 
 
@@ -197,7 +198,7 @@ class Change(Wires):
         """Of each template, the outcomes that one configuration has for it, first the one without traffic."""
         everything = range(len(TEMPLATES))
         with sqlite3.connect(store, isolation_level=None) as changed:
-            changed.executescript(AS_CONFIGURED)
+            changed.executescript(ALL_UNKNOWN + ALL_CONFORMING)
             found = [[one] for one in self.told(store, everything)]
             changed.executescript(ALL_KNOWN)
             for number, outcome in zip(TO_HOSTS, self.told(store, TO_HOSTS)):
@@ -206,7 +207,7 @@ class Change(Wires):
                 changed.executescript(ALL_EXCEEDING)
                 for number, outcome in zip(TO_HOSTS, self.told(store, TO_HOSTS)):
                     found[number].append(outcome)
-                changed.executescript(AS_CONFIGURED)
+                changed.executescript(ALL_UNKNOWN)
                 for number, outcome in zip(everything, self.told(store, everything)):
                     found[number].append(outcome)
         changed.close()
