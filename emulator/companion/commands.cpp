@@ -16,6 +16,7 @@ void add_commands(CommandLine& line) {
              add_live,
              add_top,
              add_play,
+             add_check,
              add_exec,
              add_reset,
              add_learn,

@@ -37,6 +37,8 @@ std::optional<std::string> nearest_word(std::string_view word, const std::vector
     const std::string* best = nullptr;
     size_t least = farthest(word) + 1;
     for (const std::string& one : known) {
+        const size_t difference = std::max(word.size(), one.size()) - std::min(word.size(), one.size());
+        if (difference >= least) continue;
         const size_t distance = edit_distance(word, one);
         if (distance >= least || distance >= std::max(word.size(), one.size())) continue;
         least = distance;

@@ -22,6 +22,7 @@ struct PlayOptions {
     std::string file; // "-": standard input
     bool keep_going = false;
     bool dry_run = false;
+    bool is_strict = false;
     bool as_json = false;
 };
 
@@ -55,7 +56,9 @@ private:
 
 struct Tally {
     size_t accepted = 0;
+    size_t ignored = 0;
     size_t refused = 0;
+    size_t all() const { return accepted + ignored + refused; }
 };
 
 // Where the tool ended otherwise than it should, and for what this program did, there is no answer of the tool.
@@ -83,11 +86,10 @@ std::string json_of(const Sentence& sentence, const Said& said) {
 }
 
 void tell(const Sentence& sentence, const Said& said, const PlayOptions& options) {
-    const std::string name = options.file == "-" ? "standard input" : options.file;
     if (options.as_json)
         std::cout << json_of(sentence, said) << std::flush;
-    else if (!said.refusal.empty())
-        std::cerr << name << ":" << sentence.line << ": " << sentence.text << ": " << said.refusal << "\n";
+    else if (!said.refusal.empty() || said.is_ignored())
+        std::cerr << told(options.file, sentence, said) << "\n";
     else
         std::cout << said.output << std::flush;
 }
@@ -98,41 +100,54 @@ Tally play_all(const std::vector<Sentence>& sentences, const PlayOptions& option
     for (const Sentence& sentence : sentences) {
         if (is_interrupted != 0) break;
         const Said said = say(sentence);
-        const bool is_accepted = said.refusal.empty();
-        ++(is_accepted ? tally.accepted : tally.refused);
-        if (!is_accepted || options.as_json || !said.output.empty()) {
+        const bool is_refused = !said.refusal.empty();
+        ++(is_refused ? tally.refused : said.is_ignored() ? tally.ignored : tally.accepted);
+        if (is_refused || said.is_ignored() || options.as_json || !said.output.empty()) {
             progress.clear();
             tell(sentence, said, options);
         }
-        if (!is_accepted && !options.keep_going) break;
-        progress.show(tally.accepted + tally.refused);
+        if (is_refused && !options.keep_going) break;
+        progress.show(tally.all());
     }
     progress.clear();
     return tally;
 }
 
-void print_tally(const Tally& tally, size_t count, bool is_copy) {
-    const size_t played = tally.accepted + tally.refused;
+void require_nothing_to_tell(const std::vector<Sentence>& sentences, const std::string& file) {
+    size_t count = 0;
+    for (const Sentence& sentence : sentences) {
+        for (const Finding& finding : check_sentence(sentence)) {
+            std::cerr << finding_text(file, finding) << "\n";
+            ++count;
+        }
+    }
+    if (count > 0) throw Failure("nothing is played of a file with something to tell");
+}
+
+void print_tally(const Tally& tally, size_t count, bool is_on_copy) {
     std::cout << tally.accepted << " of " << count << " sentences accepted";
+    if (tally.ignored > 0) std::cout << ", " << tally.ignored << " ignored";
     if (tally.refused > 0) std::cout << ", " << tally.refused << " refused";
     if (is_interrupted != 0)
-        std::cout << ", interrupted after " << played;
-    else if (played < count)
-        std::cout << ", " << count - played << " not played";
-    std::cout << (is_copy ? " (on a copy)\n" : "\n");
+        std::cout << ", interrupted after " << tally.all();
+    else if (tally.all() < count)
+        std::cout << ", " << count - tally.all() << " not played";
+    std::cout << (is_on_copy ? " (on a copy)\n" : "\n");
 }
 
 void print_tally_as_json(const Tally& tally, size_t count, bool is_copy) {
     std::cout << json_line({{"sentences", count},
                             {"accepted", tally.accepted},
+                            {"ignored", tally.ignored},
                             {"refused", tally.refused},
-                            {"not_played", count - tally.accepted - tally.refused},
+                            {"not_played", count - tally.all()},
                             {"interrupted", is_interrupted != 0},
                             {"dry_run", is_copy}});
 }
 
 int play(const PlayOptions& options) {
     const std::vector<Sentence> sentences = read_sentences(options.file);
+    if (options.is_strict) require_nothing_to_tell(sentences, options.file);
 
     // The sentence that is being said comes to its end; then it stops, and the copy goes.
     struct sigaction action {};
@@ -149,7 +164,7 @@ int play(const PlayOptions& options) {
 
     const Tally tally = play_all(sentences, options);
     (options.as_json ? print_tally_as_json : print_tally)(tally, sentences.size(), options.dry_run);
-    return tally.accepted == sentences.size() ? 0 : 1;
+    return tally.accepted + tally.ignored == sentences.size() ? 0 : 1;
 }
 
 } // namespace
@@ -161,7 +176,9 @@ void add_play(CommandLine& line) {
         .flag("-k,--keep-going", options->keep_going, "Go on after a refusal")
         .flag("-n,--dry-run", options->dry_run, "Play on a copy of the switch that is then removed")
         .flag("--json", options->as_json, "For programs: a line for each sentence, and one for all")
+        .flag("-s,--strict", options->is_strict, "Play nothing of a file that emuswitch check has something to tell of")
         .footer("A line is a sentence, or blank, or a comment behind #. The exit status is 0 only when the switch\n"
-                "took every sentence.\n\nExample:\n  emuswitch play service.play")
+                "refused no sentence.\n\n"
+                "Examples:\n  emuswitch play service.play\n  emuswitch play --strict --dry-run service.play")
         .runs([options] { return play(*options); });
 }

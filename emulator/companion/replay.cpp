@@ -171,20 +171,17 @@ private:
             while (on.reader->write_learned(state, due)) {
             }
             if (!options.plot.empty()) plot.mark(due, sentence.text);
-            const std::string reason = say(sentence).refusal;
-            if (reason.empty())
+            const Said said = say(sentence);
+            if (!said.refusal.empty())
+                ++tally.refused;
+            else if (!said.is_ignored())
                 ++tally.accepted;
-            else
-                refuse(sentence, reason);
+            if (!said.refusal.empty() || said.is_ignored())
+                std::cerr << told(options.sentences, sentence, said) << "\n";
             on.reader->refresh(state, due);
             bind_ports(state, on.reader->configuration(), ports);
             engine.reconfigure(on.reader->configuration(), due);
         }
-    }
-
-    void refuse(const Sentence& sentence, const std::string& reason) {
-        ++tally.refused;
-        std::cerr << options.sentences << ":" << sentence.line << ": " << sentence.text << ": " << reason << "\n";
     }
 
     int finish(const ReplayEngine& engine) {

@@ -3,6 +3,8 @@
 
 #include "companion/child_process.h"
 #include "companion/database.h"
+#include "companion/grammar.h"
+#include "companion/names.h"
 #include "companion/words.h"
 
 #include <algorithm>
@@ -23,13 +25,31 @@ std::string between(const std::string& document, const std::string& opening, con
     return document.substr(from + opening.size(), to - from - opening.size());
 }
 
-// Why the sentence was not accepted; empty when it was.
-std::string refusal(const Ended& ended) {
-    if (ended.status != 0) return "tolvane ended with status " + std::to_string(ended.status);
-    if (ended.output.starts_with("Usage:")) return "not a sentence that tolvane knows (it shows its usage text)";
-    if (ended.output == surplus) return "surplus words (no more argument)";
+// Why the sentence is none: the word that does not fit, and the form that is nearest.
+void explain(const Sentence& sentence, Said& said) {
+    const Judgement judgement = judge(sentence.words);
+    const Remark* remark = judgement.remarks.empty() ? nullptr : &judgement.remarks.front();
+    if (judgement.kind != Judgement::misfit || remark == nullptr) {
+        said.refusal = "not a sentence that tolvane knows";
+        return;
+    }
+    said.word = remark->word;
+    said.refusal = remark->text + "; the nearest form is: " + judgement.form;
+}
+
+Said answer_to(const Sentence& sentence, const Ended& ended) {
+    Said said;
+    said.answer = answer_in(ended.output);
+    said.whole = ended.output;
     const std::optional<Refusal> refused = refusal_in(ended.output);
-    return refused ? "NG " + refused->code + ": " + refused->message : "";
+    if (ended.status != 0)
+        said.refusal = "tolvane ended with status " + std::to_string(ended.status);
+    else if (said.answer == Answer::not_understood)
+        explain(sentence, said);
+    else if (refused)
+        said.refusal = "NG " + refused->code + ": " + refused->message;
+    if (!ended.output.starts_with("<response>")) said.output = ended.output;
+    return said;
 }
 
 // Why this program did not do it; empty when it did.
@@ -46,9 +66,12 @@ bool is_for_companion(const Sentence& sentence) {
 
 void require_playable(const Sentence& sentence) {
     static const std::set<std::string> playable{"call", "fail", "ipif", "lag", "learn", "limit", "reset"};
+    if (sentence.words.front() == "tolvane")
+        throw BadLine(sentence.columns.front(),
+                      "a line is a sentence without the name of the program; leave \"tolvane\" out");
     if (is_for_companion(sentence) && (sentence.words.size() < 2 || playable.count(sentence.words[1]) == 0))
-        throw std::runtime_error(
-            "a file of sentences can have emuswitch call, fail, ipif, lag, learn, limit and reset");
+        throw BadLine(sentence.columns.front(),
+                      "a file of sentences can have emuswitch call, fail, ipif, lag, learn, limit and reset");
 }
 
 // Decimal seconds with up to nine places, as nanoseconds.
@@ -68,45 +91,79 @@ std::optional<int64_t> read_seconds(const std::string& word) {
 void take_time(Sentence& sentence) {
     std::vector<std::string>& words = sentence.words;
     const std::optional<int64_t> at = words.size() < 3 || words[0] != "at" ? std::nullopt : read_seconds(words[1]);
-    if (!at) throw std::runtime_error("not \"at SECONDS SENTENCE\", such as \"at 2.5 enable port 1\"");
+    if (!at) throw BadLine(sentence.columns.front(), "not \"at SECONDS SENTENCE\", such as \"at 2.5 enable port 1\"");
     sentence.at = *at;
     words.erase(words.begin(), words.begin() + 2);
+    sentence.columns.erase(sentence.columns.begin(), sentence.columns.begin() + 2);
     sentence.text.clear();
     for (const std::string& word : words)
         sentence.text += (sentence.text.empty() ? "" : " ") + quote_word(word);
 }
 
-std::vector<Sentence> read_lines(const std::string& file, bool is_timed) {
-    std::ifstream opened;
-    if (file != "-") opened.open(file);
-    std::istream& in = file == "-" ? std::cin : opened;
-    if (!in) throw Failure(file + ": cannot be read");
+Sentence sentence_of(size_t line, const std::string& text) {
+    Sentence sentence{line, text, {}, {}};
+    for (Word& word : split_line(text)) {
+        sentence.words.push_back(std::move(word.text));
+        sentence.columns.push_back(word.column);
+    }
+    sentence.columns.push_back(text.find_last_not_of(" \t\r") + 2);
+    return sentence;
+}
 
-    std::vector<Sentence> sentences;
+SentenceFile read_lines(std::istream& in, bool is_timed) {
+    SentenceFile file;
     std::string text;
     for (size_t line = 1; std::getline(in, text); ++line) {
         try {
-            Sentence sentence{line, text, split_words(text)};
+            if (line == 1 && text.starts_with("\xef\xbb\xbf"))
+                throw BadLine(1, "the file begins with a byte-order mark (ef bb bf); save it without one");
+            Sentence sentence = sentence_of(line, text);
             if (sentence.words.empty()) continue;
             if (is_timed) take_time(sentence);
             require_playable(sentence);
-            sentences.push_back(std::move(sentence));
-        } catch (const std::runtime_error& problem) {
-            throw Failure(file + ":" + std::to_string(line) + ": " + problem.what());
+            file.sentences.push_back(std::move(sentence));
+        } catch (const BadLine& problem) {
+            file.errors.push_back({line, problem.column, "error", problem.what()});
         }
     }
-    if (in.bad()) throw Failure(file + ": cannot be read to its end");
-    return sentences;
+    return file;
+}
+
+SentenceFile open_and_read(const std::string& name, bool is_timed) {
+    std::ifstream opened;
+    if (name != "-") opened.open(name);
+    std::istream& in = name == "-" ? std::cin : opened;
+    if (!in) throw Failure(name + ": cannot be read");
+    SentenceFile file = read_lines(in, is_timed);
+    if (in.bad()) throw Failure(name + ": cannot be read to its end");
+    return file;
+}
+
+std::vector<Sentence> only_sentences(const std::string& name, bool is_timed) {
+    SentenceFile file = open_and_read(name, is_timed);
+    for (const Finding& error : file.errors)
+        std::cerr << finding_text(name, error) << "\n";
+    if (!file.errors.empty()) throw Failure("");
+    return std::move(file.sentences);
 }
 
 } // namespace
 
+std::string finding_text(const std::string& file, const Finding& finding) {
+    return (file == "-" ? "<stdin>" : file) + ":" + std::to_string(finding.line) + ":" +
+           std::to_string(finding.column) + ": " + finding.severity + ": " + finding.text;
+}
+
+SentenceFile read_sentence_file(const std::string& file) {
+    return open_and_read(file, false);
+}
+
 std::vector<Sentence> read_sentences(const std::string& file) {
-    return read_lines(file, false);
+    return only_sentences(file, false);
 }
 
 std::vector<Sentence> read_timed_sentences(const std::string& file) {
-    std::vector<Sentence> sentences = read_lines(file, true);
+    std::vector<Sentence> sentences = only_sentences(file, true);
     std::stable_sort(sentences.begin(), sentences.end(),
                      [](const Sentence& one, const Sentence& other) { return one.at < other.at; });
     return sentences;
@@ -126,11 +183,37 @@ std::optional<Refusal> refusal_in(const std::string& output) {
     return Refusal{between(output, "<errcode>", "</errcode>"), between(output, "<errmsg>", "</errmsg>")};
 }
 
+std::vector<Finding> check_sentence(const Sentence& sentence) {
+    std::vector<Finding> findings;
+    if (is_for_companion(sentence)) return findings;
+    const Judgement judgement = judge(sentence.words);
+    for (const Remark& remark : judgement.remarks) {
+        const bool is_misfit = judgement.kind == Judgement::misfit && !judgement.form.empty();
+        findings.push_back({sentence.line, sentence.columns.at(remark.word),
+                            remark.severity == Remark::error ? "error" : "warning",
+                            remark.text + (is_misfit ? "; the nearest form is: " + judgement.form : "")});
+    }
+    return findings;
+}
+
 Said say(const Sentence& sentence) {
     const bool is_own = is_for_companion(sentence);
     std::vector<std::string> command{is_own ? own_path() : tool_path()};
     command.insert(command.end(), sentence.words.begin() + (is_own ? 1 : 0), sentence.words.end());
     const Ended ended = run_captured(command, is_own);
-    if (is_own) return {failure_of(ended), "", "", true};
-    return {refusal(ended), ended.output.starts_with("<response>") ? "" : ended.output, ended.output, false};
+    if (!is_own) return answer_to(sentence, ended);
+    Said said;
+    said.refusal = failure_of(ended);
+    said.is_own = true;
+    return said;
+}
+
+std::string told(const std::string& file, const Sentence& sentence, const Said& said) {
+    const size_t column = sentence.columns.at(said.word);
+    if (said.is_ignored())
+        return finding_text(file, {sentence.line, column, "warning",
+                                   shown(sentence.text) + ": ignored: tolvane takes these words and does nothing"});
+    const bool is_whole = said.answer != Answer::not_understood;
+    return finding_text(file,
+                        {sentence.line, column, "error", (is_whole ? shown(sentence.text) + ": " : "") + said.refusal});
 }

@@ -13,6 +13,7 @@ import tempfile
 import unittest
 
 from json_schema import checked
+from sentences import SOURCE, expand, manual_sentences, say
 
 EMUSWITCH = os.environ["EMUSWITCH_PROGRAM"]
 TOLVANE = os.environ["TOLVANE_PROGRAM"]
@@ -78,7 +79,7 @@ class Play(Companion):
     def test_names_file_line_sentence_code_and_message_of_a_refusal_and_stops(self):
         path = self.file("create vlan a vid 7\n\ncreate vlan a vid 8\ncreate vlan b\n")
         result = self.emuswitch("play", path, status=1)
-        self.assertEqual(f'{path}:3: create vlan a vid 8: NG 1401: VLAN "a" already exists.\n', result.stderr)
+        self.assertEqual(f'{path}:3:1: error: create vlan a vid 8: NG 1401: VLAN "a" already exists.\n', result.stderr)
         self.assertEqual("1 of 3 sentences accepted, 1 refused, 1 not played\n", result.stdout)
         self.assertEqual(["a"], [vlan["name"] for vlan in self.json("vlans")["vlans"]])
 
@@ -86,9 +87,10 @@ class Play(Companion):
         path = self.file("create vlan a\nmake vlan b\ncreate vlan c extra\ncreate protgroup 1\ndelete port 1 2\n")
         result = self.emuswitch("play", "--keep-going", path, status=1)
         self.assertEqual([
-            f"{path}:2: make vlan b: not a sentence that tolvane knows (it shows its usage text)",
-            f"{path}:3: create vlan c extra: not a sentence that tolvane knows (it shows its usage text)",
-            f"{path}:5: delete port 1 2: surplus words (no more argument)",
+            f'{path}:2:1: error: "make" does not fit here, where "create", "delete", "enable", "disable", "set", "add", '
+            '"remove" or "show" belongs; the nearest form is: create vlan <name> [vid <vid>]',
+            f'{path}:3:15: error: "vid" is missing before "extra"; the nearest form is: create vlan <name> [vid <vid>]',
+            f'{path}:5:15: error: "2" is one word too many; the nearest form is: delete port <port>',
         ], result.stderr.splitlines())
         self.assertEqual("2 of 5 sentences accepted, 3 refused\n", result.stdout)
 
@@ -104,7 +106,7 @@ class Play(Companion):
 
     def test_reads_standard_input(self):
         result = self.emuswitch("play", "-", text="create vlan a\ncreate vlan a\n", status=1)
-        self.assertIn('standard input:2: create vlan a: NG 1401: VLAN "a" already exists.', result.stderr)
+        self.assertIn('<stdin>:2:1: error: create vlan a: NG 1401: VLAN "a" already exists.', result.stderr)
 
     def test_passes_on_what_a_list_displays(self):
         self.played()
@@ -116,7 +118,7 @@ class Play(Companion):
         self.assertEqual(f"emuswitch: {self.folder}/none.play: cannot be read\n", result.stderr)
         path = self.file('create vlan a\ncreate vlan "b\n', "bad.play")
         result = self.emuswitch("play", path, status=1)
-        self.assertEqual(f"emuswitch: {path}:2: a closing quotation mark is missing\n", result.stderr)
+        self.assertEqual(f"{path}:2:13: error: a closing quotation mark is missing\n", result.stderr)
         self.assertEqual([], self.json("vlans")["vlans"], "nothing is played of a file that cannot be read")
 
     def on_terminal(self, path, interrupt, *options):
@@ -173,13 +175,120 @@ class Play(Companion):
     def test_lines_for_emuswitch_stand_between_sentences(self):
         path = self.file("emuswitch limit vlans 1\ncreate vlan a\ncreate vlan b\nemuswitch lag 7 on\n")
         result = self.emuswitch("play", "-k", path, status=1)
-        self.assertEqual([f"{path}:3: create vlan b: NG 1404: maximum number of VLAN.",
-                          f"{path}:4: emuswitch lag 7 on: there is no port 7; emuswitch show ports lists them"],
+        self.assertEqual([f"{path}:3:1: error: create vlan b: NG 1404: maximum number of VLAN.",
+                          f"{path}:4:1: error: emuswitch lag 7 on: there is no port 7; emuswitch show ports lists them"],
                          result.stderr.splitlines())
         self.assertEqual("2 of 4 sentences accepted, 2 refused\n", result.stdout)
         for line in ("emuswitch play x", "emuswitch", "emuswitch show"):
-            self.assertIn(":1: a file of sentences can have emuswitch call,",
+            self.assertIn("<stdin>:1:1: error: a file of sentences can have emuswitch call,",
                           self.emuswitch("play", "-", text=line, status=1).stderr)
+
+
+    def test_a_silent_sentence_is_ignored_not_accepted(self):
+        path = self.file("set ether 1 colour blue\ncreate vlan a\n")
+        result = self.emuswitch("play", path)
+        self.assertEqual("1 of 2 sentences accepted, 1 ignored\n", result.stdout)
+        self.assertEqual(f"{path}:1:1: warning: set ether 1 colour blue: ignored: tolvane takes these words and does "
+                         "nothing\n", result.stderr)
+
+    def test_strict_plays_nothing_of_a_file_with_something_to_tell(self):
+        path = self.file("create vlan a\ndelete port 12ab\n")
+        result = self.emuswitch("play", "--strict", path, status=1)
+        self.assertEqual(f'{path}:2:13: warning: "12ab" is read as 12\n'
+                         "emuswitch: nothing is played of a file with something to tell\n", result.stderr)
+        self.assertEqual([], self.json("vlans")["vlans"])
+        self.assertIn("1 of 1 sentences accepted", self.emuswitch("play", "-s", "-", text="create vlan a\n").stdout)
+
+
+class Check(Companion):
+    def told(self, data, status=1):
+        """What is told of a file, without its name."""
+        path = self.folder / "x.play"
+        path.write_bytes(data if isinstance(data, bytes) else data.encode())
+        lines = self.emuswitch("check", str(path), status=status).stdout.splitlines()
+        for line in lines:
+            self.assertTrue(line.startswith(f"{path}:"), line)
+        return [line[len(f"{path}:"):] for line in lines]
+
+    def test_nothing_of_what_is_written_well(self):
+        self.assertEqual([], self.told(SERVICE + "emuswitch limit vlans 5\r\n", status=0))
+        self.assertFalse(self.store.exists(), "no switch is made for it")
+
+    def test_errors_and_warnings_with_line_and_column(self):
+        self.assertEqual([
+            '2:24: error: "portTyp" does not fit here, did you mean "portType"?; the nearest form is: '
+            "create port <port> npport <ether> portType {none | ether | vif}",
+            '3:19: error: "9999" is not a VLAN id from 1 to 4094 or from 4096 to 8191 (NG 201)',
+            '4:14: warning: "1/1/0-3" is read as 1/1/0',
+            '5:29: warning: "300.0.0.0/8" is read as 44.0.0.0/8',
+            '5:45: warning: "tcpp" is no protocol that this machine knows, and stands for any',
+            '6:13: warning: "colour" is no setting of an interface: the sentence is ignored',
+        ], self.told("# a comment\ncreate port 1 npport 1 portTyp ether\ncreate vlan a vid 9999\n"
+                     "create queue 1/1/0-3\nadd classify 1/0/red normal 300.0.0.0/8 x x tcpp x x x x x x to clslist 1\n"
+                     "set ether 1 colour blue\n"))
+
+    def test_lines_that_are_no_sentences(self):
+        most = 131071
+        self.assertEqual([
+            "1:1: error: the file begins with a byte-order mark (ef bb bf); save it without one",
+            '2:1: error: a line is a sentence without the name of the program; leave "tolvane" out',
+            r'3:15: error: \q means nothing; there are \" \\ \n \t and \xHH',
+            "4:15: error: no word can have a NUL in it",
+            "5:14: error: no word can have a NUL in it",
+            r"6:15: error: \x needs two hexadecimal digits",
+            "7:16: error: behind the closing quotation mark a blank is missing",
+            "8:13: error: a closing quotation mark is missing",
+            f"9:13: error: a word of {most + 1} bytes is too long; {most} are the most",
+            "11:1: error: a file of sentences can have emuswitch call, fail, ipif, lag, learn, limit and reset",
+        ], self.told(b"\xef\xbb\xbfcreate vlan a\ntolvane create vlan b\n"
+                     b'create vlan "a\\qb"\ncreate vlan "a\\x00"\ncreate vlan a\0b\ncreate vlan "a\\x1"\n'
+                     b'create vlan "a"b\ncreate vlan "a\n'
+                     b"create vlan " + b"a" * (most + 1) + b"\ncreate vlan " + b"a" * 40 + b"\nemuswitch show\n"))
+        self.assertEqual(0, len(self.told(b"create vlan " + b"a" * most, status=0)))
+
+    def test_reads_standard_input_and_is_used_rightly(self):
+        self.assertEqual('<stdin>:1:13: warning: "1x" is read as 1\n',
+                         self.emuswitch("check", "-", text="delete port 1x\n", status=1).stdout)
+        self.assertIn("none.play: cannot be read", self.emuswitch("check", "none.play", status=1).stderr)
+        for words in ((), ("--forms", "x")):
+            self.assertIn("check takes a file or --forms", self.emuswitch("check", *words, status=2).stderr)
+
+    def test_the_forms_are_those_of_the_manual(self):
+        manual = [re.sub(r" \[?<word> <\.\.\.>\]|( <word>)? \[<word> <\.\.\.>\]", lambda found: found[1] or "", form)
+                  for form in manual_sentences()]
+        self.assertEqual(sorted(manual), sorted(self.emuswitch("check", "--forms").stdout.splitlines()))
+
+    def test_every_way_to_say_a_form_of_the_manual_is_good(self):
+        for form in manual_sentences():
+            for way in expand(form):
+                words = say(way)
+                if words[:2] == ["set", "ether"] and words[3] != "shaping":
+                    continue
+                if "off" in words and "byte" in words:
+                    continue
+                with self.subTest(words=words):
+                    line = " ".join("10.0.0.1" if place in ("<da>", "<sa>") else word for place, word in zip(way, words))
+                    self.assertEqual("", self.emuswitch("check", "-", text=line).stdout)
+
+    def test_every_form_of_the_usage_text_is_known(self):
+        text = (SOURCE / "tests/contract/usage.golden").read_text().split("\n", 1)[1]
+        forms = re.sub(r"\n\s{5,}", " ", text).splitlines()
+        self.assertEqual(63, len(forms))
+        # It calls a type what is a word, and brackets what has to be there.
+        self.assertIn("    show clslist [<listno | all]>", forms)
+        forms.remove("    show clslist [<listno | all]>")
+        told = set()
+        for form in forms:
+            for text, value in (("portType <type>", "portType {none|ether|vif}"), ("<color>", "red"),
+                                ("rate <min-max>", "rate <rates>"), ("burst <min-max>", "burst <bursts>")):
+                form = form.replace(text, value)
+            for way in expand(form):
+                line = " ".join("300" if word == "<time>" else word for word in say(way))
+                result = subprocess.run([EMUSWITCH, "check", "-"], input=line, text=True, capture_output=True, check=False)
+                if "error" in result.stdout:
+                    told.add(" ".join(way))
+        self.assertEqual({"add port <port> to vlan <name>"},
+                         {form for form in told if not form.startswith("set ether <ether> share")})
 
 
 class Looking(Companion):

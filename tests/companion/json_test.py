@@ -223,7 +223,7 @@ emuswitch limit vlans 7
         self.assertEqual((10, 4, 0, False), tuple(told[-1][key] for key in (
             "sentences", "refused", "not_played", "dry_run")))
         told = self.lines("play", "play", "--json", "-n", "-", status=1, text="create vlan x\ncreate vlan x\ncreate vlan y\n")
-        self.assertEqual({"sentences": 3, "accepted": 1, "refused": 1, "not_played": 1, "interrupted": False,
+        self.assertEqual({"sentences": 3, "accepted": 1, "ignored": 0, "refused": 1, "not_played": 1, "interrupted": False,
                           "dry_run": True}, told[-1])
 
 

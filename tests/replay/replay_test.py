@@ -100,8 +100,8 @@ class Replay(unittest.TestCase):
         self.assertEqual({"accepted": 2, "refused": 2}, found["sentences"])
         self.assertEqual(21, found["reasons"]["nobody_to_send_to"]["frames"])
         self.assertEqual(19, found["sent"]["frames"])
-        self.assertIn("changes.play:5: set port 9 pvid 10: NG 102", done.stderr)
-        self.assertIn("changes.play:6: delete vlan sales: NG 1501", done.stderr)
+        self.assertIn("changes.play:5:6: error: set port 9 pvid 10: NG 102", done.stderr)
+        self.assertIn("changes.play:6:8: error: delete vlan sales: NG 1501", done.stderr)
         config = self.run_(["config"]).stdout
         self.assertIn("enable port 1", config, "the switch stays as it is")
 
@@ -139,7 +139,7 @@ class Replay(unittest.TestCase):
                 (["2=in.pcap", "-o", "a", "--split", "b"], "not both", 2),
                 (["2=in.pcap", "--seed", "-1"], "--seed", 2),
                 (["2=in.pcap", "--play", "none.play"], "none.play: cannot be read", 1),
-                (["2=in.pcap", "--play", "bad.play"], "bad.play:1: not \"at SECONDS SENTENCE\"", 1)]:
+                (["2=in.pcap", "--play", "bad.play"], "bad.play:1:1: error: not \"at SECONDS SENTENCE\"", 1)]:
             with self.subTest(words=words):
                 done = self.replay(*words, status=status)
                 self.assertIn(said, done.stderr)

@@ -110,7 +110,7 @@ class Concurrency(unittest.TestCase):
             for number, (sentences, text) in enumerate(zip(scripts, errors)):
                 refused = {}
                 for line in text.splitlines():
-                    match = re.fullmatch(r"standard input:(\d+): .*: (?:NG (-?\d+): .*|not a sentence .*)", line)
+                    match = re.fullmatch(r"<stdin>:(\d+):\d+: error: (?:.*: NG (-?\d+): .*|.*; the nearest form is: .*)", line)
                     self.assertIsNotNone(match, line)
                     refused[int(match[1])] = match[2] and int(match[2])
                 for line, (sentence, code) in enumerate(sentences, 1):
