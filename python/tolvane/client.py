@@ -80,6 +80,8 @@ class Switch:
             raise ValueError("a sentence has at least one word")
         if any(b"\0" in word for word in words):
             raise ValueError("a word cannot hold the byte 0")
+        if words[0] == b"emuswitch":
+            raise ValueError(f"{quote_words(words)}: for an emulated switch only")
         result = read_result(self._run(words))
         if (result.kind is Kind.DISPLAY or result.display) and words[:2] != [b"show", b"clslist"]:
             raise Unanswered(f"{quote_words(words)}: answered by {result.display!r}")
@@ -111,6 +113,14 @@ class EmulatedSwitch(Switch):
         if file is not None:
             self._environment["EMUSWITCH"] = os.path.abspath(os.fspath(file))
         super().__init__(lambda words: self.companion("exec", "tolvane", *words))
+
+    def say(self, sentence: AnySentence) -> Result:
+        """As for any switch; lines for `emuswitch` in files of sentences are carried out, too, or raise Unreachable."""
+        words = words_of(sentence)
+        if words[:1] != [b"emuswitch"]:
+            return super().say(words)
+        self.companion(*words[1:])
+        return Result(Kind.OK)
 
     def companion(self, *words: Word) -> bytes:
         """What `emuswitch` prints for these words. Raises Unreachable with what it says when it fails."""

@@ -10,6 +10,7 @@ from typing import Iterable, Iterator, List, Sequence, Tuple, Union
 
 Word = Union[str, bytes]
 
+_COMPANION = b"emuswitch"
 _SPACE = b" \t\r"
 _ESCAPES = {b"n": b"\n", b"t": b"\t", b'"': b'"', b"\\": b"\\"}
 _QUOTED_PIECE = re.compile(rb'[^"\\]+|\\x[0-9a-fA-F]{2}|\\.', re.DOTALL)
@@ -22,6 +23,11 @@ class Sentence:
 
     line: int
     words: Tuple[bytes, ...]
+
+    @property
+    def is_for_emulated(self) -> bool:
+        """A line for `emuswitch`, which brings about what no sentence can: nothing for a real switch."""
+        return self.words[0] == _COMPANION
 
     def __str__(self) -> str:
         return quote_words(self.words)
@@ -67,6 +73,8 @@ def split_words(line: Word) -> List[bytes]:
             break
         elif text[at : at + 1] == b'"':
             word, at = _quoted(text, at + 1)
+            if at < len(text) and text[at] not in _SPACE:
+                raise ValueError("behind the closing quotation mark a blank is missing")
             words.append(word)
         else:
             end = at
@@ -95,6 +103,8 @@ def read_sentences(path: Union[str, "os.PathLike[str]"]) -> Iterator[Sentence]:
     with open(path, "rb") as file:
         for number, line in enumerate(file, 1):
             try:
+                if number == 1 and line.startswith(b"\xef\xbb\xbf"):
+                    raise ValueError("the file begins with a byte-order mark (ef bb bf); save it without one")
                 words = split_words(line)
             except ValueError as problem:
                 raise ValueError(f"{os.fspath(path)}:{number}: {problem}") from None

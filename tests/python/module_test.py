@@ -100,12 +100,35 @@ class Sentences(InFolder):
         path = self.folder / "wrong.play"
         for text, reason in (('create vlan "a', "closing quotation mark"), (r'create vlan "\q"', "means nothing"),
                              (r'create vlan "\x0"', "means nothing"), (r'create vlan "\x00"', "byte 0"),
-                             ("create vlan a\0b", "byte 0")):
+                             ('create vlan "a"b', "a blank is missing"), ("create vlan a\0b", "byte 0")):
             path.write_text(f"# first\n{text}\n")
             with self.assertRaises(ValueError) as raised:
                 list(tolvane.read_sentences(path))
             self.assertTrue(str(raised.exception).startswith(f"{path}:2: "), raised.exception)
             self.assertIn(reason, str(raised.exception))
+
+    def test_a_byte_order_mark_is_told(self):
+        path = self.folder / "marked.play"
+        path.write_bytes(b"\xef\xbb\xbfcreate vlan a\n")
+        with self.assertRaisesRegex(ValueError, "marked.play:1: .*byte-order mark"):
+            list(tolvane.read_sentences(path))
+
+    def test_a_saved_switch_is_made_again(self):
+        switch = self.switch()
+        for line in ("emuswitch limit vlans 7", "create vlan a", "create port 1 npport 1 portType ether", "emuswitch lag 1 on"):
+            switch.require(line)
+        path = self.folder / "saved.play"
+        path.write_text(switch.config())
+        switch.reset()
+        sentences = list(tolvane.read_sentences(path))
+        self.assertEqual(2, sum(sentence.is_for_emulated for sentence in sentences))
+        for sentence in sentences:
+            switch.require(sentence)
+        self.assertEqual(path.read_text(), switch.config())
+        with self.assertRaises(tolvane.Unreachable):
+            switch.say("emuswitch limit moons 7")
+        with self.assertRaises(ValueError):
+            tolvane.Switch(lambda words: b"").say("emuswitch limit vlans 7")
 
     def test_blank_lines_and_comments_are_none(self):
         for line in ("", "  \t", "# create vlan a", "\r\n"):
