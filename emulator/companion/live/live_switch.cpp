@@ -388,7 +388,19 @@ void LiveSwitch::keep_house() {
 }
 
 void LiveSwitch::write_learned() {
-    const bool is_done = unless_locked([this] { has_unwritten = reader.write_learned(state, now, entries_a_write); });
+    bool is_done = false;
+    try {
+        is_done = unless_locked([this] { has_unwritten = reader.write_learned(state, now, entries_a_write); });
+        has_complained = has_complained && !is_done;
+    } catch (const Failure& problem) {
+        // A full disk is no reason to stop forwarding. A damaged store is found when it is read next.
+        if (!has_complained)
+            std::cerr << "emuswitch: " << problem.what()
+                      << "; frames go on, what was learned is written when that is possible\n";
+        has_complained = true;
+        write_learned_at = now + second;
+        return;
+    }
     write_learned_at = now + (!is_done ? between_tries : has_unwritten ? between_parts : between_writes);
     take_configuration(); // writing looks at the store first
 }

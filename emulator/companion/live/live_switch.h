@@ -115,6 +115,7 @@ private:
 
     bool is_ending = false;
     bool has_unwritten = false;                  // learned entries, beside those that `state` has noted
+    bool has_complained = false;                 // that they cannot be written
     dataplane::Nanoseconds look_at_events = 0;   // at the latest, whatever the traffic
     dataplane::Nanoseconds follow_store_at = 0;  // again, where it was locked; 0: it was not
     dataplane::Nanoseconds write_learned_at = 0; // at the earliest
