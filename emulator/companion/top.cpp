@@ -14,6 +14,8 @@
 #include <ctime>
 #include <iostream>
 #include <sstream>
+#include <string>
+#include <vector>
 
 using namespace live;
 
@@ -123,11 +125,26 @@ void print_rates(std::ostream& out, const Published& published, const Span& span
     print_table(out, table_of_queue_rates(span), "");
 }
 
+// As much of it as the window has room for, with a row left for the cursor; a terminal without a size gets all of it.
+std::vector<std::string> fit_to_window(const std::string& screen) {
+    winsize window{};
+    ioctl(STDOUT_FILENO, TIOCGWINSZ, &window);
+    std::vector<std::string> lines;
+    std::istringstream all(screen);
+    for (std::string line; std::getline(all, line);)
+        lines.push_back(window.ws_col > 0 ? line.substr(0, window.ws_col) : line);
+    while (!lines.empty() && lines.back().empty())
+        lines.pop_back();
+    const size_t room = window.ws_row > 1 ? window.ws_row - size_t{1} : lines.size();
+    if (lines.size() > room) lines.resize(room);
+    return lines;
+}
+
 // Over what stands there already, so that nothing flickers.
 void draw(const std::string& screen) {
     std::string text = "\033[H";
-    for (const char c : screen)
-        text += c == '\n' ? std::string("\033[K\n") : std::string(1, c);
+    for (const std::string& line : fit_to_window(screen))
+        text += "\033[K" + line + "\n"; // a full line leaves no place behind it to erase from
     std::cout << text << "\033[J" << std::flush;
 }
 

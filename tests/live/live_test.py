@@ -1,11 +1,16 @@
 """The live switch on real interfaces: what goes in comes out as it should, and nothing is left behind."""
 
+import contextlib
+import fcntl
 import json
+import os
 import pathlib
+import re
 import signal
 import socket
 import struct
 import subprocess
+import termios
 
 import wires
 from frames import frame, mac, tag
@@ -243,6 +248,27 @@ class Watching(Wires):
         self.assertFalse(self.counters()["live"])
         self.assertIn("not live any more", self.emuswitch("top").stdout)
 
+    def test_top_fits_its_window(self):
+        self.start()
+        for rows, columns in ((30, 120), (12, 60), (4, 30), (1, 1)):
+            with self.subTest(rows=rows, columns=columns):
+                reading, writing = os.openpty()
+                fcntl.ioctl(writing, termios.TIOCSWINSZ, struct.pack("4H", rows, columns, 0, 0))
+                done = subprocess.run([EMUSWITCH, "top", "--count", "1"], env=self.environment, stdout=writing, check=True)
+                self.assertEqual(0, done.returncode)
+                os.close(writing)
+                with open(reading, "rb", buffering=0) as terminal:
+                    shown = b""
+                    with contextlib.suppress(OSError):  # nobody has the other end any more
+                        while more := terminal.read(4096):
+                            shown += more
+                lines = re.sub(r"\x1b\[[HJK]", "", shown.decode()).splitlines()
+                self.assertTrue(lines[0].startswith("live, 0 addresses"[:columns]), lines)
+                self.assertLessEqual(max(map(len, lines)), columns)
+                if rows > 1:
+                    self.assertLess(len(lines), rows)
+                self.assertEqual(1 < rows < 5, len(lines) < 5)
+
     def test_a_record_has_what_came_and_went_and_why(self):
         record = self.folder / "record.pcapng"
         self.start(options=["--record", str(record)])
@@ -348,8 +374,6 @@ class Interfaces(Wires):
         pathlib.Path("/proc/sys/net/ipv6/conf/vm/disable_ipv6").write_text("1")
         # As a virtual machine does.
         with open("/dev/net/tun", "r+b", buffering=0) as tap:
-            import fcntl
-            import os
             fcntl.ioctl(tap, 0x400454CA, struct.pack("16sH22x", b"vm", 0x1002))  # TUNSETIFF, a tap without headers
             os.set_blocking(tap.fileno(), False)
 
