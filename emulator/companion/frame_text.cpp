@@ -79,6 +79,9 @@ private:
     bool read_tag_field(const std::string& name);
     bool read_ipv4_field(const std::string& name);
     Tag& require_tag(const std::string& name);
+    void note(const std::string& name);
+    bool has_said(std::string_view name) const { return std::find(said.begin(), said.end(), name) != said.end(); }
+    void check_ipv4() const;
 
     const std::string& next(const std::string& name, const std::string& wanted);
     uint32_t number(const std::string& name, uint32_t highest);
@@ -89,6 +92,7 @@ private:
 
     const std::vector<std::string>& words;
     size_t at = 0;
+    std::vector<std::string_view> said; // of a tag's fields, those of the last one
     Fields fields;
 };
 
@@ -222,16 +226,37 @@ bool FieldReader::read_ipv4_field(const std::string& name) {
     return true;
 }
 
+// Each field stands once, those of a tag once for each.
+void FieldReader::note(const std::string& name) {
+    constexpr std::string_view of_tag[] = {"vid", "pri", "dei", "tagtype"};
+    if (has_said(name)) throw NotAFrame(shown(name) + " stands there twice");
+    if (name != "tag")
+        said.emplace_back(name);
+    else
+        std::erase_if(said, [&](std::string_view field) {
+            return std::find(std::begin(of_tag), std::end(of_tag), field) != std::end(of_tag);
+        });
+}
+
+void FieldReader::check_ipv4() const {
+    if (!fields.names_ipv4) return;
+    if (fields.ether_type.value_or(ipv4_type) != ipv4_type)
+        throw NotAFrame("only a frame of Ethernet type 0800 has fields of IPv4");
+    const bool has_ports = (fields.protocol == tcp || fields.protocol == udp) && fields.fragment == 0;
+    if (!has_ports && (has_said("sport") || has_said("dport")))
+        throw NotAFrame("only tcp and udp have sport and dport, in their first fragment");
+}
+
 Fields FieldReader::read() {
     while (at < words.size()) {
         const std::string& name = words[at++];
+        note(name);
         if (!read_link_field(name) && !read_tag_field(name) && !read_ipv4_field(name))
             throw NotAFrame("there is no field " + shown(name) +
                             "; the fields are da, sa, tag (vid, pri, dei, tagtype), etype, src, dst, prot, sport, "
                             "dport, tos, fragment and length");
     }
-    if (fields.names_ipv4 && fields.ether_type.value_or(ipv4_type) != ipv4_type)
-        throw NotAFrame("only a frame of Ethernet type 0800 has fields of IPv4");
+    check_ipv4();
     return fields;
 }
 
@@ -335,15 +360,17 @@ FrameBytes make_frame(const Fields& fields) {
 
 // --- Words as hexadecimal digits or fields ---
 
-bool is_mac(const std::string& word) {
-    return word.size() == 17 && word[2] == ':' && word[5] == ':';
+// One or two bytes, as people write them apart.
+bool is_short_hex(const std::string& word) {
+    return (word.size() == 2 || word.size() == 4) &&
+           std::all_of(word.begin(), word.end(), [](char c) { return hex_value(c) >= 0; });
 }
 
 // A word that begins with a decimal digit is meant as digits, even where it holds something else.
 bool names_a_field(const std::vector<std::string>& words) {
     const std::string& first = words[0];
     // "da" could be a byte, too.
-    if (first == "da") return words.size() == 1 || is_mac(words[1]);
+    if (first == "da") return words.size() == 1 || !is_short_hex(words[1]);
     if (first.empty() || (first[0] >= '0' && first[0] <= '9')) return false;
     return std::any_of(first.begin(), first.end(), [](char c) { return hex_value(c) < 0 && c != ':' && !is_blank(c); });
 }
@@ -403,6 +430,27 @@ FrameBytes read_frame(const std::vector<std::string>& words) {
     return read_hex_frame(text);
 }
 
+namespace {
+
+// tcpdump -x leaves the Ethernet header out. What stands there then, by its own length; nothing: it may be a frame.
+std::string packet_without_frame(std::span<const uint8_t> bytes) {
+    constexpr size_t ipv6_header_length = 40;
+    constexpr size_t shortest_payload = 46; // what is shorter is padded
+    constexpr std::array<uint8_t, 6> arp_begins{0x00, 0x01, 0x08, 0x00, 0x06, 0x04};
+    if (bytes.size() < ipv4_header_length) return "";
+    const auto is_length = [&](size_t length) {
+        return length == bytes.size() || (length < shortest_payload && bytes.size() == shortest_payload);
+    };
+    const bool is_ipv4_header = bytes[0] >> 4 == 4 && (bytes[0] & 0xf) >= 5;
+    if (is_ipv4_header && is_length(get_16(bytes, 2))) return "an IPv4 packet";
+    const bool has_known_next = bytes[6] == tcp || bytes[6] == udp || bytes[6] == 58; // ICMPv6
+    if (bytes[0] >> 4 == 6 && has_known_next && is_length(ipv6_header_length + get_16(bytes, 4)))
+        return "an IPv6 packet";
+    return std::equal(arp_begins.begin(), arp_begins.end(), bytes.begin()) ? "an ARP packet" : "";
+}
+
+} // namespace
+
 std::vector<FrameBytes> read_dump(std::string_view text) {
     std::vector<FrameBytes> frames;
     size_t number = 0;
@@ -427,6 +475,10 @@ std::vector<FrameBytes> read_dump(std::string_view text) {
     if (frames.empty())
         throw NotAFrame(
             "there is no line of bytes, such as tcpdump -xx prints: 0x0000:  ffff ffff ffff 0011 2233 4455");
+    for (size_t i = 0; i < frames.size(); ++i)
+        if (const std::string packet = packet_without_frame(frames[i]); !packet.empty())
+            throw NotAFrame("frame " + std::to_string(i + 1) + " is " + packet +
+                            " without its Ethernet header, as tcpdump -x prints it; say tcpdump -xx");
     return frames;
 }
 

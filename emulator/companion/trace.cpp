@@ -38,7 +38,7 @@ struct Options {
     std::string port; // a number; "-": lines on standard input
     std::vector<std::string> frame;
     std::string capture; // a file with frames; empty: none
-    int64_t place = 1;   // of the frame in it
+    int64_t place = 0;   // of the frame in it, from 1; 0: not told, so the first
     bool as_json = false;
     bool learns = false;
 };
@@ -102,8 +102,9 @@ std::vector<FrameBytes> frames_of(const Options& options) {
     if (is_many && (!options.frame.empty() || is_captured))
         throw WrongUse("trace - takes its frames from standard input");
     if (is_captured && !options.frame.empty()) throw WrongUse("frame: either --pcap or a frame, not both");
+    if (!is_captured && options.place != 0) throw WrongUse("--frame: counts in the capture that --pcap names");
     if (is_many) return {};
-    if (is_captured) return {read_captured(options.capture, options.place)};
+    if (is_captured) return {read_captured(options.capture, std::max<int64_t>(options.place, 1))};
     return read_frames(options.frame);
 }
 

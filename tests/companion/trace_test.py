@@ -52,6 +52,14 @@ class Trace(unittest.TestCase):
         self.assertEqual([], problems(answer, SCHEMA))
         return answer
 
+    def write_capture(self, frames):
+        capture = struct.pack("<IHHiIII", 0xA1B2C3D4, 2, 4, 0, 0, 65535, 1)
+        for data in frames:
+            capture += struct.pack("<IIII", 0, 0, len(data), len(data)) + data
+        path = self.folder / "frames.pcap"
+        path.write_bytes(capture)
+        return path
+
     def lines(self, text, *options, status=0):
         return [json.loads(line)
                 for line in self.emuswitch("trace", "--json", *options, "-", text=text, status=status).stdout.splitlines()]
@@ -95,12 +103,8 @@ class Forms(Trace):
         self.assertEqual("ffffffffffff00112233445508060001", json.loads(second)["frame"])
 
     def test_a_capture(self):
-        capture = struct.pack("<IHHiIII", 0xA1B2C3D4, 2, 4, 0, 0, 65535, 1)
-        for last in (1, 2):
-            data = bytes.fromhex(FRAME[:-2]) + bytes([last])
-            capture += struct.pack("<IIII", 0, 0, len(data), len(data)) + data
-        path = self.folder / "frames.pcap"
-        path.write_bytes(capture)
+        path = self.write_capture([bytes.fromhex(FRAME[:-2]) + bytes([last]) for last in (1, 2)])
+        capture = path.read_bytes()
         self.assertEqual("01", self.trace("2", "--pcap", str(path))["frame"][-2:])
         self.assertEqual("02", self.trace("2", "--pcap", str(path), "--frame", "2")["frame"][-2:])
         done = self.emuswitch("trace", "2", "--pcap", str(path), "--frame", "3", status=1)
@@ -122,9 +126,10 @@ def random_words(rng):
         words += ["tag", "vid", str(rng.randint(0, 4095)), "pri", str(rng.randint(0, 7))]
         words += rng.choice([[], ["dei"]]) + rng.choice([[], ["tagtype", "88a8"]])
     choices = {"src": "10.1.2.3", "dst": "10.4.5.6", "prot": rng.choice(["tcp", "udp", "icmp", "igmp", "47"]),
-               "sport": str(rng.randint(0, 65535)), "dport": str(rng.randint(0, 65535)), "tos": str(rng.randint(0, 255)),
-               "fragment": str(rng.choice([0, 0, 100])), "length": str(rng.randint(0, 200)),
-               "da": "00:11:22:33:44:55", "sa": "00:11:22:33:44:66"}
+               "tos": str(rng.randint(0, 255)), "fragment": str(rng.choice([0, 0, 100])),
+               "length": str(rng.randint(0, 200)), "da": "00:11:22:33:44:55", "sa": "00:11:22:33:44:66"}
+    if choices["prot"] in ("tcp", "udp") and choices["fragment"] == "0":
+        choices |= {"sport": str(rng.randint(0, 65535)), "dport": str(rng.randint(0, 65535))}
     for name in rng.sample(sorted(choices), rng.randint(1, len(choices))):
         words += [name, choices[name]]
     return words
@@ -148,6 +153,13 @@ class BadInput(Trace):
                 ("1", "src", "10.0.0.256"): 'frame: src takes an address such as 192.0.2.1, not "10.0.0.256"',
                 ("1", "prot", "tcpp"): 'frame: prot takes tcp, udp, icmp, igmp or a number from 0 to 255, not "tcpp"',
                 ("1", "etype", "0806", "tos", "1"): "frame: only a frame of Ethernet type 0800 has fields of IPv4",
+                ("1", "tag", "vid", "10", "pri", "1", "vid", "20"): 'frame: "vid" stands there twice',
+                ("1", "length", "5", "length", "5"): 'frame: "length" stands there twice',
+                ("1", "prot", "icmp", "dport", "5"): "frame: only tcp and udp have sport and dport, in their first fragment",
+                ("1", "fragment", "1", "sport", "5"): "frame: only tcp and udp have sport and dport, in their first fragment",
+                ("1", "da", "x"): 'frame: da takes an address such as 00:11:22:33:44:55, not "x"',
+                ("1", "da", "001122334455"): 'frame: da takes an address such as 00:11:22:33:44:55, not "001122334455"',
+                ("1", "--frame", "2", "00"): "--frame: counts in the capture that --pcap names",
                 ("-",): "trace - answers with lines of JSON; say trace --json -",
                 ("x", "00"): 'port: "x" is not the number of a port; or "-" for lines of standard input',
         }.items():
@@ -165,6 +177,22 @@ class BadInput(Trace):
             self.assertEqual([], problems(answer, SCHEMA))
             if not 14 <= length <= 1536:
                 self.assertIn(answer["reason"], ("too_short", "too_long"))
+
+    def test_a_dump_without_ethernet_headers(self):
+        for packet, begin, length in (("IPv4", "4500 0054", 84), ("IPv4", "4500 001c", 46),
+                                      ("IPv6", "6000 0000 0014 06", 60), ("ARP", "0001 0800 0604", 28)):
+            digits = begin.replace(" ", "").ljust(2 * length, "0")
+            dump = "".join(f"\t0x{at // 2:04x}:  {digits[at:at + 32]}\n" for at in range(0, len(digits), 32))
+            self.assertEqual(f"emuswitch: frame: frame 1 is an {packet} packet without its Ethernet header, as tcpdump -x "
+                             "prints it; say tcpdump -xx\n", self.refused("1", "-", text=dump))
+            longer = dump + f"\t0x{length:04x}:  0000\n"
+            self.assertEqual(0 if packet != "ARP" else 2, subprocess.run(
+                [EMUSWITCH, "trace", "1", "-"], env=self.environment, input=longer, capture_output=True, text=True,
+                check=False).returncode, "another length: it may be a frame")
+
+    def test_bytes_that_begin_with_da(self):
+        for words in (["da", "00", "11"], ["da00", "11"], ["da", "0011"], ["da:00:11"]):
+            self.assertEqual("da0011", self.trace("1", *words)["frame"])
 
     def test_a_dump_that_is_none(self):
         self.assertIn("there is no line of bytes", self.refused("1", "-", text="hello\n"))
@@ -204,6 +232,22 @@ class Learning(Trace):
         self.emuswitch("trace", "2", FRAME)
         self.lines(f"2 {FRAME}\n1 {FRAME}\nx\n", status=1)
         self.assertEqual(before, self.digest())
+
+    def test_no_form_changes_the_switch_without_learn(self):
+        rng = random.Random(11)
+        self.emuswitch("learn", "00:11:22:33:44:77", "in side", "2")
+        self.write_capture([bytes.fromhex(FRAME)] * 3)
+        dump = "\t0x0000:  " + " ".join(FRAME[at:at + 4] for at in range(0, 32, 4)) + "\n"
+        before = (self.digest(), sorted(path.name for path in self.folder.iterdir()))
+        for _ in range(60):
+            port = rng.choice(["1", "2", "9"])
+            words = rng.choice([[FRAME], random_words(rng), [FRAME[:rng.randint(0, 120)]], ["-"],
+                                ["--pcap", str(self.folder / "frames.pcap"), "--frame", str(rng.randint(1, 4))]])
+            subprocess.run([EMUSWITCH, "trace", *rng.choice([[], ["--json"]]), port, *words], env=self.environment,
+                           input=rng.choice([dump, "", dump[3:]]), capture_output=True, text=True, check=False)
+        lines = "".join(f"at {i * 100} {rng.choice([1, 2, 9])} {' '.join(random_words(rng))}\n" for i in range(500))
+        self.lines(lines, status=1)
+        self.assertEqual(before, (self.digest(), sorted(path.name for path in self.folder.iterdir())))
 
     def test_learn_is_seen_by_show_and_by_the_next_frame(self):
         self.emuswitch("trace", "--learn", "2", FRAME)

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <string>
 
 using namespace dataplane;
@@ -54,6 +55,42 @@ TEST(Words, KeptSettings) {
 
 TEST(Words, ReasonsOfMirrors) {
     EXPECT_EQ(words_up_to(MirrorSkip::down), "not_classified other_class disabled down ");
+}
+
+// The numbers are those of docs/forwarding.md, in its order from 0 on.
+TEST(Words, NumbersOfAssumptions) {
+    constexpr Assumption in_order[] = {
+        Assumption::none,
+        Assumption::longest_received,
+        Assumption::tags_not_looked_at,
+        Assumption::local_learning,
+        Assumption::learning_before_policing,
+        Assumption::extraction_from_start,
+        Assumption::priority_by_cosmap,
+        Assumption::tosmap_of_sending_port,
+        Assumption::policer_keeps_color,
+        Assumption::frames_count_with_fcs,
+        Assumption::own_address_to_switch,
+        Assumption::ports_without_interface,
+        Assumption::protgroup_others_tagged,
+        Assumption::cosedit_at_sending_port,
+        Assumption::drop_eligible_kept,
+        Assumption::mirrors_copy_dropped,
+        Assumption::mirror_tag_priority,
+        Assumption::mirror_local_id,
+        Assumption::link_of_vlan,
+        Assumption::link_mode_unset,
+        Assumption::dscp_on_reception,
+        Assumption::streams_share_evenly,
+        Assumption::minimum_rate_first,
+        Assumption::best_effort_last,
+        Assumption::line_rate,
+        Assumption::early_drops_linear,
+        Assumption::copies_are_best_effort,
+        Assumption::learned_seen_at_start,
+    };
+    for (uint32_t number = 0; number < std::size(in_order); ++number)
+        EXPECT_EQ(number_of(in_order[number]), number);
 }
 
 } // namespace
