@@ -215,8 +215,7 @@ void ConfigurationCompiler::Statements::read_link_frames(Ports& result) {
     link_frames.for_each([&] {
         Port& port = result.ports[read_port(link_frames, 0, result)];
         const auto kind = static_cast<uint8_t>(1U << link_frames.in_range<unsigned>(1, 0, 7));
-        uint8_t& kinds = link_frames.flag(2) ? port.forwarded_link_frames : port.discarded_link_frames;
-        kinds = static_cast<uint8_t>(kinds | kind);
+        if (link_frames.flag(2)) port.forwarded_link_frames = static_cast<uint8_t>(port.forwarded_link_frames | kind);
     });
 }
 

@@ -72,7 +72,6 @@ struct Port {
     std::array<uint8_t, 8> class_of_priority{0, 1, 2, 3, 4, 5, 6, 7}; // cosmap
     std::array<Policer, class_count> policers{};
     uint8_t forwarded_link_frames = 0; // bit k: link_frame forward for kind k, the last byte of the address
-    uint8_t discarded_link_frames = 0; // bit k: told to discard them, which is what happens anyway
     LinkMode link_mode = LinkMode::none;
     LinkDepend link_depend = LinkDepend::none;
     uint32_t link_depend_ports = 0; // bit p - 1: port number p

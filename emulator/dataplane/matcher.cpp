@@ -7,9 +7,6 @@ namespace dataplane {
 constexpr size_t worth_an_index = 8; // rules
 
 Matcher::Matcher(std::vector<Rule> rules) : rules_(std::move(rules)) {
-    for (const Rule& rule : rules_)
-        for (const FieldMatch& match : rule.matches)
-            fields_ = static_cast<uint16_t>(fields_ | 1U << static_cast<unsigned>(match.field));
     if (rules_.size() < worth_an_index) return;
     for (size_t first = 0; first < rules_.size(); first += RuleIndex::capacity)
         indices_.emplace_back(std::span(rules_).subspan(first, std::min(RuleIndex::capacity, rules_.size() - first)));

@@ -15,12 +15,10 @@ public:
     std::optional<size_t> find(const FieldValues& values) const;
 
     const std::vector<Rule>& rules() const { return rules_; }
-    uint16_t fields() const { return fields_; } // bit f: some rule looks at field f
 
 private:
     std::vector<Rule> rules_;
     std::vector<RuleIndex> indices_; // one after the other; none of a short list, which is walked
-    uint16_t fields_ = 0;
 };
 
 } // namespace dataplane

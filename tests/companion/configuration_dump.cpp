@@ -22,8 +22,7 @@ void dump_ports(std::ostream& out, const Ports& ports) {
             port.filters_ingress, port.looks_at_tags, port.looks_at_priority_tags, port.edits_priority,
             port.ignores_fdb, port.counts_gap, port.is_in_lag, port.has_ip_interface, port.breaks_loops, port.tag_type,
             port.pvid, port.aging, port.default_stream, port.default_class, port.default_color,
-            port.forwarded_link_frames, port.discarded_link_frames, as_number(port.link_mode),
-            as_number(port.link_depend), port.link_depend_ports);
+            port.forwarded_link_frames, as_number(port.link_mode), as_number(port.link_depend), port.link_depend_ports);
         for (const uint8_t number : port.class_of_priority)
             put(out, number);
         for (const Policer& policer : port.policers)
