@@ -3,6 +3,7 @@
 
 #include "companion/names.h"
 #include "core/location.h"
+#include "core/query.h"
 #include "core/store.h"
 
 #include <sqlite3.h>
@@ -16,6 +17,29 @@ const char* const already_said = "";
 
 // For the locks of programs that know nothing of turns.
 constexpr int longest_wait = 20000; // ms
+
+// What is wrong with a file, and what to do about it, as the core says it.
+std::string trouble_of(int result, const std::string& reason) {
+    switch (result) {
+    case SQLITE_FULL:
+    case SQLITE_IOERR: return "cannot be written (" + reason + "); make room on its disk";
+    case SQLITE_READONLY:
+    case SQLITE_CANTOPEN:
+    case SQLITE_PERM: return "cannot be written (" + reason + "); let this user write the file and its folder";
+    case SQLITE_NOMEM: return "out of memory; end other programs";
+    default: return reason;
+    }
+}
+
+// As the store has it: 01:80:c2:00:00:0a.
+bool is_mac(const std::string& text) {
+    constexpr size_t length = 17;
+    for (size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if (i % 3 == 2 ? c != ':' : !((c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'))) return false;
+    }
+    return text.size() == length;
+}
 
 } // namespace
 
@@ -33,7 +57,7 @@ Query::Query(Database& source, const std::string& sql, const std::vector<Paramet
     if (sqlite3_prepare_v2(source.connection.get(), sql.c_str(), -1, &prepared, nullptr) != SQLITE_OK) source.fail();
     statement.reset(prepared);
     for (int i = 0; i < sqlite3_column_count(prepared); ++i)
-        columns.emplace_back(sqlite3_column_name(prepared, i));
+        columns.push_back({sqlite3_column_name(prepared, i), emulator::find_domain(sqlite3_column_name(prepared, i))});
     int place = 0;
     for (const Parameter& parameter : parameters) {
         ++place;
@@ -51,25 +75,42 @@ bool Query::next() {
     return result == SQLITE_ROW;
 }
 
-int Query::place_of(const char* column) const {
+size_t Query::place_of(const char* column) const {
     for (size_t place = 0; place < columns.size(); ++place)
-        if (columns[place] == column) return static_cast<int>(place);
+        if (columns[place].name == column) return place;
     throw std::logic_error(std::string("a query without a column ") + column);
 }
 
 bool Query::is_null(const char* column) const {
-    return sqlite3_column_type(statement.get(), place_of(column)) == SQLITE_NULL;
+    return sqlite3_column_type(statement.get(), static_cast<int>(place_of(column))) == SQLITE_NULL;
+}
+
+int64_t Query::number_in(const char* column, bool is_any) const {
+    const size_t place = place_of(column);
+    const int64_t value = sqlite3_column_int64(statement.get(), static_cast<int>(place));
+    const emulator::Domain* const domain = is_any ? nullptr : columns[place].domain;
+    if (sqlite3_column_type(statement.get(), static_cast<int>(place)) != SQLITE_INTEGER ||
+        (domain != nullptr && !domain->contains(value)))
+        fail_as_damaged(column);
+    return value;
 }
 
 int64_t Query::number(const char* column) const {
-    const int place = place_of(column);
-    if (sqlite3_column_type(statement.get(), place) != SQLITE_INTEGER) fail_as_damaged(column);
-    return sqlite3_column_int64(statement.get(), place);
+    return number_in(column, false);
+}
+
+int64_t Query::any_number(const char* column) const {
+    return number_in(column, true);
 }
 
 std::optional<int64_t> Query::optional_number(const char* column) const {
     if (is_null(column)) return std::nullopt;
     return number(column);
+}
+
+std::optional<int64_t> Query::optional_any_number(const char* column) const {
+    if (is_null(column)) return std::nullopt;
+    return any_number(column);
 }
 
 bool Query::flag(const char* column) const {
@@ -79,10 +120,12 @@ bool Query::flag(const char* column) const {
 }
 
 std::string Query::text(const char* column) const {
-    const int place = place_of(column);
+    const auto place = static_cast<int>(place_of(column));
     if (sqlite3_column_type(statement.get(), place) != SQLITE_TEXT) fail_as_damaged(column);
     const auto* const bytes = reinterpret_cast<const char*>(sqlite3_column_text(statement.get(), place));
-    return {bytes, static_cast<size_t>(sqlite3_column_bytes(statement.get(), place))};
+    std::string found(bytes, static_cast<size_t>(sqlite3_column_bytes(statement.get(), place)));
+    if (columns[static_cast<size_t>(place)].name == "mac" && !is_mac(found)) fail_as_damaged(column);
+    return found;
 }
 
 std::optional<std::string> Query::optional_text(const char* column) const {
@@ -91,15 +134,7 @@ std::optional<std::string> Query::optional_text(const char* column) const {
 }
 
 void Query::fail_as_damaged(const char* column) const {
-    const int place = place_of(column);
-    std::string what = std::string(column) + " cannot be ";
-    switch (sqlite3_column_type(statement.get(), place)) {
-    case SQLITE_INTEGER: what += std::to_string(sqlite3_column_int64(statement.get(), place)); break;
-    case SQLITE_TEXT: what += "this text"; break;
-    case SQLITE_NULL: what += "missing"; break;
-    default: what += "of this type"; break;
-    }
-    database.fail_as_damaged(what);
+    database.fail_as_damaged(statement.get(), static_cast<int>(place_of(column)));
 }
 
 // --- Database ---
@@ -141,9 +176,15 @@ void Database::fail() {
     const std::string reason = connection != nullptr ? sqlite3_errmsg(connection.get()) : "out of memory";
     // A schema that is not ours does not fit our statements.
     if (result == SQLITE_CORRUPT || result == SQLITE_NOTADB || result == SQLITE_ERROR) fail_as_damaged(reason);
-    const std::string what = file.string() + ": " + reason;
-    if (result == SQLITE_BUSY) throw Locked(what);
-    throw Failure(what);
+    if (result == SQLITE_BUSY) throw Locked(file.string() + ": " + reason);
+    throw Failure(file.string() + ": " + trouble_of(result, reason));
+}
+
+void Database::fail_as_damaged(sqlite3_stmt* row, int column) {
+    char what[120];
+    notation::Text text(what, sizeof what);
+    emulator::write_damage(text, row, column);
+    fail_as_damaged(what);
 }
 
 void Database::fail_as_damaged(const std::string& what) {
@@ -217,8 +258,8 @@ Children::Children(Database& source, const std::string& sql, std::vector<const c
 bool Children::is_at(const Query& parent) const {
     if (!has_row) return false;
     for (const char* key : keys) {
-        const int64_t own = rows.number(key);
-        const int64_t wanted = parent.number(key);
+        const int64_t own = rows.any_number(key);
+        const int64_t wanted = parent.any_number(key);
         if (own < wanted) rows.fail_as_damaged(key); // its parent would have come before
         if (own > wanted) return false;
     }

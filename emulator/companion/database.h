@@ -1,6 +1,7 @@
 // The store of the emulated switch, as the companion reads and writes it.
 #pragma once
 
+#include "core/domains.h"
 #include "platform/words.h"
 
 #include <cstdint>
@@ -49,8 +50,11 @@ public:
     // Goes to the first row, or the next one. False: there is none.
     bool next();
 
-    int64_t number(const char* column) const;
+    int64_t number(const char* column) const; // in the domain of that column
     std::optional<int64_t> optional_number(const char* column) const;
+    // Of what a library was told and keeps, right or wrong.
+    int64_t any_number(const char* column) const;
+    std::optional<int64_t> optional_any_number(const char* column) const;
     bool flag(const char* column) const; // 0 or 1
     std::string text(const char* column) const;
     std::optional<std::string> optional_text(const char* column) const;
@@ -71,10 +75,15 @@ public:
     [[noreturn]] void fail_as_damaged(const char* column) const;
 
 private:
-    int place_of(const char* column) const;
+    struct Column {
+        std::string name;
+        const emulator::Domain* domain; // null: any number
+    };
+    size_t place_of(const char* column) const;
+    int64_t number_in(const char* column, bool is_any) const;
 
     Database& database;
-    std::vector<std::string> columns;
+    std::vector<Column> columns;
     std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)> statement;
 };
 
@@ -106,6 +115,7 @@ public:
     [[noreturn]] void fail();
     // A value that the store cannot have by itself, such as class 100: `what` names it.
     [[noreturn]] void fail_as_damaged(const std::string& what);
+    [[noreturn]] void fail_as_damaged(sqlite3_stmt* row, int column);
 
 private:
     friend class Query;

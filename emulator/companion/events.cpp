@@ -13,20 +13,25 @@ namespace {
 
 std::string event_text(const Query& row) {
     const std::string object = row.text("object");
-    const bool is_added = row.number("event") == trap_event::added;
-    const std::string port = std::to_string(row.number("port"));
+    const bool is_added = row.any_number("event") == trap_event::added;
+    const std::string port = std::to_string(row.any_number("port"));
+    const std::optional<int64_t> type = row.optional_any_number("type");
+    const std::optional<int64_t> stream = row.optional_any_number("stream");
+    const std::optional<int64_t> traffic_class = row.optional_any_number("traffic_class");
     if (object == "BridgePort") {
         if (!is_added) return "port " + port + " deleted";
-        const int64_t type = row.number("type");
-        const char* const word = word_for(port_type_words, type);
-        return "port " + port + " created, type " + (word != nullptr ? word : std::to_string(type));
+        if (!type) row.fail_as_damaged("type");
+        const char* const word = word_for(port_type_words, *type);
+        return "port " + port + " created, type " + (word != nullptr ? word : std::to_string(*type));
     }
     if (object == "PortVlan")
         return "port " + port + (is_added ? " joined" : " left") + " vlan " +
                shown(row.optional_text("vlan").value_or(""));
     if (object != "Queue") row.fail_as_damaged("object");
-    return "queue " + port + "/" + std::to_string(row.number("stream")) + "/" +
-           std::to_string(row.number("traffic_class")) + (is_added ? " created" : " deleted");
+    if (!stream) row.fail_as_damaged("stream");
+    if (!traffic_class) row.fail_as_damaged("traffic_class");
+    return "queue " + port + "/" + std::to_string(*stream) + "/" + std::to_string(*traffic_class) +
+           (is_added ? " created" : " deleted");
 }
 
 Json or_null(std::optional<int64_t> number) {
@@ -47,19 +52,19 @@ Json json_of(const Query& row) {
     const auto* const kind =
         std::find_if(std::begin(kinds), std::end(kinds), [&](const auto& one) { return name == one.name; });
     if (kind == std::end(kinds)) row.fail_as_damaged("object");
-    const bool is_added = row.number("event") == trap_event::added;
-    const std::optional<int64_t> type = row.optional_number("type");
+    const bool is_added = row.any_number("event") == trap_event::added;
+    const std::optional<int64_t> type = row.optional_any_number("type");
     const bool has_type = type && *type != trap_event::no_type;
     const char* const word = has_type ? word_for(port_type_words, *type) : nullptr;
     const std::optional<std::string> vlan = row.optional_text("vlan");
     return {{"at", json_time(row.text("at"))},
             {"event", is_added ? kind->added : kind->gone},
             {"object", kind->object},
-            {"port", row.number("port")},
+            {"port", row.any_number("port")},
             {"type", word != nullptr ? Json(word) : or_null(has_type ? type : std::nullopt)},
             {"vlan", vlan ? Json(*vlan) : Json(nullptr)},
-            {"stream", or_null(row.optional_number("stream"))},
-            {"class", or_null(row.optional_number("traffic_class"))}};
+            {"stream", or_null(row.optional_any_number("stream"))},
+            {"class", or_null(row.optional_any_number("traffic_class"))}};
 }
 
 int print_events(bool keeps_on, bool as_json) {

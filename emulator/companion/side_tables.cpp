@@ -28,17 +28,17 @@ int64_t kind_of(int64_t port) {
 SideTables::SideTables(Database& database) {
     Query named(database, "SELECT category, name, id FROM qualifier");
     while (named.next())
-        names[{named.text("category"), named.text("name")}] = named.number("id");
+        names[{named.text("category"), named.text("name")}] = named.any_number("id");
     Query rows(database, "SELECT * FROM port_table ORDER BY kind, port");
     Children vlans(database, "SELECT * FROM port_table_vlan ORDER BY kind, port", {"kind", "port"});
     while (rows.next()) {
-        Port& port = ports[{rows.number("kind"), rows.number("port")}];
-        port.ether = rows.number("ether");
+        Port& port = ports[{rows.any_number("kind"), rows.any_number("port")}];
+        port.ether = rows.any_number("ether");
         port.is_enabled = rows.flag("enabled");
-        port.link_mode = rows.optional_number("link_mode");
-        port.link_depend = rows.optional_number("link_depend");
-        port.link_depend_ports = rows.number("link_depend_ports");
-        vlans.of(rows, [&](const Query& row) { port.vids.insert(row.number("vid")); });
+        port.link_mode = rows.optional_any_number("link_mode");
+        port.link_depend = rows.optional_any_number("link_depend");
+        port.link_depend_ports = rows.any_number("link_depend_ports");
+        vlans.of(rows, [&](const Query& row) { port.vids.insert(row.any_number("vid")); });
     }
     vlans.expect_end();
 }

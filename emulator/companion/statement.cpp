@@ -8,10 +8,7 @@ std::string_view Statement::text(int column) const {
 }
 
 void Statement::fail_as_damaged(int column) const {
-    const std::string value = is_null(column)                                           ? "missing"
-                              : sqlite3_column_type(prepared, column) == SQLITE_INTEGER ? std::to_string(number(column))
-                                                                                        : "this";
-    database.fail_as_damaged(std::string(sqlite3_column_name(prepared, column)) + " cannot be " + value);
+    database.fail_as_damaged(prepared, column);
 }
 
 void Statement::start() {

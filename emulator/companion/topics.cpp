@@ -1,6 +1,7 @@
 // The kinds of objects of a switch.
 #include "companion/topics.h"
 
+#include "companion/orphans.h"
 #include "core/match_fields.h"
 #include "platform/portshm.h"
 #include "platform/qual.h"
@@ -441,6 +442,7 @@ std::optional<std::string> type_told(const Query& row) {
 }
 
 void read_queues(Database& database, const Take& take) {
+    expect_queues_in_streams(database);
     Query rows(database, "SELECT stream_index, traffic_class, blocks, length, stream_type, weighted, priority, ratio"
                          " FROM queue LEFT JOIN queue_in_stream USING (stream_index, traffic_class)"
                          " ORDER BY stream_index, traffic_class");
@@ -695,16 +697,16 @@ void read_port_table(Database& database, const Take& take) {
     Children vlans(database, "SELECT kind, port, vid FROM port_table_vlan ORDER BY kind, port, vid", {"kind", "port"});
     Query rows(database, "SELECT * FROM port_table ORDER BY kind, port");
     while (rows.next()) {
-        const Json depend = word_or_number(rows.optional_number("link_depend"), link_depend_words);
-        Json entry{{"port", rows.number("port")},
-                   {"kind", word_or_number(rows.number("kind"), port_kind_words)},
-                   {"ether", rows.number("ether")},
+        const Json depend = word_or_number(rows.optional_any_number("link_depend"), link_depend_words);
+        Json entry{{"port", rows.any_number("port")},
+                   {"kind", word_or_number(rows.any_number("kind"), port_kind_words)},
+                   {"ether", rows.any_number("ether")},
                    {"enabled", rows.flag("enabled")},
-                   {"link_mode", word_or_number(rows.optional_number("link_mode"), link_mode_words)},
+                   {"link_mode", word_or_number(rows.optional_any_number("link_mode"), link_mode_words)},
                    {"link_depend", depend},
-                   {"link_depend_ports", depend == "port" ? ports_in(rows.number("link_depend_ports")) : Json(nullptr)},
+                   {"link_depend_ports", depend == "port" ? ports_in(rows.any_number("link_depend_ports")) : Json(nullptr)},
                    {"vids", Json::array()}};
-        vlans.of(rows, [&](const Query& row) { entry["vids"].push_back(row.number("vid")); });
+        vlans.of(rows, [&](const Query& row) { entry["vids"].push_back(row.any_number("vid")); });
         take(entry);
     }
     vlans.expect_end();

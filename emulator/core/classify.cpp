@@ -84,7 +84,8 @@ bool fits_in_memory(int32_t list, int32_t line, const ClassifyRule& rule) {
 // The line after the last, else the lowest that is free.
 OptionalNumber find_free_line(int32_t list) {
     const int64_t last_allowed = limit("rules_per_clslist");
-    const int64_t last = find_number("SELECT max(line) FROM classify_rule WHERE list = ?1", list).value_or(0);
+    const int64_t last =
+        find_optional_number("SELECT max(line) AS line FROM classify_rule WHERE list = ?1", list).value_or(0);
     if (last < last_allowed) return last + 1;
 
     int64_t candidate = 1;
@@ -126,7 +127,7 @@ bool is_member(int32_t port, uint32_t vid) {
 int32_t create_classify_profile(int32_t list) {
     if (list_exists(list)) return status::profile_exists;
     // There are no more lists than the highest number says, so that most often none need counting.
-    const int64_t highest = find_number("SELECT max(list) FROM classify_list").value_or(0);
+    const int64_t highest = find_optional_number("SELECT max(list) AS list FROM classify_list").value_or(0);
     if (is_full("clslists", highest + 1, "SELECT count(*) FROM classify_list")) return status::too_many_profiles;
     change("INSERT INTO classify_list (list) VALUES (?1)", list);
     return 0;

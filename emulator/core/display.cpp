@@ -62,6 +62,8 @@ public:
                 -1, &rows_, nullptr),
             database);
         bind(rows_, 1, list);
+        for (int column = 0; rows_ != nullptr && column < sqlite3_column_count(rows_); ++column)
+            domains_[column] = find_domain(sqlite3_column_name(rows_, column));
         step();
     }
     ~RuleReader() { sqlite3_finalize(rows_); }
@@ -71,7 +73,7 @@ public:
     bool next(RuleText& text) {
         if (!has_row_) return false;
         text = RuleText{};
-        text.line = number(0, "line", 1, INT32_MAX);
+        text.line = number(0);
         read_class(text.words[0]);
         Word extractions[extraction_point_count];
         for (const int64_t line = sqlite3_column_int64(rows_, 0); has_row_ && sqlite3_column_int64(rows_, 0) == line;
@@ -89,17 +91,12 @@ private:
         store::note_result(result, sqlite3_db_handle(rows_));
         has_row_ = result == SQLITE_ROW;
     }
-    int64_t number(int column, const char* place, int64_t low, int64_t high) const {
-        const int64_t value = sqlite3_column_int64(rows_, column);
-        if (value < low || value > high) store::note_damage(place, value);
-        return value;
-    }
+    int64_t number(int column) const { return read_number(rows_, column, domains_[column]); }
 
     void read_class(Word& word) const {
-        const int64_t stream = number(1, "classify_rule.stream", 0, streams_per_port - 1);
-        const int64_t traffic_class = number(2, "classify_rule.traffic_class", 0, classes_per_stream - 1);
-        const char* const color = word_for(color_words, sqlite3_column_int64(rows_, 3));
-        if (color == nullptr) store::note_damage("classify_rule.color", sqlite3_column_int64(rows_, 3));
+        const int64_t stream = number(1);
+        const int64_t traffic_class = number(2);
+        const char* const color = read_word(rows_, 3, color_words);
         if (store::failure() != 0) return;
         write_word(word, [&](notation::Text& text) {
             notation::write_unsigned(text, static_cast<uint32_t>(stream) + 1);
@@ -113,20 +110,21 @@ private:
     void read_match(RuleText& text, Word (&extractions)[extraction_point_count]) const {
         const auto* const name = reinterpret_cast<const char*>(sqlite3_column_text(rows_, 4));
         if (name == nullptr) return; // a rule that takes anything
-        std::optional<int64_t> high;
-        if (sqlite3_column_type(rows_, 6) != SQLITE_NULL) high = sqlite3_column_int64(rows_, 6);
-        const StoredMatch match{sqlite3_column_int64(rows_, 5), high, sqlite3_column_int64(rows_, 7)};
-        if (!match.is_sound()) return store::note_damage("a bound or mask of classify_match", match.low);
+        const bool is_range = sqlite3_column_type(rows_, 6) != SQLITE_NULL;
+        const StoredMatch match{number(5), is_range ? OptionalNumber(number(6)) : std::nullopt, number(7)};
+        if (store::failure() != 0) return;
         for (size_t i = 0; i < std::size(match_fields); ++i) {
             const MatchField& field = match_fields[i];
             if (strcmp(field.name, name) != 0) continue;
+            if (!match.fits(field)) return note_damage(rows_, 5);
             Word& word = i < plain_fields ? text.words[1 + i] : extractions[i - plain_fields];
             return write_word(word, [&](notation::Text& out) { write_match(out, field, match); });
         }
-        store::note_damage("a field of the rule in line", text.line);
+        note_damage(rows_, 4);
     }
 
     sqlite3_stmt* rows_ = nullptr;
+    const Domain* domains_[8] = {};
     bool has_row_ = false;
 };
 
@@ -155,7 +153,7 @@ void write_heading(Page& page, int64_t list, int64_t count, OptionalNumber marki
     page.put(list, 0);
     if (count == 0) return page.put(": no rules\n");
     const char* const word = word_for(marking_words, marking.value_or(-1));
-    if (word == nullptr) return store::note_damage("classify_list.marking", marking.value_or(-1));
+    if (word == nullptr) return store::note_damage("a list of rules has no marking");
     page.put(": ");
     page.put(count, 0);
     page.put(count == 1 ? " rule, marking " : " rules, marking ");
@@ -263,10 +261,11 @@ int32_t Display::prepare() {
     if (is_whole_) {
         write_all();
     } else {
-        const int64_t first = list_ != 0 ? list_ : find_number("SELECT min(list) FROM classify_list").value_or(0);
+        const int64_t first =
+            list_ != 0 ? list_ : find_optional_number("SELECT min(list) AS list FROM classify_list").value_or(0);
         write_heading(page_, first,
                       find_number("SELECT count(*) FROM classify_rule WHERE list = ?1", first).value_or(0),
-                      find_number("SELECT marking FROM classify_list WHERE list = ?1", first));
+                      find_optional_number("SELECT marking FROM classify_list WHERE list = ?1", first));
     }
     return page_.is_broken() ? refusal::no_memory : 0;
 }
@@ -283,10 +282,9 @@ void Display::write_all() {
         const int result = sqlite3_step(lists);
         store::note_result(result, copy_);
         if (result != SQLITE_ROW) break;
-        OptionalNumber marking;
-        if (sqlite3_column_type(lists, 1) != SQLITE_NULL) marking = sqlite3_column_int64(lists, 1);
+        const OptionalNumber marking = read_optional_number(lists, 1);
         page_.put(separator);
-        write_list(copy_, sqlite3_column_int64(lists, 0), marking, page_);
+        write_list(copy_, read_number(lists, 0), marking, page_);
         separator = "\n";
     }
     sqlite3_finalize(lists);

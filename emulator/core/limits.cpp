@@ -4,14 +4,19 @@
 namespace emulator {
 
 int64_t limit(const char* name) {
-    const int64_t value = find_number("SELECT value FROM limits WHERE name = ?1", name).value_or(0);
-    return value < highest_limit ? value : highest_limit;
+    const OptionalNumber value = find_number("SELECT value FROM limits WHERE name = ?1", name);
+    if (!value) store::note_damage("a limit is missing");
+    return value.value_or(0) < highest_limit ? value.value_or(0) : highest_limit;
 }
 
 bool take(const char* pool, int64_t amount) {
     // A limit that was set below what is in use only stops further growth.
-    return change("UPDATE limits SET in_use = in_use + ?2 WHERE name = ?1 AND (?2 <= 0 OR in_use + ?2 <= value)", pool,
-                  amount) == 1;
+    if (change("UPDATE limits SET in_use = in_use + ?2 WHERE name = ?1 AND (?2 <= 0 OR in_use + ?2 <= value)", pool,
+               amount) == 1)
+        return true;
+    // Refused for want of room, or since no pool can be in that state.
+    if (!find_number("SELECT in_use FROM limits WHERE name = ?1", pool)) store::note_damage("a limit is missing");
+    return false;
 }
 
 void give_back(const char* pool, int64_t amount) {

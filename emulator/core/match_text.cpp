@@ -20,13 +20,16 @@ void write_value(notation::Text& out, MatchStyle style, uint32_t value) {
     notation::write_hex_digits(out, value, digits);
 }
 
+bool is_prefix(uint32_t mask) {
+    const int length = std::countl_one(mask);
+    return length == 32 || mask << length == 0;
+}
+
 void write_mask(notation::Text& out, const MatchField& field, uint32_t mask) {
     if (mask == field.full_mask()) return;
     out.put('/');
-    const int prefix = std::countl_one(mask);
-    const bool is_prefix = prefix == 32 || mask << prefix == 0;
-    if (field.style == MatchStyle::address && is_prefix)
-        notation::write_unsigned(out, static_cast<uint32_t>(prefix));
+    if (field.style == MatchStyle::address && is_prefix(mask))
+        notation::write_unsigned(out, static_cast<uint32_t>(std::countl_one(mask)));
     else
         write_value(out, MatchStyle::extraction, mask);
 }
@@ -39,6 +42,10 @@ uint32_t typed(const MatchField& field, uint32_t value, uint32_t mask) {
 }
 
 } // namespace
+
+bool can_be_typed(const MatchField& field, const StoredMatch& match) {
+    return field.style != MatchStyle::address || is_prefix(static_cast<uint32_t>(match.mask));
+}
 
 void write_match(notation::Text& out, const MatchField& field, const StoredMatch& match) {
     const auto mask = static_cast<uint32_t>(match.mask);

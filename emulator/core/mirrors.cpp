@@ -65,7 +65,7 @@ int32_t set_mirror_source(uint16_t mirror, int32_t type, uint16_t port, uint16_t
     const OptionalNumber source_vid = vid != 0 ? OptionalNumber(vid) : std::nullopt;
     // The mirror errors have no number of their own for a port or VLAN that does not exist.
     if ((source_port && !port_exists(port)) || (source_vid && !vlan_exists(vid))) return status::mirror_failed;
-    if (source_port && find_number("SELECT destination FROM mirror WHERE mirror = ?1", mirror) == source_port)
+    if (source_port && find_optional_number("SELECT destination FROM mirror WHERE mirror = ?1", mirror) == source_port)
         return status::mirror_destination_is_source;
     change("UPDATE mirror SET source_type = ?2, source_port = ?3, source_vid = ?4 WHERE mirror = ?1", mirror, type,
            source_port, source_vid);
@@ -75,7 +75,7 @@ int32_t set_mirror_source(uint16_t mirror, int32_t type, uint16_t port, uint16_t
 int32_t set_mirror_dest(uint16_t mirror, uint16_t port) {
     if (const int32_t status = check_modifiable(mirror); status != 0) return status;
     if (!port_exists(port)) return status::mirror_failed;
-    if (find_number("SELECT source_port FROM mirror WHERE mirror = ?1", mirror) == port)
+    if (find_optional_number("SELECT source_port FROM mirror WHERE mirror = ?1", mirror) == port)
         return status::mirror_destination_is_source;
     change("UPDATE mirror SET destination = ?2 WHERE mirror = ?1", mirror, port);
     return 0;

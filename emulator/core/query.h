@@ -1,7 +1,10 @@
 // Asking and changing the store: short names for a statement with its values.
 #pragma once
 
+#include "core/domains.h"
 #include "core/store.h"
+#include "notation.h"
+#include "platform/words.h"
 
 #include <concepts>
 #include <cstddef>
@@ -11,12 +14,29 @@ namespace emulator {
 
 using OptionalNumber = std::optional<int64_t>;
 
+// Says what a column of the row cannot be: "color cannot be 100".
+void write_damage(notation::Text& out, sqlite3_stmt* row, int column);
+void note_damage(sqlite3_stmt* row, int column);
+
 inline void bind(sqlite3_stmt* statement, int place, std::integral auto value) {
     sqlite3_bind_int64(statement, place, static_cast<int64_t>(value));
 }
 void bind(sqlite3_stmt* statement, int place, OptionalNumber value);     // none is NULL
 inline void bind(sqlite3_stmt* statement, int place, const char* text) { // null is NULL
     sqlite3_bind_text(statement, place, text, -1, SQLITE_STATIC);
+}
+
+// A number of the row. What its column cannot have is noted as damage, and read as a number that it can: NULL too, but
+// for the optional ones, which are none then. An expression gets the name of the column that it is of with AS.
+int64_t read_number(sqlite3_stmt* row, int column);
+int64_t read_number(sqlite3_stmt* row, int column, const Domain* domain); // looked up once, for many rows
+OptionalNumber read_optional_number(sqlite3_stmt* row, int column);
+
+// The word for a number of the row; null, having noted damage, where there is none.
+template <size_t Count> const char* read_word(sqlite3_stmt* row, int column, const NumberedWord (&words)[Count]) {
+    const char* const word = word_for(words, sqlite3_column_int64(row, column));
+    if (word == nullptr || sqlite3_column_type(row, column) != SQLITE_INTEGER) note_damage(row, column);
+    return word;
 }
 
 // The rows that a statement finds.
@@ -37,14 +57,8 @@ public:
         store::note_result(result);
         return result == SQLITE_ROW;
     }
-    int64_t number(int column) const { return sqlite3_column_int64(statement_, column); }
-    OptionalNumber optional_number(int column) const {
-        if (sqlite3_column_type(statement_, column) == SQLITE_NULL) return std::nullopt;
-        return number(column);
-    }
-    const char* text(int column) const {
-        return reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
-    }
+    int64_t number(int column) const { return read_number(statement_, column); }
+    OptionalNumber optional_number(int column) const { return read_optional_number(statement_, column); }
 
 private:
     sqlite3_stmt* statement_;
@@ -54,8 +68,15 @@ template <typename... Values> bool exists(const char* sql, const Values&... valu
     return Rows(sql, values...).next();
 }
 
-// The first column of the first row; none where there is no row, or NULL.
+// The first column of the first row; none where there is no row.
 template <typename... Values> OptionalNumber find_number(const char* sql, const Values&... values) {
+    Rows rows(sql, values...);
+    if (!rows.next()) return std::nullopt;
+    return rows.number(0);
+}
+
+// Of a column that may be NULL, which counts as none.
+template <typename... Values> OptionalNumber find_optional_number(const char* sql, const Values&... values) {
     Rows rows(sql, values...);
     if (!rows.next()) return std::nullopt;
     return rows.optional_number(0);

@@ -331,11 +331,11 @@ void forget_failure() {
     connection.failure = 0;
 }
 
-void note_damage(const char* place, int64_t value) {
-    if (connection.failure == 0)
+// That the store would not take a value may come of the damage.
+void note_damage(const char* what) {
+    if (connection.failure == 0 || connection.failure == refusal::invalid_value)
         connection.failure = complain(connection.path, refusal::damaged,
-                                      "damaged (%s is %lld); move it away, the next sentence makes an empty switch",
-                                      place, static_cast<long long>(value));
+                                      "damaged (%s); move it away, the next sentence makes an empty switch", what);
 }
 
 int64_t changed_rows() {

@@ -48,8 +48,8 @@ void close();
 int32_t failure();
 void forget_failure();
 
-// Remembers that a value was found that no call can have stored, and says so: "classify_rule.color" and the value.
-void note_damage(const char* place, int64_t value);
+// Remembers that something was found that no call can have stored, and says so: "color cannot be 100".
+void note_damage(const char* what);
 
 // Rows changed by the last statement, without those that went with their parent.
 int64_t changed_rows();

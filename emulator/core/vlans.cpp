@@ -18,7 +18,7 @@ constexpr int64_t most_vlans = 8190; // as many as there are ids
 OptionalNumber find_free_vid() {
     const int64_t highest_allowed = limit("vlan_allocation");
     const int64_t highest_used =
-        find_number("SELECT max(vid) FROM vlan WHERE vid <= ?1", vlan_id::highest_tagged).value_or(0);
+        find_optional_number("SELECT max(vid) AS vid FROM vlan WHERE vid <= ?1", vlan_id::highest_tagged).value_or(0);
     if (highest_used < highest_allowed) return highest_used + 1;
 
     int64_t candidate = 1;

@@ -1,9 +1,11 @@
 // The schema takes the numbers that the libraries' interface names, and no others.
+#include "core/domains.h"
 #include "platform/words.h"
 #include "switch_test.h"
 
 #include <set>
 #include <span>
+#include <sstream>
 
 namespace {
 
@@ -78,6 +80,18 @@ TEST_F(SchemaNumbers, keep_to_the_ranges_of_the_interface) {
     constexpr int32_t streams = front_port_count * streams_per_port;
     EXPECT_EQ(taken("stream", "stream_index", {-1, 0, streams - 1, streams}), (std::set{0, streams - 1}));
     EXPECT_EQ(ask("SELECT tag_type FROM port"), std::to_string(default_tag_type));
+}
+
+// So that whoever reads one knows what it cannot be. Rows' own numbers, and what tells of a process, can be any.
+TEST_F(SchemaNumbers, have_a_domain_each) {
+    std::istringstream names(ask("SELECT group_concat(name, ' ') FROM (SELECT DISTINCT c.name FROM sqlite_schema AS s,"
+                                 " pragma_table_info(s.name) AS c WHERE s.type = 'table' AND c.type = 'INTEGER')"));
+    std::set<std::string> without;
+    size_t count = 0;
+    for (std::string name; names >> name; ++count)
+        if (emulator::find_domain(name.c_str()) == nullptr) without.insert(name);
+    EXPECT_GT(count, 70U);
+    EXPECT_EQ(without, (std::set<std::string>{"event", "first", "id", "pid", "run"}));
 }
 
 } // namespace

@@ -1,0 +1,163 @@
+// Streams and queues as sentences.
+#include "companion/config.h"
+#include "companion/orphans.h"
+
+#include "platform/qual.h"
+
+namespace config {
+
+namespace {
+
+// What sentences give to every new stream and queue.
+constexpr int64_t first_qos_parameter = 2048;
+constexpr int64_t second_qos_parameter = 64;
+constexpr int64_t initial_blocks = 256;
+constexpr int64_t initial_length = 16384;
+
+struct Stream {
+    int64_t index;
+    std::string address; // 1/256
+
+    explicit Stream(const Query& row) : index(row.number("stream_index")) {
+        address = text(index / streams_per_port + 1) + "/" + text(index % streams_per_port + 1);
+    }
+    int64_t port() const { return index / streams_per_port + 1; }
+    int64_t number() const { return index % streams_per_port; }
+};
+
+// Whether a sentence makes a stream like this one.
+bool is_made_by_sentence(const Query& row) {
+    return !row.is_null("port") && row.number("qos_type") != 0 && row.number("qos_first") == first_qos_parameter &&
+           row.number("qos_second") == second_qos_parameter;
+}
+
+void add_stream_by_calls(Configuration& out, const Stream& stream, const Query& row) {
+    out.remark("stream " + stream.address + " was not made or deleted to its end");
+    out.call("brgfdb_create_stream", stream.index);
+    if (!row.is_null("port")) out.call("brgfdb_add_stream_to_port", stream.index, stream.port(), stream.number());
+    if (row.number("qos_type") != 0 || row.number("qos_first") != 0 || row.number("qos_second") != 0)
+        out.call("brgfdb_set_qostype_in_stream", stream.index, row.number("qos_type"), row.number("qos_first"),
+                 row.number("qos_second"));
+}
+
+// A minimum burst above the maximum can only be typed in the form with a keyword for each value.
+std::string shaping_words(const Query& row) {
+    const int64_t min_burst = row.number("min_burst");
+    const int64_t max_burst = row.number("max_burst");
+    const std::string min_rate = typed_rate(row.number("min_rate"));
+    const std::string max_rate = typed_rate(row.number("max_rate"));
+    if (min_burst <= max_burst)
+        return "rate " + min_rate + "-" + max_rate + " burst " + text(min_burst) + "-" + text(max_burst) + " byte";
+    return "maxrate " + max_rate + " minrate " + min_rate + " maxburst " + typed_rate(max_burst) + " min " +
+           typed_rate(min_burst);
+}
+
+// The sentence that shapes asks for the port, too, which may be gone where the stream is not attached.
+void add_stream_settings(Configuration& out, const Stream& stream, const Query& row) {
+    if (row.number("max_rate") != 0) {
+        if (!row.is_null("port"))
+            out.add("set stream " + stream.address + " shaping on " + shaping_words(row));
+        else
+            out.call("brgfdb_set_shaping_in_stream", stream.index, row.number("min_rate"), row.number("min_burst"),
+                     row.number("max_rate"), row.number("max_burst"));
+    }
+    if (row.number("priority") != 0)
+        out.add("set stream " + stream.address + " priority " + text(row.number("priority")));
+}
+
+std::string tos_map_words(const Query& stream, Children& entries) {
+    std::string words;
+    int64_t at = 0;
+    entries.of(stream, [&](const Query& row) {
+        const int64_t entry = row.number("entry");
+        if (entry < at || entry >= int64_t{tosmap_entry_count}) row.fail_as_damaged("entry");
+        for (; at < entry; ++at)
+            words += ",";
+        words += hex(row.number("value")) + "/" + hex(row.number("mask"));
+    });
+    return words;
+}
+
+} // namespace
+
+void add_streams(Configuration& out) {
+    Children maps(out.database, "SELECT * FROM tos_map ORDER BY stream_index, entry", {"stream_index"});
+    Query rows(out.database, "SELECT * FROM stream ORDER BY stream_index");
+    while (rows.next()) {
+        const Stream stream(rows);
+        if (is_made_by_sentence(rows)) {
+            out.add("create stream " + stream.address + " qostype " + rows.word("qos_type", qos_type_words));
+            out.expected.name(qualifier::stream, stream.address, qualifier::no_id);
+        } else {
+            add_stream_by_calls(out, stream, rows);
+        }
+        add_stream_settings(out, stream, rows);
+        if (const std::string map = tos_map_words(rows, maps); !map.empty())
+            out.add("set stream " + stream.address + " tosmap " + map);
+    }
+    maps.expect_end();
+}
+
+namespace {
+
+int64_t block_size(int64_t length) {
+    return length > 1048576 ? 256 : length > 262144 ? 128 : 64;
+}
+
+// A new queue is served by its stream's type, with the priority of its class.
+bool is_attached_by_sentence(const Query& row) {
+    const int64_t type = row.number("qos_type");
+    return row.number("stream_type") == type && row.flag("weighted") == (type == qos_type::weighted_fair);
+}
+
+void add_queue(Configuration& out, const Query& row) {
+    const Stream stream(row);
+    const int64_t traffic_class = row.number("traffic_class");
+    const std::string queue = stream.address + "/" + text(traffic_class);
+    const int64_t index = stream.index * classes_per_stream + traffic_class;
+    const int64_t blocks = row.number("blocks");
+    const int64_t length = row.number("length");
+    if (row.is_null("priority") || row.is_null("qos_type") || !is_attached_by_sentence(row)) {
+        out.remark("queue " + queue + " was not made or deleted to its end");
+        out.call("brgfdb_create_queue", index, blocks, length);
+        if (row.is_null("priority")) return;
+        out.call("brgfdb_add_queue_to_stream", index, stream.index, traffic_class, row.number("stream_type"),
+                 traffic_class, row.number("weighted"));
+    } else {
+        out.add("create queue " + queue);
+        out.expected.name(qualifier::queue, queue, qualifier::no_id);
+        if (blocks * block_size(length) != length)
+            out.call("brgfdb_set_queue_size", index, stream.index, traffic_class, blocks, length);
+        else if (length != initial_length || blocks != initial_blocks)
+            out.add("set queue " + queue + " queue_length " + text(length));
+    }
+    if (row.number("priority") != traffic_class || row.number("ratio") != 1)
+        out.add("set queue " + queue + " pri " + text(row.number("priority")) + " ratio " + text(row.number("ratio")));
+}
+
+} // namespace
+
+void add_queues(Configuration& out) {
+    expect_queues_in_streams(out.database);
+    Query rows(out.database, "SELECT queue.stream_index, queue.traffic_class, blocks, length, stream_type, weighted,"
+                             " queue_in_stream.priority, ratio, qos_type FROM queue"
+                             " LEFT JOIN queue_in_stream USING (stream_index, traffic_class)"
+                             " LEFT JOIN stream USING (stream_index) ORDER BY queue.stream_index, queue.traffic_class");
+    while (rows.next())
+        add_queue(out, rows);
+    Query policies(out.database, "SELECT * FROM drop_policy ORDER BY stream_index, traffic_class, color");
+    while (policies.next()) {
+        const int64_t min_threshold = policies.number("min_threshold");
+        const int64_t max_threshold = policies.number("max_threshold");
+        const int64_t min_drop = policies.number("min_drop");
+        const int64_t max_drop = policies.number("max_drop");
+        const bool is_tail_drop = min_threshold == 100 && max_threshold == 0 && min_drop == 0 && max_drop == 0;
+        out.add("set queue " + Stream(policies).address + "/" + text(policies.number("traffic_class")) + " color " +
+                policies.word("color", color_words) + " drop_type " +
+                (is_tail_drop ? "taildrop"
+                              : "wred thresh " + text(min_threshold) + "-" + text(max_threshold) + " drop " +
+                                    text(min_drop) + "-" + text(max_drop)));
+    }
+}
+
+} // namespace config
