@@ -1,14 +1,17 @@
 // Damages copies of a store, one place each, and has everything read and written that the emulated switch and its
-// companion have: damage_campaign STORE FOLDER FIRST COUNT
+// companion have: damage_campaign STORE FOLDER CAPTURE ALL [FIRST [COUNT]]
 //
-// The first damages set every column of every table to values out of its domain, one row or all of them; those behind
-// set random bytes at random places of the file. Whatever the damage, a command shows the switch or says in one line
-// what is wrong, and nothing ends by a signal. Each damage is met in a process of its own, so that one that does end so
-// is counted and told with its number, by which it can be met again.
+// Of ALL damages four fifths set columns to values out of their domain, one row or all of them, spread over every
+// column of every table; the others set random bytes at random places of the file. Whatever the damage, a command shows
+// the switch or says in one line what is wrong, and nothing ends by a signal. A value that no reader of its column can
+// take for one has to be told by one of them at least. Each damage is met in a process of its own; where that ends by a
+// signal, the command or call is told, with the number of the damage, and another process goes on behind it.
 #include "companion/command_line.h"
 #include "companion/commands.h"
-#include "platform/brgfdb.h"
-#include "platform/qual.h"
+#include "core/domains.h"
+#include "core/store.h"
+#include "core/trouble.h"
+#include "damaged_calls.h"
 
 #include <sqlite3.h>
 
@@ -17,6 +20,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -77,6 +81,28 @@ private:
 struct Column {
     std::string table;
     std::string name;
+    bool may_be_null;
+
+    // What the port table and the trap events were told is kept, right or wrong.
+    bool is_judged() const {
+        return table != "port_table" && table != "port_table_vlan" && table != "trap_event" &&
+               emulator::find_domain(name.c_str()) != nullptr;
+    }
+    // Those of its values that cannot be.
+    std::string wrong_values() const {
+        const emulator::Domain& domain = *emulator::find_domain(name.c_str());
+        const std::string value = "\"" + name + "\"";
+        return "typeof(" + value + ") NOT IN ('integer', 'null') OR " + value + " NOT BETWEEN " +
+               std::to_string(domain.low) + " AND " + std::to_string(domain.high) +
+               (domain.hole != INT64_MIN ? " OR " + value + " = " + std::to_string(domain.hole) : "") +
+               (may_be_null ? "" : " OR " + value + " IS NULL");
+    }
+};
+
+struct Damage {
+    std::string text;
+    std::string table;
+    bool has_to_be_told = false;
 };
 
 // As SQL has them.
@@ -109,9 +135,10 @@ const Words odd_values = {"-1",
 
 std::vector<Column> columns_of(const fs::path& path) {
     std::vector<Column> columns;
-    for (const Words& row : Store(path).rows("SELECT s.name, c.name FROM sqlite_schema AS s, pragma_table_info(s.name)"
-                                             " AS c WHERE s.type = 'table' ORDER BY s.name, c.cid"))
-        columns.push_back({row[0], row[1]});
+    for (const Words& row :
+         Store(path).rows("SELECT s.name, c.name, c.\"notnull\" OR c.pk FROM sqlite_schema AS s,"
+                          " pragma_table_info(s.name) AS c WHERE s.type = 'table' ORDER BY s.name, c.cid"))
+        columns.push_back({row[0], row[1], row[2] == "0"});
     return columns;
 }
 
@@ -125,8 +152,10 @@ std::string quoted(std::string text) {
     return "'" + text + "'";
 }
 
-// The schema refuses such values, so that it is told otherwise for a while.
-void damage_column(const fs::path& path, const Column& column, const std::string& value, bool whole_column) {
+// The schema refuses such values, so that it is told otherwise for a while. Returns whether some are there now that
+// cannot be.
+bool damage_column(const fs::path& path, const Column& column, const std::string& value, size_t row,
+                   bool whole_column) {
     const std::string where = " WHERE name = " + quoted(column.table);
     std::string schema;
     {
@@ -145,8 +174,13 @@ void damage_column(const fs::path& path, const Column& column, const std::string
                  "\" SET \"" + column.name + "\" = " + value +
                  (whole_column ? ""
                                : " WHERE \"" + column.name + "\" IS (SELECT \"" + column.name + "\" FROM \"" +
-                                     column.table + "\" ORDER BY random() LIMIT 1)"));
+                                     column.table + "\" LIMIT 1 OFFSET " + std::to_string(row) +
+                                     " % (SELECT count(*) FROM \"" + column.table + "\"))"));
+    const bool is_wrong =
+        column.is_judged() &&
+        !store.rows("SELECT 1 FROM \"" + column.table + "\" WHERE " + column.wrong_values() + " LIMIT 1").empty();
     store.run("PRAGMA writable_schema = ON; UPDATE sqlite_schema SET sql = " + quoted(schema) + where);
+    return is_wrong;
 }
 
 void damage_bytes(const fs::path& path, std::mt19937& random) {
@@ -161,48 +195,86 @@ void damage_bytes(const fs::path& path, std::mt19937& random) {
     }
 }
 
-std::string damage(const fs::path& path, size_t number) {
-    const std::vector<Column> columns = columns_of(path);
-    const size_t columns_times_values = columns.size() * odd_values.size();
-    if (number < 2 * columns_times_values) {
-        const Column& column = columns[number % columns.size()];
-        const std::string& value = odd_values[number / columns.size() % odd_values.size()];
-        const bool is_whole = number >= columns_times_values;
-        damage_column(path, column, value, is_whole);
-        return column.table + "." + column.name + " = " + value + (is_whole ? " everywhere" : "");
+// The damages of a campaign: the same number is the same damage in each of as many.
+class Campaign {
+public:
+    Campaign(const fs::path& store, size_t count)
+        : columns(columns_of(store)), all_of_columns(2 * columns.size() * odd_values.size()),
+          in_columns(std::min(all_of_columns, count * 4 / 5)) {}
+
+    Damage make(const fs::path& path, size_t number) const {
+        if (number >= in_columns) {
+            std::mt19937 random(static_cast<std::mt19937::result_type>(number));
+            damage_bytes(path, random);
+            return {"random bytes", ""};
+        }
+        const size_t place = number * all_of_columns / in_columns;
+        const Column& column = columns[place % columns.size()];
+        const std::string& value = odd_values[place / columns.size() % odd_values.size()];
+        const bool is_whole = place >= all_of_columns / 2;
+        const bool is_wrong = damage_column(path, column, value, number, is_whole);
+        return {column.table + "." + column.name + " = " + value + (is_whole ? " everywhere" : ""), column.table,
+                is_wrong};
     }
-    std::mt19937 random(static_cast<std::mt19937::result_type>(number));
-    damage_bytes(path, random);
-    return "random bytes";
-}
+
+private:
+    std::vector<Column> columns;
+    size_t all_of_columns;
+    size_t in_columns;
+};
 
 // --- What meets them ---
 
-const std::vector<Words> readers = {
+// These read all there is, but for the history and what is to fail.
+const std::vector<Words> always = {{"show", "--json"}, {"config"}};
+
+// A few of these meet each damage, by chance.
+const std::vector<Words> sometimes = {
     {"show"},
-    {"show", "--json"}, // every topic
-    {"config"},
     {"graph"},
     {"graph", "--qos", "1"},
     {"log"},
     {"events"},
     {"fail", "--list"},
     {"trace", "1", "da", "00:00:5e:00:53:02", "tag", "vid", "10"},
+    {"show", "ports"},
+    {"show", "vlans"},
+    {"show", "members"},
+    {"show", "protgroups"},
+    {"show", "mirrors"},
+    {"show", "streams"},
+    {"show", "queues"},
+    {"show", "fdb"},
+    {"show", "clslists"},
+    {"show", "names"},
+    {"show", "porttable"},
+    {"show", "limits"},
+    {"learn", "00:00:5e:00:53:77", "sales", "1"},
+    {"lag", "4", "on"},
+    {"ipif", "4", "on"},
+    {"limit", "vlans", "100"},
+    {"fail", "brgfdb_create_vlan", "1401"},
+    {"reset"},
 };
+constexpr size_t chosen = 3; // of those
 
-const Words topics = {"ports",  "vlans", "members",  "protgroups", "mirrors",   "streams",
-                      "queues", "fdb",   "clslists", "names",      "porttable", "limits"};
+// The reader of a table that the others leave out.
+std::vector<Words> readers_of(const std::string& table) {
+    if (table == "call_log") return {{"log"}};
+    if (table == "trap_event") return {{"events"}};
+    if (table == "fault") return {{"fail", "--list"}};
+    return {};
+}
 
-const std::vector<Words> writers = {
-    {"learn", "00:00:5e:00:53:77", "sales", "1"}, {"lag", "4", "on"}, {"ipif", "4", "on"}, {"limit", "vlans", "100"},
-    {"fail", "brgfdb_create_vlan", "1401"},       {"reset"},
-};
-
-// Of the tables and of what writes one each, in turn.
-std::vector<Words> commands_for(size_t number) {
-    std::vector<Words> commands = readers;
-    commands.push_back({"show", topics[number % topics.size()]});
-    commands.push_back(writers[number / topics.size() % writers.size()]);
+std::vector<Words> commands_for(const std::string& table, const std::string& capture, size_t number) {
+    std::vector<Words> commands = always;
+    for (const Words& reader : readers_of(table))
+        commands.push_back(reader);
+    std::vector<Words> others = sometimes;
+    others.push_back({"replay", "1=" + capture});
+    std::mt19937 random(static_cast<std::mt19937::result_type>(number));
+    std::shuffle(others.begin(), others.end(), random);
+    commands.insert(commands.end(), others.begin(), others.begin() + chosen);
     return commands;
 }
 
@@ -229,167 +301,187 @@ private:
     int file;
 };
 
-constexpr int shown_whole = 0; // exit statuses of the process that meets a damage
-constexpr int is_wrong = 1;
-constexpr int told = 10;
-
-// What is wrong with the end of a command; empty when nothing is.
-std::string judge(int status, const std::string& errors) {
-    const bool is_one_line = !errors.empty() && errors.find('\n') == errors.size() - 1;
-    if (status == 0) return errors.empty() ? "" : "says something";
-    if (status != 1) return "ends with " + std::to_string(status);
-    if (!is_one_line) return "does not say one line";
-    return errors.starts_with("emuswitch: ") ? "" : "does not say who speaks";
+bool is_line_of_emuswitch(const std::string& text) {
+    return text.starts_with("emuswitch: ") && text.find('\n') == text.size() - 1;
 }
 
-std::string run_command(const Words& command, Errors& errors, bool& is_told) {
+// Whether the damage is told of; a command can fail for other reasons.
+bool tells_of_damage(const std::string& said) {
+    return said.find(": damaged (") != std::string::npos || said.find("not the store of") != std::string::npos;
+}
+
+// What came of a command or call.
+struct Outcome {
+    std::string wrong; // empty: nothing
+    bool is_told = false;
+};
+
+Outcome run_command(const Words& command, Errors& errors) {
     Words words{"emuswitch"};
     words.insert(words.end(), command.begin(), command.end());
     std::vector<char*> pointers;
     for (std::string& word : words)
         pointers.push_back(word.data());
     pointers.push_back(nullptr);
-    CommandLine line;
-    add_commands(line);
-    const int status = line.run(static_cast<int>(words.size()), pointers.data());
+    int status = 0;
+    {
+        CommandLine line;
+        add_commands(line);
+        status = line.run(static_cast<int>(words.size()), pointers.data());
+    }
     std::cout.flush();
     const std::string said = errors.take();
-    is_told = status == 1;
-    const std::string wrong = judge(status, said);
-    return wrong.empty() ? "" : "emuswitch " + joined(command) + " " + wrong + ": " + said;
+    if (status == 0) return {said.empty() ? "" : "says something: " + said};
+    if (status != 1) return {"ends with " + std::to_string(status) + ": " + said};
+    return {is_line_of_emuswitch(said) ? "" : "does not say one line: " + said, tells_of_damage(said)};
 }
 
-// What sentences ask of the libraries.
-void make_calls() {
-    int32_t status = 0;
-    uint32_t vid = 0;
-    StreamInfo info{};
-    ClassifyRule rule{};
-    const uint8_t mac[mac_length] = {0, 0, 0x5e, 0, 0x53, 9};
-    int32_t any = vlan_id::any;
-    brgfdb_disp_classify(every_list, &status);
-    brgfdb_disp_classify(1, &status);
-    brgfdb_get_vid("sales", &vid, &status);
-    brgfdb_create_vlan("fresh", &any, &status);
-    brgfdb_create_port(9, 1, port_type::ether, &status);
-    brgfdb_add_port_to_vlan(10, 9, 0, default_tag_type, 0, 0, &status);
-    brgfdb_add_port_to_vlan(10, 3, 1, default_tag_type, 0, 0, &status);
-    brgfdb_rem_port_from_vlan(10, 1, &status);
-    brgfdb_get_stream_info(0, &info, &status);
-    brgfdb_create_queue(9, 256, 16384, &status);
-    brgfdb_set_queue_size(0, 0, 0, 512, 32768, &status);
-    brgfdb_add_classify_action_to_profile(1, any_line, &rule, &status);
-    brgfdb_rem_classify_all_from_profile(2, &status);
-    brgfdb_create_sfil(10, mac, 1, 0, 0, &status);
-    brgfdb_enable_mirror(1, &status);
-    brgfdb_clear_fdb();
-    brgfdb_delete_port(2, &status);
-    brgfdb_delete_vlan(10, &status);
-    qual_register("vlan", "fresh", 7);
+Outcome run_call(const NamedCall& call, Errors& errors) {
+    call.make();
+    const std::string said = errors.take();
+    return {said.empty() || is_line_of_emuswitch(said) ? "" : "does not say one line: " + said, tells_of_damage(said)};
 }
 
-struct Meeting {
+// As for another process.
+void begin_anew() {
+    emulator::store::close();
+    emulator::trouble_is_over();
+}
+
+// One thing after the other that a damaged store is met with: commands, each behind the one before; then every third
+// library call, each damage another third of them.
+class Meeting {
+public:
+    Meeting(const fs::path& damaged, const fs::path& path, std::vector<Words> having, size_t number)
+        : copy(damaged), store(path), commands(std::move(having)) {
+        for (size_t i = number % 3; i < damaged_call_count; i += 3)
+            calls.push_back(&damaged_calls[i]);
+    }
+    size_t count() const { return commands.size() + calls.size(); }
+    std::string name(size_t step) const {
+        return step < commands.size() ? "emuswitch " + joined(commands[step]) : calls[step - commands.size()]->name;
+    }
+    Outcome take(size_t step, Errors& errors) const {
+        if (step == commands.size()) fs::copy_file(copy, store, fs::copy_options::overwrite_existing);
+        if (step <= commands.size()) begin_anew();
+        return step < commands.size() ? run_command(commands[step], errors)
+                                      : run_call(*calls[step - commands.size()], errors);
+    }
+
+private:
+    fs::path copy;
     fs::path store;
-    std::string damage;
-    size_t number;
+    std::vector<Words> commands;
+    std::vector<const NamedCall*> calls;
 };
 
-// In a process of its own. Returns its exit status, having said what is wrong.
-int meet_command(const Meeting& meeting, const Words& command) {
+// What the process that meets a damage has come to; shared with it.
+struct Progress {
+    size_t step;
+    size_t told;
+    size_t wrong;
+};
+
+// In a process of its own, from the step on that the one before has ended at.
+void meet(const Meeting& meeting, const std::string& title, Progress& progress) {
     const int terminal = dup(STDERR_FILENO);
+    dup2(open("/dev/null", O_WRONLY | O_CLOEXEC), STDOUT_FILENO);
+    const rlimit limit{longest_run, longest_run + 1};
+    setrlimit(RLIMIT_CPU, &limit);
     Errors errors;
-    bool is_told = false;
-    const std::string wrong = run_command(command, errors, is_told);
-    if (wrong.empty()) return is_told ? told : shown_whole;
-    dprintf(terminal, "damage %zu (%s): %s", meeting.number, meeting.damage.c_str(), wrong.c_str());
-    return is_wrong;
+    for (; progress.step < meeting.count(); ++progress.step) {
+        const Outcome outcome = meeting.take(progress.step, errors);
+        if (outcome.is_told) ++progress.told;
+        if (outcome.wrong.empty()) continue;
+        ++progress.wrong;
+        dprintf(terminal, "%s: %s %s\n", title.c_str(), meeting.name(progress.step).c_str(), outcome.wrong.c_str());
+    }
 }
 
-// The errors of calls are told on standard error, which is not looked at here.
-int meet_calls() {
-    const int nothing = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    dup2(nothing, STDERR_FILENO);
-    make_calls();
-    return shown_whole;
-}
+struct Tally {
+    size_t told = 0; // damages that somebody told of
+    size_t signals = 0;
+    size_t wrong = 0;
+};
 
 void remove_store(const fs::path& store) {
     for (const char* suffix : {"", "-journal", "-wal", "-shm", ".damaged"})
         fs::remove(store.string() + suffix);
 }
 
-struct Tally {
-    size_t told = 0; // damages that some command told of
-    size_t signals = 0;
-    size_t wrong = 0;
-};
-
-// Returns the status of the process that ran `meet`.
-template <typename Meet> int in_process(Meet meet) {
-    const pid_t child = fork();
-    if (child == 0) {
-        const int nothing = open("/dev/null", O_WRONLY | O_CLOEXEC);
-        dup2(nothing, STDOUT_FILENO);
-        const rlimit limit{longest_run, longest_run + 1};
-        setrlimit(RLIMIT_CPU, &limit);
-        _exit(meet());
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return status;
-}
-
-void count(int status, const Meeting& meeting, const std::string& what, Tally& tally) {
-    if (WIFSIGNALED(status)) {
-        ++tally.signals;
-        std::cerr << "damage " << meeting.number << " (" << meeting.damage << "): " << what << " ends by signal "
-                  << WTERMSIG(status) << "\n";
-    } else if (WEXITSTATUS(status) != shown_whole && WEXITSTATUS(status) != told) {
-        ++tally.wrong; // also an error that a sanitizer found
-        if (WEXITSTATUS(status) != is_wrong)
-            std::cerr << "damage " << meeting.number << " (" << meeting.damage << "): " << what << " ends with "
-                      << WEXITSTATUS(status) << "\n";
-    }
-}
-
-void try_damage(const fs::path& base, const fs::path& store, size_t number, Tally& tally) {
+void try_damage(const Campaign& campaign, const fs::path& base, const fs::path& store, const std::string& capture,
+                size_t number, Progress& progress, Tally& tally) {
     remove_store(store);
     fs::copy_file(base, store);
-    const Meeting meeting{store, damage(store, number), number};
-    const fs::path damaged_copy = store.string() + ".damaged";
-    fs::copy_file(store, damaged_copy, fs::copy_options::overwrite_existing);
-    bool is_told = false;
-    for (const Words& command : commands_for(number)) {
-        const int status = in_process([&] { return meet_command(meeting, command); });
-        if (WIFEXITED(status) && WEXITSTATUS(status) == told) is_told = true;
-        count(status, meeting, joined(command), tally);
+    const Damage damage = campaign.make(store, number);
+    const fs::path copy = store.string() + ".damaged";
+    fs::copy_file(store, copy);
+    const std::string title = "damage " + std::to_string(number) + " (" + damage.text + ")";
+    const Meeting meeting(copy, store, commands_for(damage.table, capture, number), number);
+    for (progress = {}; progress.step < meeting.count(); ++progress.step) {
+        const pid_t child = fork();
+        if (child == 0) {
+            meet(meeting, title, progress);
+            _exit(0);
+        }
+        int status = 0;
+        waitpid(child, &status, 0);
+        if (WIFEXITED(status) && WEXITSTATUS(status) == 0) break;
+        ++(WIFSIGNALED(status) ? tally.signals : tally.wrong); // a sanitizer ends a process with a status
+        std::cerr << title << ": " << meeting.name(progress.step) << " ends "
+                  << (WIFSIGNALED(status) ? "by signal " + std::to_string(WTERMSIG(status))
+                                          : "with " + std::to_string(WEXITSTATUS(status)))
+                  << "\n";
     }
-    fs::copy_file(damaged_copy, store, fs::copy_options::overwrite_existing);
-    count(in_process(meet_calls), meeting, "a library call", tally);
-    if (is_told) ++tally.told;
+    if (damage.has_to_be_told && progress.told == 0) {
+        ++progress.wrong;
+        std::cerr << title << ": nobody tells of it\n";
+    }
+    tally.wrong += progress.wrong;
+    tally.told += progress.told > 0 ? 1U : 0U;
     remove_store(store);
+}
+
+double processor_seconds() {
+    double seconds = 0;
+    for (const int who : {RUSAGE_SELF, RUSAGE_CHILDREN}) {
+        rusage usage{};
+        getrusage(who, &usage);
+        for (const timeval& time : {usage.ru_utime, usage.ru_stime})
+            seconds += static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+    }
+    return seconds;
+}
+
+void print(size_t from, size_t to, size_t all, const Tally& tally) {
+    std::printf("damages %zu to %zu of %zu: %zu told, %zu signals, %zu otherwise wrong; %.0f s of processor time\n",
+                from, to, all, tally.told, tally.signals, tally.wrong, processor_seconds());
+    std::fflush(stdout);
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 5) {
-        std::cerr << "usage: damage_campaign STORE FOLDER FIRST COUNT\n";
+    if (argc < 5 || argc > 7) {
+        std::cerr << "usage: damage_campaign STORE FOLDER CAPTURE ALL [FIRST [COUNT]]\n";
         return 2;
     }
     const fs::path base = argv[1];
-    const size_t first = std::stoul(argv[3]);
-    const size_t count = std::stoul(argv[4]);
-    const size_t all = 2 * columns_of(base).size() * odd_values.size();
     const fs::path store = fs::path(argv[2]) / "switch.db";
+    const size_t all = std::stoul(argv[4]);
+    const size_t first = argc > 5 ? std::stoul(argv[5]) : 0;
+    const size_t end = argc > 6 ? std::min(all, first + std::stoul(argv[6])) : all;
+    constexpr size_t in_between = 250; // damages, until the figures are told
     setenv("EMUSWITCH", store.c_str(), 1);
+    const Campaign campaign(base, all);
+    void* const shared = mmap(nullptr, sizeof(Progress), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (shared == MAP_FAILED) return 2;
+    auto* const progress = new (shared) Progress{};
     Tally tally;
-    // A few of them are spread over all columns and values; as many bytes are damaged again.
-    const size_t in_columns = std::min(all, count * 4 / 5);
-    for (size_t i = 0; i < count; ++i)
-        try_damage(base, store, i < in_columns ? first + i * all / in_columns : all + first + i, tally);
-    std::cout << count << " damages, " << in_columns << " of columns and " << count - in_columns
-              << " of bytes: " << tally.told << " told, " << tally.signals << " signals, " << tally.wrong
-              << " otherwise wrong\n";
+    for (size_t number = first; number < end; ++number) {
+        try_damage(campaign, base, store, argv[3], number, *progress, tally);
+        if (const size_t done = number + 1 - first; done % in_between == 0) print(first, number, all, tally);
+    }
+    print(first, end - 1, all, tally);
     return tally.signals + tally.wrong == 0 ? 0 : 1;
 }

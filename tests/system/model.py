@@ -257,15 +257,19 @@ class Model:
         self.static[vid, own_address(port)] = {"port": port, "of_system": True}
         return sentence, 0
 
+    def missing_membership(self, port, vid):
+        """The code that refuses a port that is no member of the VLAN; 0 when it is one."""
+        if vid is None:
+            return 103
+        if port not in self.ports:
+            return 102
+        return 0 if (vid, port) in self.members else 1701
+
     def remove_port(self):
         port, (name, vid) = self.any_port(), self.any_vlan()
         sentence = f"remove port {port} from vlan {name}"
-        if vid is None:
-            return sentence, 103
-        if port not in self.ports:
-            return sentence, 102
-        if (vid, port) not in self.members:
-            return sentence, 1701
+        if code := self.missing_membership(port, vid):
+            return sentence, code
         if (vid, port) in self.bindings:
             return sentence, 1702
         del self.members[vid, port]
@@ -622,12 +626,8 @@ class Model:
     def unbind_list(self):
         port, (name, vid) = self.any_port(), self.any_vlan()
         sentence = f"remove clslist 1 from port {port} vlan {name}"
-        if vid is None:
-            return sentence, 103
-        if port not in self.ports:
-            return sentence, 102
-        if (vid, port) not in self.members:
-            return sentence, 1701
+        if code := self.missing_membership(port, vid):
+            return sentence, code
         if self.bindings.pop((vid, port), None) is None:
             return sentence, 2702
         return sentence, 0

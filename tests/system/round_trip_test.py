@@ -7,10 +7,10 @@ LIVES=1000 plays more of them than the test run does, FIRST_LIFE=70 begins elsew
 import os
 import random
 import re
+import resource
 import signal
 import subprocess
 import sys
-import time
 import unittest
 
 from model import Model
@@ -100,11 +100,19 @@ def contents(switch):
     return rows
 
 
+def processor_seconds():
+    used = [resource.getrusage(who) for who in (resource.RUSAGE_SELF, resource.RUSAGE_CHILDREN)]
+    return sum(each.ru_utime + each.ru_stime for each in used)
+
+
 class RoundTrip(unittest.TestCase):
     maxDiff = None
 
+    def tell(self, seed, lines):
+        print(f"lives {FIRST_LIFE} to {seed}: {processor_seconds():.0f} s of processor time; lines for emuswitch: {lines}",
+              file=sys.stderr, flush=True)
+
     def test_the_configuration_of_any_life_makes_the_same_switch(self):
-        started = time.monotonic()
         done = {}
         for seed in range(FIRST_LIFE, FIRST_LIFE + LIVES):
             with self.subTest(life=seed), Switch() as switch, Switch() as copy:
@@ -119,8 +127,8 @@ class RoundTrip(unittest.TestCase):
                 self.assertEqual([], copy.damage(), told)
                 for word in re.findall(r"(?m)^emuswitch (\w+)", config):
                     done[word] = done.get(word, 0) + 1
-        print(f"{LIVES} lives from {FIRST_LIFE} in {time.monotonic() - started:.0f} s; lines for emuswitch: {done}",
-              file=sys.stderr)
+            if (seed + 1 - FIRST_LIFE) % 50 == 0 or seed == FIRST_LIFE + LIVES - 1:
+                self.tell(seed, done)
 
 
 if __name__ == "__main__":

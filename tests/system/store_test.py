@@ -202,6 +202,22 @@ class UnusableStore(unittest.TestCase):
         self.assert_refused(self.switch.say("create clslist 1"), "cannot be written")
         self.assertEqual(before, self.switch.store.read_bytes())
 
+    def test_a_lock_that_cannot_be_let_go_of_behind_a_commit(self):
+        """What is committed cannot be taken back: the sentence is accepted, and the lock goes with the process."""
+        fill(self.switch)
+        for number, lock in enumerate(("shared", "none"), 1):
+            with self.subTest(lock=lock):
+                self.switch.environment.update(LD_PRELOAD=os.environ["FAILING_UNLOCK_LIBRARY"], FAILING_UNLOCK=lock,
+                                               ASAN_OPTIONS="verify_asan_link_order=0")
+                one = self.switch.say(f"create clslist {number}")
+                many = self.switch.say(f"create port {number + 2} npport 1 portType ether")
+                del self.switch.environment["LD_PRELOAD"]
+                self.assertEqual(("OK", ""), (one.outcome, one.errors))
+                self.assertEqual(("OK", ""), (many.outcome, many.errors))
+                self.assertEqual(2601, self.switch.say(f"create clslist {number}").code)
+                self.assertEqual([(16,)], self.switch.query("SELECT count(*) FROM local_entry WHERE port = ?", number + 2))
+        self.assertEqual([], self.switch.damage())
+
     def test_a_clock_that_jumps(self):
         library = os.environ["CLOCK_JUMP_LIBRARY"]
         self.switch.environment["ASAN_OPTIONS"] = "verify_asan_link_order=0"
