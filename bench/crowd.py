@@ -1,6 +1,6 @@
 """Plays sentences in many processes at once on one emulated switch and looks for what was lost. For bench/crowd.
 
-crowd.py TOOL COMPANION LIBRARIES [--readers] [PROCESSES ...]
+crowd.py TOOL COMPANION LIBRARIES [--readers] [--claim] [PROCESSES ...]
 """
 
 import argparse
@@ -13,6 +13,7 @@ import subprocess
 import sys
 import tempfile
 import time
+import typing
 
 SENTENCES = 2000
 CALLS = (2, 1, 1, 20)  # of the libraries, that the kinds of sentences make
@@ -74,50 +75,81 @@ def lost(store, accepted):
     return missing, calls
 
 
+class Processes:
+    """So many processes, each with its own number, that begin their job at the same time and report lines of words."""
+
+    def __init__(self, count, job):
+        self.start_reader, self.start_writer = os.pipe()
+        self.report_reader, report_writer = os.pipe()
+        self.children = []
+        for number in range(count):
+            child = os.fork()
+            if child == 0:
+                os.close(self.start_writer)
+                job(number, self.start_reader, report_writer)
+                os._exit(0)
+            self.children.append(child)
+        os.close(report_writer)
+
+    def run(self):
+        """The words of all lines, and the seconds that it took."""
+        began = time.monotonic()
+        os.write(self.start_writer, b"x" * len(self.children))
+        with os.fdopen(self.report_reader) as reports:
+            rows = [line.split() for line in reports]
+        elapsed = time.monotonic() - began
+        for child in self.children:
+            os.waitpid(child, 0)
+        os.close(self.start_writer)
+        os.close(self.start_reader)
+        return rows, elapsed
+
+
+class Figures(typing.NamedTuple):
+    calls: float  # in a second
+    ratio: float  # of the longest call, its wait included, to what would be fair
+    refused: int
+    lost: int
+
+
+def start_watchers(companion, environment):
+    """Two readers in a loop, and a follower of the log."""
+    loop = 'while :; do "$0" show >/dev/null || exit 1; "$0" config >/dev/null || exit 1; done'
+    watchers = [subprocess.Popen(["sh", "-c", loop, companion], env=environment) for _ in range(2)]
+    watchers.append(subprocess.Popen([companion, "log", "--follow"], env=environment, stdout=subprocess.DEVNULL))
+    return watchers
+
+
+def stop_watchers(watchers):
+    for watcher in watchers:
+        if watcher.poll() is not None:
+            sys.exit("a reader gave up")
+        watcher.terminate()
+        watcher.wait()
+
+
 def crowd(arguments, processes, with_readers):
+    """2,000 sentences, each a process, so many at once."""
     with tempfile.TemporaryDirectory() as folder:
         store = f"{folder}/switch.db"
         environment = {"EMUSWITCH": store, "LD_LIBRARY_PATH": arguments.libraries}
         subprocess.run([arguments.companion, "limit", "ports", "10000"], env=environment, check=True)
-        start_reader, start_writer = os.pipe()
-        report_reader, report_writer = os.pipe()
-        workers = []
-        for worker in range(processes):
-            child = os.fork()
-            if child == 0:
-                os.close(start_writer)
-                work(arguments.tool, environment, range(worker, SENTENCES, processes), start_reader, report_writer)
-                os._exit(0)
-            workers.append(child)
-        os.close(report_writer)
-        watchers = []
-        if with_readers:
-            loop = 'while :; do "$0" show >/dev/null || exit 1; "$0" config >/dev/null || exit 1; done'
-            watchers = [subprocess.Popen(["sh", "-c", loop, arguments.companion], env=environment) for _ in range(2)]
-            watchers.append(subprocess.Popen([arguments.companion, "log", "--follow"], env=environment,
-                                             stdout=subprocess.DEVNULL))
-        began = time.monotonic()
-        os.write(start_writer, b"x" * processes)
-        with os.fdopen(report_reader) as reports:
-            rows = [line.split() for line in reports]
-        elapsed = time.monotonic() - began
-        for child in workers:
-            os.waitpid(child, 0)
-        os.close(start_writer)
-        os.close(start_reader)
-        for watcher in watchers:
-            if watcher.poll() is not None:
-                sys.exit("a reader gave up")
-            watcher.terminate()
-            watcher.wait()
+
+        def job(number, start, report):
+            work(arguments.tool, environment, range(number, SENTENCES, processes), start, report)
+
+        workers = Processes(processes, job)
+        watchers = start_watchers(arguments.companion, environment) if with_readers else []
+        rows, elapsed = workers.run()
+        stop_watchers(watchers)
         times = [float(row[0]) for row in rows]
         missing, calls = lost(store, [int(row[2]) for row in rows if row[1] == "1"])
-        refused = sum(row[1] == "0" for row in rows)
+        refused = sum(row[1] == "0" for row in rows) + SENTENCES - len(rows)
         fair = processes * elapsed / calls * 1000  # ms for a call, if all get the same
         most = max(taken / CALLS[int(row[2]) % 4] for taken, row in zip(times, rows))
         print(f"{processes:9} {calls / elapsed:8.0f} {statistics.median(times):10.1f} {max(times):9.1f} {fair:9.1f} {most:9.1f}"
               f" {most / fair:6.2f} {refused:8} {len(missing):6}", flush=True)
-        return refused + len(missing) + (len(rows) != SENTENCES)
+        return Figures(calls / elapsed, most / fair, refused, len(missing))
 
 
 def call(libraries, count, start, report):
@@ -136,41 +168,46 @@ def call(libraries, count, start, report):
 
 
 def calls_alone(arguments, processes):
-    """Calls of processes that run already: the wait for the turn and nothing else."""
+    """Calls of processes that run already: the wait for the turn and nothing else. Returns how many went wrong."""
     with tempfile.TemporaryDirectory() as folder:
         os.environ["EMUSWITCH"] = f"{folder}/switch.db"
         count = max(2, 6 * SENTENCES // processes)
-        start_reader, start_writer = os.pipe()
-        report_reader, report_writer = os.pipe()
-        children = []
-        for _ in range(processes):
-            child = os.fork()
-            if child == 0:
-                os.close(start_writer)
-                call(arguments.libraries, count, start_reader, report_writer)
-                os._exit(0)
-            children.append(child)
-        os.close(report_writer)
+        callers = Processes(processes, lambda _, start, report: call(arguments.libraries, count, start, report))
         database = sqlite3.connect(f"{folder}/switch.db", timeout=60)
         while not (os.path.getsize(f"{folder}/switch.db") and
                    database.execute("SELECT count(*) FROM call_log").fetchone()[0] == processes):
             time.sleep(0.1)  # until all have opened it
         database.close()
-        began = time.monotonic()
-        os.write(start_writer, b"x" * processes)
-        with os.fdopen(report_reader) as reports:
-            rows = [line.split() for line in reports]
-        elapsed = time.monotonic() - began
-        for child in children:
-            os.waitpid(child, 0)
-        os.close(start_reader)
-        os.close(start_writer)
+        rows, elapsed = callers.run()
         fair = elapsed / count * 1000
         most = max(float(row[0]) for row in rows)
         wrong = sum(int(row[1]) for row in rows)
         print(f"{processes:9} {processes * count / elapsed:8.0f} {fair:9.1f} {most:9.1f} {most / fair:6.2f} {wrong:8}",
               flush=True)
         return wrong
+
+
+def print_heading(with_readers):
+    print("\nms of a sentence, and of a call, with the start of its process"
+          f"{'; with two readers and a follower' if with_readers else ''}")
+    print(f"{'processes':9} {'calls/s':>8} {'sentence':>10} {'longest':>9} {'fair':>9} {'longest':>9} {'ratio':>6}"
+          f" {'refused':>8} {'lost':>6}")
+
+
+def show_claim(arguments):
+    """Three runs of 400 at once beside 16, without readers and with them, and what they come to."""
+    problems = 0
+    for with_readers in (False, True):
+        print_heading(with_readers)
+        few = crowd(arguments, 16, with_readers)
+        runs = [crowd(arguments, 400, with_readers) for _ in range(3)]
+        refused, missing = sum(each.refused for each in runs), sum(each.lost for each in runs)
+        ratios = ", ".join(f"{each.ratio:.1f}" for each in runs)
+        share = ", ".join(f"{each.calls / few.calls:.2f}" for each in runs)
+        print(f"400 processes, {SENTENCES} sentences, three runs: {refused} refused, {missing} lost;"
+              f" longest wait {ratios} times the fair share (goal: 3); {share} of the calls/s of 16 (goal: 0.5)")
+        problems += refused + missing + few.refused + few.lost
+    return problems
 
 
 def main():
@@ -180,17 +217,19 @@ def main():
     parser.add_argument("libraries")
     parser.add_argument("processes", nargs="*", type=int)
     parser.add_argument("--readers", action="store_true", help="two readers in a loop and a follower of the log besides")
+    parser.add_argument("--claim", action="store_true", help="only three runs of 400 at once, with and without readers")
     arguments = parser.parse_args()
     arguments.tool = str(pathlib.Path(arguments.tool).resolve())
+    if arguments.claim:
+        sys.exit(show_claim(arguments) != 0)
     processes = arguments.processes or (1, 16, 64, 200, 400)
     print("ms of a call, with its wait: what would be fair, and the longest")
     print(f"{'processes':9} {'calls/s':>8} {'fair':>9} {'longest':>9} {'ratio':>6} {'wrong':>8}")
     problems = sum(calls_alone(arguments, each) for each in processes)
-    print("\nms of a sentence, and of a call, with the start of its process"
-          f"{'; with readers' if arguments.readers else ''}")
-    print(f"{'processes':9} {'calls/s':>8} {'sentence':>10} {'longest':>9} {'fair':>9} {'longest':>9} {'ratio':>6}"
-          f" {'refused':>8} {'lost':>6}")
-    problems += sum(crowd(arguments, each, arguments.readers) for each in processes)
+    print_heading(arguments.readers)
+    for each in processes:
+        figures = crowd(arguments, each, arguments.readers)
+        problems += figures.refused + figures.lost
     sys.exit(problems != 0)
 
 
