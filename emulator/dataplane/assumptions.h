@@ -28,14 +28,22 @@ enum class Assumption : uint8_t {
     link_of_vlan = 18,            // link_depend vlan: the links of the other members of the port's VLANs
     link_mode_unset = 19,         // a dependency without link_mode asks for all links
     dscp_on_reception = 20,       // dscp: policers and mirrors of what is received go by the class of the rule
-    // Of frames that meet others in a queue, which no frame does alone: no step tells them, but 26 and 27.
-    streams_share_evenly = 21,   // streams of one priority, counted in bytes
-    minimum_rate_first = 22,     // a stream within its minimum rate goes before those above theirs
-    best_effort_last = 23,       // behind all streams
-    line_rate = 24,              // an interface sends 100 Mbit/s
-    early_drops_linear = 25,     // between the thresholds, by the fill before the frame
-    copies_are_best_effort = 26, // of mirrors, on their destination
-    learned_seen_at_start = 27,  // what the store has learned counts as seen when a run begins
+    // Of frames that meet others in a queue, which no frame does alone: no step tells those from here on, but 26
+    // and 27.
+    streams_share_evenly = 21,    // streams of one priority, counted in bytes
+    minimum_rate_first = 22,      // a stream within its minimum rate goes before those above theirs
+    best_effort_last = 23,        // behind all streams
+    line_rate = 24,               // an interface sends 100 Mbit/s
+    early_drops_linear = 25,      // between the thresholds, by the fill before the frame
+    copies_are_best_effort = 26,  // of mirrors, on their destination
+    learned_seen_at_start = 27,   // what the store has learned counts as seen when a run begins
+    arrivals_before_sending = 28, // frames with one time are all in their queues before one of them leaves
+    length_without_fcs = 29,      // a queue's length counts frames as they leave, without FCS
+    best_effort_length = 30,      // of each port: as long as a new queue
+    ratios_by_bandwidth = 31,     // bytes as the port's bandwidth counts them; a ratio of 0 gets what is left
+    maximum_rate_waits = 32,      // a stream above its maximum rate waits
+    buckets_start_full = 33,      // those of shapers, and a frame larger than one needs a full one
+    waiting_goes_with_queue = 34, // what waits in a queue that goes, or on a port that is disabled, is dropped
 };
 
 } // namespace dataplane

@@ -50,6 +50,7 @@ struct Departure {
     Nanoseconds time = 0;   // when its first byte goes out
     Nanoseconds waited = 0; // since it was enqueued
     uint32_t queue = 0;     // its place in `Egress::queues`
+    FrameHandle next = 0;   // of the frame behind it in its queue; its own where there is none
 };
 
 // Who is told. `send` answers whether the interface took the frame; where it did not, the frame stays where it is and

@@ -7,6 +7,7 @@ import unittest
 from sentences import SOURCE, dispatch_rows, port_parameters
 
 PAGE = SOURCE / "docs/forwarding.md"
+REPLAY = SOURCE / "docs/replay.md"
 TESTS = SOURCE / "tests/dataplane"
 ASSUMPTIONS = SOURCE / "emulator/dataplane/assumptions.h"
 
@@ -180,7 +181,7 @@ class Forwarding(unittest.TestCase):
     def test_assumptions_are_those_of_the_code(self):
         self.assertEqual(assumptions_of_code(), told_assumptions())
         used = set().union(*(row.assumptions for row in rows()))
-        general = {1, 27}  # of every frame, not of a setting
+        general = {1, 27, 28}  # of every frame, not of a setting
         self.assertEqual(told_assumptions() - general, used)
 
     def test_each_assumption_is_played_or_decides_between_frames(self):
@@ -188,6 +189,12 @@ class Forwarding(unittest.TestCase):
         cited = {int(number) for number in re.findall(r"; assumption (\d+)", played)}
         in_time = {int(number) for number in re.findall(r"^(\d+)\. \*\*In time: ", PAGE.read_text(), re.M)}
         self.assertEqual(told_assumptions() - in_time, cited)
+
+    def test_what_waits_leans_on_assumptions_that_are_told(self):
+        rows = re.findall(r"^\| .* \| ([\d, ]+) \|$", REPLAY.read_text(), re.M)
+        named = {int(number) for numbers in rows for number in numbers.split(",")}
+        in_time = {int(number) for number in re.findall(r"^(\d+)\. \*\*In time: ", PAGE.read_text(), re.M)}
+        self.assertEqual(in_time | {26, 27}, named)
 
     def test_each_reason_and_step_is_played(self):
         played = "".join(path.read_text() for path in TESTS.glob("*.txt"))
