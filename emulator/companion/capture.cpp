@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -77,6 +78,11 @@ public:
 
     // Goes on by so many bytes, or to the end of the file. Returns how many there were.
     uint64_t skip(uint64_t count) {
+        if (count <= end - begin) {
+            begin += static_cast<size_t>(count);
+            position += count;
+            return count;
+        }
         uint64_t skipped = 0;
         while (skipped < count) {
             if (begin == end) fill(1);
@@ -103,7 +109,7 @@ private:
         if (buffer.size() < count) buffer.resize(std::max(count, chunk));
         while (end < count) {
             const ssize_t got = read(descriptor, buffer.data() + end, buffer.size() - end);
-            if (got < 0 && errno == EINTR) continue;
+            if (got < 0 && errno == EINTR) throw Failure(name + ": interrupted"); // by who does not want it restarted
             if (got < 0) throw Failure(name + ": cannot be read (" + strerror(errno) + ")");
             if (got == 0) return;
             end += static_cast<size_t>(got);
@@ -118,23 +124,29 @@ private:
 
 // --- Numbers in the byte order of a file ---
 
+uint16_t swapped(uint16_t number) {
+    return __builtin_bswap16(number);
+}
+uint32_t swapped(uint32_t number) {
+    return __builtin_bswap32(number);
+}
+uint64_t swapped(uint64_t number) {
+    return __builtin_bswap64(number);
+}
+
 struct Fields {
     const uint8_t* bytes;
     bool is_big_endian;
 
-    uint16_t u16(size_t at) const {
-        const uint8_t* const p = bytes + at;
-        return static_cast<uint16_t>(is_big_endian ? p[0] << 8 | p[1] : p[1] << 8 | p[0]);
-    }
-    uint32_t u32(size_t at) const {
-        const uint8_t* const p = bytes + at;
-        return is_big_endian ? uint32_t{p[0]} << 24 | uint32_t{p[1]} << 16 | uint32_t{p[2]} << 8 | p[3]
-                             : uint32_t{p[3]} << 24 | uint32_t{p[2]} << 16 | uint32_t{p[1]} << 8 | p[0];
-    }
-    uint64_t u64(size_t at) const {
-        const uint64_t first = u32(at);
-        const uint64_t other = u32(at + 4);
-        return is_big_endian ? first << 32 | other : other << 32 | first;
+    uint16_t u16(size_t at) const { return number<uint16_t>(at); }
+    uint32_t u32(size_t at) const { return number<uint32_t>(at); }
+    uint64_t u64(size_t at) const { return number<uint64_t>(at); }
+
+private:
+    template <typename Number> Number number(size_t at) const {
+        Number loaded;
+        std::memcpy(&loaded, bytes + at, sizeof loaded);
+        return is_big_endian == (std::endian::native == std::endian::big) ? loaded : swapped(loaded);
     }
 };
 
@@ -172,9 +184,10 @@ Time binary_time(uint64_t units, unsigned bits) {
     return {seconds, bits - 32 < 64 ? static_cast<int64_t>(upper >> (bits - 32)) : 0};
 }
 
+constexpr int64_t most_seconds = 9'200'000'000; // since 1970, in 64 bits of nanoseconds
+
 // Nanoseconds since 1970; nothing where they are beyond 64 bits.
 std::optional<int64_t> time_of(uint64_t units, const CaptureInterface& interface) {
-    constexpr int64_t most_seconds = 9'200'000'000;
     const unsigned exponent = interface.resolution & 0x7f;
     const Time time = (interface.resolution & 0x80) != 0 ? binary_time(units, exponent) : decimal_time(units, exponent);
     if (time.seconds > uint64_t{2 * most_seconds}) return std::nullopt;
@@ -182,6 +195,18 @@ std::optional<int64_t> time_of(uint64_t units, const CaptureInterface& interface
     const int64_t seconds = static_cast<int64_t>(time.seconds) + interface.time_offset;
     if (seconds > most_seconds || seconds < -most_seconds) return std::nullopt;
     return seconds * second + time.nanoseconds;
+}
+
+// The times of most captures need one multiplication.
+struct Clock {
+    uint64_t end = 0; // from so many units on `time_of` tells
+    int64_t unit = 0; // nanoseconds
+};
+
+Clock clock_of(const CaptureInterface& interface) {
+    if (interface.resolution > 9 || interface.time_offset != 0) return {};
+    const auto unit = static_cast<int64_t>(power_of_ten(9U - interface.resolution));
+    return {static_cast<uint64_t>(most_seconds * second / unit), unit};
 }
 
 // "12 ab 00 ff", of the first bytes of something.
@@ -207,23 +232,27 @@ struct CaptureReader::Source {
     bool is_big_endian = false;
     bool has_nanoseconds = false; // pcap
     std::vector<CaptureInterface> interfaces;
+    std::vector<Clock> clocks;   // of the interfaces
     size_t first_of_section = 0; // of the interfaces
     uint64_t offset = 0;         // where the present record or block begins
     uint64_t packets = 0;
     int64_t latest = 0; // a simple packet has no time of its own
 
-    [[noreturn]] void fail(const std::string& what) const {
+    [[noreturn, gnu::cold]] void fail(const std::string& what) const {
         std::string place = "byte " + std::to_string(offset);
         if (packets > 0) place += ", behind packet " + std::to_string(packets);
         throw Failure(in.name + ": " + place + ": " + what);
     }
 
+    [[noreturn, gnu::cold]] void fail_cut_off(const char* what, uint64_t due, uint64_t there) const {
+        fail(std::string(what) + " is cut off: " + std::to_string(due) + " bytes are due, " + std::to_string(there) +
+             " are there");
+    }
+
     // All of `count` bytes, or the end of the story.
     Fields need(size_t count, const char* what) {
         const std::span<const uint8_t> bytes = in.peek(count);
-        if (bytes.size() < count)
-            fail(std::string(what) + " is cut off: " + std::to_string(count) + " bytes are due, " +
-                 std::to_string(bytes.size()) + " are there");
+        if (bytes.size() < count) fail_cut_off(what, count, bytes.size());
         return {bytes.data(), is_big_endian};
     }
 
@@ -236,6 +265,7 @@ struct CaptureReader::Source {
     Fields whole_block(uint32_t length);
     void read_section(const Fields& fields, uint32_t length);
     void read_interface(const Fields& fields, uint32_t length);
+    int64_t time_of_packet(uint64_t units, uint32_t interface) const;
     void read_packet(uint32_t type, const Fields& fields, uint32_t length, CapturedFrame& frame);
     void hand_out(CapturedFrame& frame, const uint8_t* bytes, uint32_t captured, uint32_t original, uint32_t flags);
 };
@@ -299,9 +329,7 @@ void CaptureReader::Source::find_byte_order(const uint8_t* start) {
 
 void CaptureReader::Source::skip_block(uint32_t length) {
     const uint64_t there = in.skip(length);
-    if (there < length)
-        fail("a block is cut off: " + std::to_string(length) + " bytes are due, " + std::to_string(there) +
-             " are there");
+    if (there < length) fail_cut_off("a block", length, there);
 }
 
 // All of a block, whose length stands at both its ends.
@@ -403,7 +431,16 @@ void CaptureReader::Source::read_interface(const Fields& fields, uint32_t length
         else if (found.code == option::time_offset && found.length == 8)
             interface.time_offset = static_cast<int64_t>(fields.u64(found.at));
     }
+    clocks.push_back(clock_of(interface));
     interfaces.push_back(std::move(interface));
+}
+
+int64_t CaptureReader::Source::time_of_packet(uint64_t units, uint32_t interface) const {
+    const Clock& clock = clocks[interface];
+    if (units < clock.end) return static_cast<int64_t>(units) * clock.unit;
+    const std::optional<int64_t> time = time_of(units, interfaces[interface]);
+    if (!time) fail("a packet's time is beyond the year 2261");
+    return *time;
 }
 
 void CaptureReader::Source::read_packet(uint32_t type, const Fields& fields, uint32_t length, CapturedFrame& frame) {
@@ -426,9 +463,7 @@ void CaptureReader::Source::read_packet(uint32_t type, const Fields& fields, uin
 
     uint32_t flags = 0;
     if (!is_simple) {
-        const std::optional<int64_t> time = time_of(uint64_t{fields.u32(12)} << 32 | fields.u32(16), interface);
-        if (!time) fail("a packet's time is beyond the year 2261");
-        latest = *time;
+        latest = time_of_packet(uint64_t{fields.u32(12)} << 32 | fields.u32(16), frame.interface);
         Options options(fields, data + padded(captured), length - 4);
         for (Option found; options.next(found);)
             if (found.code == option::packet_flags && found.length == 4) flags = fields.u32(found.at);
@@ -491,31 +526,38 @@ namespace {
 
 constexpr size_t output_buffer = 256 << 10;
 
+// Numbers are written with the least significant byte first.
+template <typename Number> uint8_t* put(uint8_t* at, Number number) {
+    if constexpr (std::endian::native == std::endian::big) number = swapped(number);
+    std::memcpy(at, &number, sizeof number);
+    return at + sizeof number;
+}
+
 uint8_t* put16(uint8_t* at, uint32_t value) {
-    at[0] = static_cast<uint8_t>(value);
-    at[1] = static_cast<uint8_t>(value >> 8);
-    return at + 2;
+    return put(at, static_cast<uint16_t>(value));
 }
 
 uint8_t* put32(uint8_t* at, uint32_t value) {
-    return put16(put16(at, value & 0xffff), value >> 16);
+    return put(at, value);
 }
 
 uint8_t* put64(uint8_t* at, uint64_t value) {
-    return put32(put32(at, static_cast<uint32_t>(value)), static_cast<uint32_t>(value >> 32));
+    return put(at, value);
 }
 
+// memmove, as compilers put `rep movs` in the place of a memcpy whose length they know a little of: on frames and
+// comments that takes longer.
 uint8_t* put_bytes(uint8_t* at, const void* bytes, size_t count) {
-    if (count != 0) std::memcpy(at, bytes, count);
+    if (count != 0) std::memmove(at, bytes, count);
     return at + count;
 }
 
 // Bytes up to the next multiple of four, with zeros.
 uint8_t* put_padded(uint8_t* at, const void* bytes, size_t count) {
-    const size_t rest = padded(static_cast<uint32_t>(count)) - count;
-    at = put_bytes(at, bytes, count);
-    std::memset(at, 0, rest);
-    return at + rest;
+    uint8_t* const end = at + padded(static_cast<uint32_t>(count));
+    if (count != 0) put32(end - 4, 0);
+    put_bytes(at, bytes, count);
+    return end;
 }
 
 uint8_t* put_option(uint8_t* at, uint16_t code, std::string_view value) {
@@ -552,14 +594,9 @@ OutputFile& OutputFile::operator=(OutputFile&& other) noexcept {
     return *this;
 }
 
-uint8_t* OutputFile::extend(size_t count) {
-    if (buffer_.size() - used_ < count) {
-        flush();
-        if (buffer_.size() < count) buffer_.resize(count);
-    }
-    uint8_t* const room = buffer_.data() + used_;
-    used_ += count;
-    return room;
+void OutputFile::make_room(size_t count) {
+    flush();
+    if (buffer_.size() < count) buffer_.resize(count);
 }
 
 void OutputFile::flush() {
@@ -616,9 +653,10 @@ void CaptureWriter::write(const WrittenFrame& frame) {
     at = put32(put32(put32(at, block::enhanced_packet), length), frame.interface);
     at = put32(put32(at, static_cast<uint32_t>(time >> 32)), static_cast<uint32_t>(time));
     at = put32(put32(at, bytes), std::max(frame.original_length, bytes));
-    at = put_bytes(at, frame.head.data(), frame.head.size());
-    at = put_bytes(at, frame.tail.data(), frame.tail.size());
-    at = put_bytes(at, "\0\0", padded(bytes) - bytes);
+    uint8_t* const options = at + padded(bytes);
+    if (bytes != 0) put32(options - 4, 0); // what the frame leaves of it is its padding
+    put_bytes(put_bytes(at, frame.head.data(), frame.head.size()), frame.tail.data(), frame.tail.size());
+    at = options;
     if (!comment.empty()) at = put_option(at, option::comment, comment);
     at = put32(put16(put16(at, option::packet_flags), 4), static_cast<uint32_t>(frame.direction));
     at = put64(put16(put16(at, option::packet_id), 8), frame.id);

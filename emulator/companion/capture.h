@@ -67,11 +67,18 @@ public:
     OutputFile& operator=(OutputFile&&) noexcept;
 
     // Room for `count` bytes, to be filled at once.
-    uint8_t* extend(size_t count);
+    uint8_t* extend(size_t count) {
+        if (buffer_.size() - used_ < count) make_room(count);
+        uint8_t* const room = buffer_.data() + used_;
+        used_ += count;
+        return room;
+    }
     void flush();
     void close(); // flushes, and tells of a failure that the destructor would keep to itself
 
 private:
+    void make_room(size_t count);
+
     std::string name_;
     int descriptor_ = -1;
     std::vector<uint8_t> buffer_;

@@ -75,19 +75,19 @@ std::optional<int64_t> CaptureMerger::next_time() {
     return std::max(latest_, sources_[first].frame.time);
 }
 
-bool CaptureMerger::next(CapturedFrame& frame, int32_t& port) {
+const CapturedFrame* CaptureMerger::next(int32_t& port) {
     const size_t first = find_first();
-    if (first == sources_.size()) return false;
+    if (first == sources_.size()) return nullptr;
     Source& source = sources_[first];
     CaptureTally& tally = tallies_[first];
-    frame = source.frame;
+    CapturedFrame& frame = source.frame;
     port = source.frame_port;
     source.is_pending = false;
     ++tally.frames;
     if (frame.original_length > frame.bytes.size()) ++tally.cut;
     if (frame.time < latest_) ++tally.late;
     frame.time = latest_ = std::max(latest_, frame.time);
-    return true;
+    return &frame;
 }
 
 uint64_t CaptureMerger::position() const {

@@ -25,9 +25,9 @@ public:
     // The interfaces of the file name the ports: "port3", "port 3" or "3".
     void add(const std::string& file);
 
-    // The next frame and its port. False: there are no more. A file that cannot be read on ends there, and the others
-    // go on; its tally says why.
-    bool next(CapturedFrame& frame, int32_t& port);
+    // The next frame and its port, until the next call of this or of `next_time`. Null: there are no more. A file that
+    // cannot be read on ends there, and the others go on; its tally says why.
+    const CapturedFrame* next(int32_t& port);
 
     // The time of the frame that comes next; nothing: there is none. Takes nothing away.
     std::optional<int64_t> next_time();

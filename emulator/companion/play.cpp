@@ -4,11 +4,11 @@
 #include "companion/commands.h"
 #include "companion/database.h"
 #include "companion/json_text.h"
+#include "companion/progress_bar.h"
 #include "companion/sentence.h"
 
 #include <csignal>
 #include <iostream>
-#include <unistd.h>
 
 namespace {
 
@@ -24,34 +24,6 @@ struct PlayOptions {
     bool dry_run = false;
     bool is_strict = false;
     bool as_json = false;
-};
-
-// A bar on a terminal; nothing elsewhere.
-class Progress {
-public:
-    explicit Progress(size_t count) : total(count), is_shown(isatty(STDERR_FILENO) != 0) {}
-
-    void show(size_t done) {
-        constexpr size_t width = 40;
-        const size_t percent = total == 0 ? 100 : done * 100 / total;
-        if (!is_shown || percent == last) return;
-        last = percent;
-        const size_t filled = percent * width / 100;
-        std::cerr << "\r[" << std::string(filled, '#') << std::string(width - filled, ' ') << "] " << done << "/"
-                  << total << std::flush;
-        is_drawn = true;
-    }
-    void clear() {
-        if (is_drawn) std::cerr << "\r\x1b[K" << std::flush;
-        is_drawn = false;
-        last = static_cast<size_t>(-1);
-    }
-
-private:
-    size_t total;
-    bool is_shown;
-    bool is_drawn = false;
-    size_t last = static_cast<size_t>(-1);
 };
 
 struct Tally {
@@ -95,7 +67,7 @@ void tell(const Sentence& sentence, const Said& said, const PlayOptions& options
 }
 
 Tally play_all(const std::vector<Sentence>& sentences, const PlayOptions& options) {
-    Progress progress(sentences.size());
+    ProgressBar progress;
     Tally tally;
     for (const Sentence& sentence : sentences) {
         if (is_interrupted != 0) break;
@@ -107,9 +79,8 @@ Tally play_all(const std::vector<Sentence>& sentences, const PlayOptions& option
             tell(sentence, said, options);
         }
         if (is_refused && !options.keep_going) break;
-        progress.show(tally.all());
+        progress.show(tally.all(), sentences.size());
     }
-    progress.clear();
     return tally;
 }
 

@@ -5,13 +5,14 @@
 #include "companion/trace_text.h"
 
 #include <charconv>
+#include <cstring>
 #include <filesystem>
 
 using namespace dataplane;
 
 namespace {
 
-// All that a summary tells, in one number.
+// All that a summary of the switch's decision tells, in one number.
 uint64_t key_of(const Outcome& outcome) {
     const uint64_t classified =
         outcome.is_classified
@@ -21,7 +22,8 @@ uint64_t key_of(const Outcome& outcome) {
            static_cast<uint64_t>(outcome.verdict);
 }
 
-constexpr size_t most_summaries = 100'000;
+constexpr size_t longest_number = 20;
+constexpr size_t longest_wait = longest_number + 3; // with " ns"
 
 std::string name_of(const Port& port) {
     return "port" + std::to_string(port.number);
@@ -63,7 +65,7 @@ uint32_t Recorder::interface_named(const std::string& name) {
 
 void Recorder::adopt(const Configuration& configuration) {
     configuration_ = configuration;
-    summaries_.clear();
+    received_.clear();
     by_port_.clear();
     for (const Port& port : configuration.ports->ports)
         by_port_.push_back(interface_named(name_of(port)));
@@ -74,47 +76,53 @@ uint32_t Recorder::interface_of(PortIndex port) const {
     return port < by_port_.size() ? by_port_[port] : of_switch_;
 }
 
-const std::string& Recorder::summary_of(const Outcome& outcome) {
-    if (summaries_.size() > most_summaries) summaries_.clear();
-    const auto [found, is_new] = summaries_.try_emplace(key_of(outcome));
-    if (is_new) found->second = summarise_frame(configuration_, outcome);
-    return found->second;
-}
-
 const std::string& Recorder::name_of_queue(uint32_t queue, const Egress& egress) {
     while (queue_names_.size() <= queue)
         queue_names_.push_back(text_of(egress.queues()[queue_names_.size()].name));
     return queue_names_[queue];
 }
 
-void Recorder::append_number(uint64_t number) {
-    char digits[20];
-    const std::to_chars_result end = std::to_chars(digits, digits + sizeof digits, number);
-    append({digits, static_cast<size_t>(end.ptr - digits)});
+std::string Recorder::tell_outputs(const Outcome& outcome, const std::vector<OutputFate>& fates, const Egress& egress) {
+    std::string text;
+    for (size_t i = 0; i < outcome.outputs.size(); ++i) {
+        const Output& output = outcome.outputs[i];
+        text += i == 0 ? "; to " : ", ";
+        text += names_[interface_of(output.port)];
+        if (output.mirror != 0) text += " by mirror " + std::to_string(output.mirror);
+        if (output.kind == OutputKind::delivered) continue;
+        text += output.mirror != 0 ? ", queue " : " queue ";
+        text += name_of_queue(fates[i].queue, egress);
+        if (fates[i].reason != DropReason::none) text += std::string(" (dropped: ") + word_of(fates[i].reason) + ")";
+    }
+    return text;
+}
+
+const std::string& Recorder::comment_on_received(const Outcome& outcome, const std::vector<OutputFate>& fates,
+                                                 const Egress& egress) {
+    key_.resize(1 + outcome.outputs.size());
+    key_[0] = key_of(outcome);
+    for (size_t i = 0; i < outcome.outputs.size(); ++i) {
+        const Output& output = outcome.outputs[i];
+        const bool is_delivered = output.kind == OutputKind::delivered;
+        // The place of a queue needs 14 bits: there are 8192, and one more for each port.
+        key_[1 + i] = uint64_t{output.port} << 48 | uint64_t{output.mirror} << 32 | uint64_t{fates[i].queue} << 8 |
+                      static_cast<uint64_t>(fates[i].reason) << 1 | (is_delivered ? 1 : 0);
+    }
+    return received_.find(
+        key_, [&] { return summarise_frame(configuration_, outcome) + tell_outputs(outcome, fates, egress); });
 }
 
 void Recorder::write_received(PortIndex port, const CapturedFrame& frame, uint64_t id, const Outcome& outcome,
                               const std::vector<OutputFate>& fates, const Egress& egress) {
     if (!capture_ || !with_received_) return;
-    comment_ = summary_of(outcome);
-    for (size_t i = 0; i < outcome.outputs.size(); ++i) {
-        const Output& output = outcome.outputs[i];
-        append(i == 0 ? "; to " : ", ");
-        append(names_[interface_of(output.port)]);
-        if (output.mirror != 0) {
-            append(" by mirror ");
-            append_number(output.mirror);
-        }
-        if (output.kind == OutputKind::delivered) continue;
-        append(output.mirror != 0 ? ", queue " : " queue ");
-        append(name_of_queue(fates[i].queue, egress));
-        if (fates[i].reason == DropReason::none) continue;
-        append(" (dropped: ");
-        append(word_of(fates[i].reason));
-        append(")");
-    }
-    capture_->write(
-        {frame.bytes, {}, frame.original_length, frame.time, interface_of(port), Direction::received, id, comment_});
+    capture_->write({frame.bytes,
+                     {},
+                     frame.original_length,
+                     frame.time,
+                     interface_of(port),
+                     Direction::received,
+                     id,
+                     comment_on_received(outcome, fates, egress)});
 }
 
 void Recorder::write_stray(const std::string& interface_name, const CapturedFrame& frame, uint64_t id) {
@@ -129,25 +137,34 @@ void Recorder::write_stray(const std::string& interface_name, const CapturedFram
                      "dropped: port_missing"});
 }
 
+// All but how long it waited.
+const std::string& Recorder::begin_of_sent(const LeavingFrame& frame, const Egress& egress) {
+    const std::array key{uint64_t{frame.from} << 32 | uint64_t{frame.mirror} << 8 | (frame.is_delivered ? 1 : 0),
+                         uint64_t{frame.queue}};
+    return sent_.find(key, [&] {
+        std::string text = "from " + names_[frame.from];
+        if (frame.mirror != 0) text += ", by mirror " + std::to_string(frame.mirror);
+        return text + (frame.is_delivered ? ", for the switch itself"
+                                          : ", queue " + name_of_queue(frame.queue, egress) + ", waited ");
+    });
+}
+
 void Recorder::write_sent(const LeavingFrame& frame, const Egress& egress) {
     if (!folder_.empty()) files_[frame.interface]->write({frame.bytes, {}, 0, frame.time, 0, Direction::sent, 0, {}});
     if (!capture_) return;
-    comment_ = "from ";
-    append(names_[frame.from]);
-    if (frame.mirror != 0) {
-        append(", by mirror ");
-        append_number(frame.mirror);
-    }
+    WrittenFrame written{frame.bytes, {}, 0, frame.time, frame.interface, Direction::sent, frame.id, {}};
+    const std::string& begin = begin_of_sent(frame, egress);
     if (frame.is_delivered) {
-        append(", for the switch itself");
-    } else {
-        append(", queue ");
-        append(name_of_queue(frame.queue, egress));
-        append(", waited ");
-        append_number(static_cast<uint64_t>(frame.waited));
-        append(" ns");
+        written.comment = begin;
+        return capture_->write(written);
     }
-    capture_->write({frame.bytes, {}, 0, frame.time, frame.interface, Direction::sent, frame.id, comment_});
+    comment_.resize(begin.size() + longest_wait);
+    std::memcpy(comment_.data(), begin.data(), begin.size());
+    char* const digits = comment_.data() + begin.size();
+    char* const end = std::to_chars(digits, digits + longest_number, static_cast<uint64_t>(frame.waited)).ptr;
+    std::memcpy(end, " ns", 3);
+    written.comment = {comment_.data(), end + 3};
+    capture_->write(written);
 }
 
 void Recorder::flush() {

@@ -6,7 +6,6 @@
 
 #include <map>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 // What became of an output of a received frame before it was sent.
@@ -26,6 +25,43 @@ struct LeavingFrame {
     uint32_t queue = 0;        // the one that it waited in
     int64_t waited = 0;        // nanoseconds
     int64_t time = 0;          // likewise, since 1970
+};
+
+// Texts that are wanted again and again, by what they tell. A text stays until another one needs its place.
+class TextCache {
+public:
+    // The text of a key, some numbers, as make() gives it where it is not there. It is valid until the next call.
+    template <typename Make> const std::string& find(std::span<const uint64_t> key, Make make) {
+        if (entries_.empty()) entries_.resize(size_t{1} << size_bits);
+        Entry& entry = entries_[place_of(key)];
+        if (!entry.has(key)) entry = {{key.begin(), key.end()}, make()};
+        return entry.text;
+    }
+    void clear() { entries_.clear(); }
+
+private:
+    static constexpr unsigned size_bits = 10;
+
+    struct Entry {
+        std::vector<uint64_t> key; // empty: there is no text
+        std::string text;
+
+        bool has(std::span<const uint64_t> other) const {
+            if (key.size() != other.size()) return false;
+            for (size_t i = 0; i < other.size(); ++i)
+                if (key[i] != other[i]) return false;
+            return true;
+        }
+    };
+
+    static size_t place_of(std::span<const uint64_t> key) {
+        uint64_t hash = 0;
+        for (const uint64_t number : key)
+            hash = (hash ^ hash >> 32 ^ number) * 0x9e3779b97f4a7c15;
+        return hash >> (64 - size_bits);
+    }
+
+    std::vector<Entry> entries_;
 };
 
 // Interfaces are numbered here as ports come, and known by these numbers: `interface_of`. All functions throw `Failure`
@@ -56,10 +92,12 @@ public:
 
 private:
     uint32_t interface_named(const std::string& name);
-    const std::string& summary_of(const dataplane::Outcome& outcome);
     const std::string& name_of_queue(uint32_t queue, const dataplane::Egress& egress);
-    void append(std::string_view text) { comment_.append(text); }
-    void append_number(uint64_t number);
+    const std::string& comment_on_received(const dataplane::Outcome& outcome, const std::vector<OutputFate>& fates,
+                                           const dataplane::Egress& egress);
+    const std::string& begin_of_sent(const LeavingFrame& frame, const dataplane::Egress& egress);
+    std::string tell_outputs(const dataplane::Outcome& outcome, const std::vector<OutputFate>& fates,
+                             const dataplane::Egress& egress);
 
     std::unique_ptr<CaptureWriter> capture_;
     bool with_received_ = true;
@@ -70,8 +108,10 @@ private:
     std::vector<uint32_t> by_port_;                  // by PortIndex
     uint32_t of_switch_ = 0;
     dataplane::Configuration configuration_;
-    std::unordered_map<uint64_t, std::string> summaries_; // of outcomes
-    std::vector<std::string> queue_names_;                // by place in the egress
+    std::vector<std::string> queue_names_; // by place in the egress
+    TextCache received_;
+    TextCache sent_;
+    std::vector<uint64_t> key_;
     std::string comment_;
 };
 

@@ -5,6 +5,7 @@
 #include "companion/commands.h"
 #include "companion/configuration_reader.h"
 #include "companion/database.h"
+#include "companion/progress_bar.h"
 #include "companion/replay_engine.h"
 #include "companion/replay_plot.h"
 #include "companion/replay_summary.h"
@@ -13,7 +14,6 @@
 #include <charconv>
 #include <csignal>
 #include <iostream>
-#include <unistd.h>
 
 namespace {
 
@@ -51,30 +51,6 @@ void add_capture(CaptureMerger& captures, std::vector<int32_t>& ports, const std
     captures.add(port, word.substr(static_cast<size_t>(behind - word.data()) + 1));
     ports.push_back(port);
 }
-
-// A bar on a terminal, for captures that take a while; nothing elsewhere.
-class ProgressBar {
-public:
-    void show(uint64_t done, std::optional<uint64_t> total) {
-        if (!is_shown) return;
-        constexpr uint64_t width = 40;
-        const uint64_t percent = !total || *total == 0 ? 0 : std::min<uint64_t>(100, done * 100 / *total);
-        const uint64_t megabytes = done >> 20;
-        if ((total ? percent : megabytes) == last) return;
-        last = total ? percent : megabytes;
-        const uint64_t filled = percent * width / 100;
-        std::cerr << "\r";
-        if (total) std::cerr << "[" << std::string(filled, '#') << std::string(width - filled, ' ') << "] ";
-        std::cerr << megabytes << " MiB" << std::flush;
-    }
-    ~ProgressBar() {
-        if (is_shown && last != 0) std::cerr << "\r\x1b[K" << std::flush;
-    }
-
-private:
-    bool is_shown = isatty(STDERR_FILENO) != 0;
-    uint64_t last = 0;
-};
 
 // The switch of the store, or of a copy that is changed in its place.
 class ReplayedSwitch {
@@ -150,14 +126,15 @@ private:
 
     void play_captures(ReplayEngine& engine) {
         constexpr uint64_t between_looks = 4096;
-        ProgressBar bar;
-        CapturedFrame frame;
         int32_t port = 0;
-        for (uint64_t count = 0; is_interrupted == 0 && captures.next(frame, port); ++count) {
-            if (next_sentence < sentences.size()) say_until(engine, frame.time);
-            engine.receive(port, frame);
+        for (uint64_t count = 0; is_interrupted == 0; ++count) {
+            const CapturedFrame* const frame = captures.next(port);
+            if (frame == nullptr) break;
+            if (next_sentence < sentences.size()) say_until(engine, frame->time);
+            engine.receive(port, *frame);
             if (count % between_looks == 0) bar.show(captures.position(), captures.size());
         }
+        bar.clear();
     }
 
     // Says the sentences that are due at this time or before it, and has the switch work by them.
@@ -176,8 +153,10 @@ private:
                 ++tally.refused;
             else if (!said.is_ignored())
                 ++tally.accepted;
-            if (!said.refusal.empty() || said.is_ignored())
+            if (!said.refusal.empty() || said.is_ignored()) {
+                bar.clear();
                 std::cerr << told(options.sentences, sentence, said) << "\n";
+            }
             on.reader->refresh(state, due);
             bind_ports(state, on.reader->configuration(), ports);
             engine.reconfigure(on.reader->configuration(), due);
@@ -211,6 +190,7 @@ private:
     dataplane::State state;
     int64_t begin_time = 0;
     ReplayPlot plot;
+    ProgressBar bar{1 << 20, " MiB"};
 };
 
 int replay(const ReplayOptions& options) {

@@ -20,6 +20,12 @@ struct ReplayEngine::Slot {
 
     uint8_t* bytes() { return reinterpret_cast<uint8_t*>(this + 1); }
     std::span<const uint8_t> frame() { return {bytes(), length}; }
+
+    // Asks for what will be wanted soon: its own fields, and the first bytes.
+    void fetch() {
+        __builtin_prefetch(this);
+        __builtin_prefetch(reinterpret_cast<const uint8_t*>(this) + 64);
+    }
 };
 
 // Room for frames, in a few sizes, used again and again: the last one given back is the next one taken, as it is still
@@ -28,7 +34,7 @@ class ReplayEngine::Pool {
 public:
     FrameHandle take(size_t length) {
         uint32_t size = 0;
-        while (length > sizes[size])
+        while (length > room_of(size))
             ++size;
         if (free_[size].empty()) grow(size);
         const uint32_t place = free_[size].back();
@@ -40,34 +46,34 @@ public:
     Slot& operator[](FrameHandle handle) {
         const uint32_t size = handle >> place_bits;
         const uint32_t place = handle & place_mask;
-        const uint32_t in_chunk = slots_in_chunk(size);
-        return *std::launder(
-            reinterpret_cast<Slot*>(chunks_[size][place / in_chunk].get() + place % in_chunk * slot_size(size)));
+        const uint32_t in_chunk = place & (slots_in_chunk[size] - 1);
+        CacheLine* const chunk = chunks_[size][place >> chunk_bits[size]].get();
+        return *std::launder(reinterpret_cast<Slot*>(chunk + size_t{in_chunk} * lines_of_slot[size]));
     }
 
 private:
     static constexpr uint32_t place_bits = 30;
     static constexpr uint32_t place_mask = (1U << place_bits) - 1;
-    static constexpr std::array<uint32_t, 4> sizes{88, 472, 2008, longest_capture + 32};
-    static constexpr uint32_t chunk_size = 128 << 10;
-
-    static constexpr uint32_t slot_size(uint32_t size) {
-        return static_cast<uint32_t>(sizeof(Slot)) + (sizes[size] + 7) / 8 * 8;
-    }
-    static constexpr uint32_t slots_in_chunk(uint32_t size) { return std::max(1U, chunk_size / slot_size(size)); }
+    struct alignas(64) CacheLine {
+        std::array<std::byte, 64> bytes;
+    };
+    static constexpr std::array<uint32_t, 4> lines_of_slot{2, 8, 32, (longest_capture + 32) / 64 + 1};
+    static constexpr std::array<uint32_t, 4> chunk_bits{10, 8, 6, 0};
+    static constexpr std::array<uint32_t, 4> slots_in_chunk{1U << 10, 1U << 8, 1U << 6, 1};
+    static constexpr size_t room_of(uint32_t size) { return lines_of_slot[size] * sizeof(CacheLine) - sizeof(Slot); }
 
     void grow(uint32_t size) {
-        const uint32_t count = slots_in_chunk(size);
+        const uint32_t count = slots_in_chunk[size];
         const auto first = static_cast<uint32_t>(chunks_[size].size()) * count;
-        chunks_[size].push_back(std::make_unique<std::byte[]>(size_t{count} * slot_size(size)));
+        chunks_[size].push_back(std::make_unique<CacheLine[]>(size_t{count} * lines_of_slot[size]));
         for (uint32_t i = count; i-- > 0;) {
-            new (chunks_[size].back().get() + size_t{i} * slot_size(size)) Slot;
+            new (chunks_[size].back().get() + size_t{i} * lines_of_slot[size]) Slot;
             free_[size].push_back(first + i);
         }
     }
 
-    std::array<std::vector<std::unique_ptr<std::byte[]>>, sizes.size()> chunks_;
-    std::array<std::vector<uint32_t>, sizes.size()> free_;
+    std::array<std::vector<std::unique_ptr<CacheLine[]>>, lines_of_slot.size()> chunks_;
+    std::array<std::vector<uint32_t>, lines_of_slot.size()> free_;
 };
 
 ReplayEngine::ReplayEngine(const Configuration& configuration, State& state, const EgressOptions& options, int64_t time,
@@ -121,6 +127,7 @@ void ReplayEngine::drain() {
 
 bool ReplayEngine::send(const Departure& departure) {
     Slot& slot = (*pool_)[departure.handle];
+    (*pool_)[departure.next].fetch();
     totals_.sent.add(slot.length);
     slot.port->sent.add(slot.length);
     totals_.end = std::max(totals_.end, departure.time);
@@ -155,10 +162,11 @@ uint32_t length_of(const Output& output, size_t received) {
     return output.head_length + static_cast<uint32_t>(received) - output.skip;
 }
 
+// There is room for a whole head at `to`, however long it is: so many bytes as are known beforehand are copied at once.
 void copy_output(uint8_t* to, const Output& output, std::span<const uint8_t> received) {
-    std::memcpy(to, output.head.data(), output.head_length);
+    std::memcpy(to, output.head.data(), output.head.size());
     if (received.size() > output.skip)
-        std::memcpy(to + output.head_length, received.data() + output.skip, received.size() - output.skip);
+        std::memmove(to + output.head_length, received.data() + output.skip, received.size() - output.skip);
 }
 
 } // namespace
@@ -196,11 +204,18 @@ void ReplayEngine::deliver(const Output& output, std::span<const uint8_t> bytes,
     totals_.delivered.add(length);
     if (output.port < of_port_.size()) of_port_[output.port]->delivered.add(length);
     if (!recorder_.is_recording()) return;
-    delivered_.resize(length);
+    delivered_.resize(std::max<size_t>(length, output.head.size()));
     copy_output(delivered_.data(), output, bytes);
-    recorder_.write_sent(
-        {delivered_, id, recorder_.interface_of(output.port), recorder_.interface_of(from), 0, true, 0, 0, time},
-        egress_);
+    recorder_.write_sent({{delivered_.data(), length},
+                          id,
+                          recorder_.interface_of(output.port),
+                          recorder_.interface_of(from),
+                          0,
+                          true,
+                          0,
+                          0,
+                          time},
+                         egress_);
 }
 
 // The frame as long as it was. What the capture has cut off is zeros; beyond what the switch takes, more make no

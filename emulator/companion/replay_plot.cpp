@@ -303,7 +303,7 @@ private:
                  (" stroke-width=\"" + number(styles[i].width) + "\" stroke-dasharray=\"" + styles[i].dash + "\"")
                      .c_str());
             text(x + 32, curves[i].label_y, curves[i].name, "start");
-            text(x + 32, curves[i].label_y + 12, "mean " + number(curves[i].mean), "start", " class=\"small\"");
+            text(x + 32, curves[i].label_y + 12, "mean " + tick_text(curves[i].mean, 0.1), "start", " class=\"small\"");
         }
         draw_times(box.y + box.height);
     }
@@ -342,7 +342,7 @@ private:
         x += 140;
         line(x, y - 4, x + 22, y - 4, "#000", " stroke-width=\"1.4\"");
         text(x + 28, y, "rate, 0 to " + number(highest) + " Mbit/s", "start", " class=\"small\"");
-        x += 190;
+        x += 170;
         for (int i = 0; i < 4; ++i)
             line(x + 5 * i, y - 9, x + 5 * i, y + 1, "#b00020", " stroke-width=\"1.6\"");
         text(x + 24, y, "drops: the taller, the more of what came", "start", " class=\"small\"");
@@ -390,7 +390,7 @@ private:
              "end", " class=\"small\"");
         const double x = box.x + box.width + 6;
         const uint64_t bits = (view.sent.bytes + 4 * view.sent.frames) * 8;
-        text(x, box.y + 8, "mean " + number(static_cast<double>(bits) / seconds / 1e6) + " Mbit/s", "start",
+        text(x, box.y + 8, "mean " + tick_text(static_cast<double>(bits) / seconds / 1e6, 0.1) + " Mbit/s", "start",
              " class=\"small\"");
         uint64_t lost = 0;
         for (const ReplayPlot::Slice& slice : slices)

@@ -66,10 +66,12 @@ template <typename Narrator>
 void pass(const Configuration& configuration, State& state, const Frame& frame, Outcome& outcome, Narrator narrator) {
     clear(outcome);
     state.learned.age(*configuration.ports, frame.time, aged_per_frame);
-    Passage<Narrator> passage{configuration, state, frame, outcome, narrator, configuration.ports->ports[frame.port]};
+    Headers headers;
+    Passage<Narrator> passage{configuration, state, frame, outcome, narrator, configuration.ports->ports[frame.port],
+                              headers};
     const Stop refused = enter_port(passage);
     if (refused == Stop::none) {
-        passage.headers = parse(frame.bytes, passage.port);
+        parse(frame.bytes, passage.port, headers);
         stop_for(passage, judge(passage));
         mirror_frame(passage);
     } else {

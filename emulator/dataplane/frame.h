@@ -52,7 +52,8 @@ struct Headers {
     uint16_t destination_port = 0;
 };
 
-// Reads the headers of a frame of at least `shortest_frame` bytes, recognising the tags that the port looks at.
-Headers parse(std::span<const uint8_t> bytes, const Port& port);
+// Reads the headers of a frame of at least `shortest_frame` bytes into fresh ones, recognising the tags that the port
+// looks at. In place, as a copy of what has just been written field by field is slow.
+void parse(std::span<const uint8_t> bytes, const Port& port, Headers& headers);
 
 } // namespace dataplane

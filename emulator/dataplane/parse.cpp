@@ -55,14 +55,12 @@ void parse_tag(std::span<const uint8_t> bytes, const Port& port, Headers& header
 
 } // namespace
 
-Headers parse(std::span<const uint8_t> bytes, const Port& port) {
-    Headers headers;
+void parse(std::span<const uint8_t> bytes, const Port& port, Headers& headers) {
     headers.destination = mac_of(bytes.data());
     headers.source = mac_of(&bytes[6]);
     headers.ether_type = big_endian_16(&bytes[12]);
     parse_tag(bytes, port, headers);
     if (headers.ether_type == ipv4_type) parse_ipv4(bytes.subspan(headers.payload_at), headers);
-    return headers;
 }
 
 } // namespace dataplane

@@ -32,8 +32,8 @@ template <typename Narrator> struct Passage {
     Outcome& outcome;
     Narrator narrator;
 
-    const Port& port; // the receiving one
-    Headers headers{};
+    const Port& port;               // the receiving one
+    Headers& headers;               // of the frame
     const Vlan* vlan = nullptr;     // that it is assigned to
     const Member* member = nullptr; // the receiving port in it; null: it is none
     bool is_class_by_tos = false;   // dscp: each sending port says which class

@@ -295,7 +295,7 @@ struct Selected {
     const RuleSet* others;
     uint64_t summary; // of the rules that want its value
     uint64_t pivots;
-    const uint64_t* words;
+    const uint64_t* words; // of them; of no meaning where there are none
 
     uint64_t word(size_t number) const {
         const uint64_t word = others->words[number];
@@ -304,11 +304,17 @@ struct Selected {
     }
 };
 
-Selected select(const RuleDimension& dimension, const FieldValues& values) {
+// In place, as a copy of what has just been written field by field is slow.
+void select(const RuleDimension& dimension, const FieldValues& values, Selected& selected) {
     const auto field = static_cast<size_t>(dimension.field);
-    if ((values.present >> field & 1U) == 0) return {&dimension.others, 0, 0, nullptr};
+    selected.others = &dimension.others;
+    selected.summary = 0;
+    selected.pivots = 0;
+    if ((values.present >> field & 1U) == 0) return;
     const RuleDimension::Class& its = dimension.class_of(values.value[field]);
-    return {&dimension.others, its.summary, its.pivots, dimension.words.data() + its.first_word};
+    selected.summary = its.summary;
+    selected.pivots = its.pivots;
+    selected.words = dimension.words.data() + its.first_word;
 }
 
 constexpr size_t most_dimensions = field_count * 5; // each field, and each of its bytes
@@ -327,7 +333,7 @@ std::optional<size_t> RuleIndex::find(std::span<const Rule> rules, const FieldVa
     uint64_t summary = possible_.summary;
     uint64_t pivots = without_pivot_;
     for (size_t place = 0; place < pivot_count_; ++place) {
-        selected[place] = select(dimensions_[place], values);
+        select(dimensions_[place], values, selected[place]);
         summary &= selected[place].others->summary | selected[place].summary;
         pivots |= selected[place].pivots;
     }
@@ -337,7 +343,7 @@ std::optional<size_t> RuleIndex::find(std::span<const Rule> rules, const FieldVa
         uint64_t word = possible_.words[number];
         for (size_t place = 0; place < dimensions_.size() && word != 0; ++place) {
             if (place >= pivot_count_ && are_few(word)) break;
-            if (place == count) selected[count++] = select(dimensions_[place], values);
+            if (place == count) select(dimensions_[place], values, selected[count++]);
             word &= selected[place].word(number);
         }
         for (; word != 0; word &= word - 1) {

@@ -94,30 +94,47 @@ void require(bool holds, const char* what) {
     std::abort();
 }
 
+void require_all_accounted_for(const ReplayEngine& engine) {
+    const ReplayTotals& totals = engine.totals();
+    uint64_t dropped = 0;
+    for (const Count& count : totals.dropped)
+        dropped += count.frames;
+    require(totals.received.frames + totals.copies ==
+                totals.sent.frames + totals.delivered.frames + dropped + engine.egress().waiting(),
+            "a frame is lost from the books");
+}
+
+// The switch is changed, and back, after every eighth frame.
 void play(const std::string& file, int32_t port) {
-    static const Configuration configuration = replay_scene::all_qos().compile();
+    static const Configuration first = replay_scene::all_qos().compile();
+    static const Configuration second = replay_scene::all_qos_changed().compile();
     CaptureMerger captures;
     if (port == 0)
         captures.add(file);
     else
         captures.add(port, file);
     State state;
-    adopt(state, nullptr, configuration);
+    adopt(state, nullptr, first);
     Recorder recorder = Recorder::to_file("/dev/null", true);
     EgressOptions options;
     options.most_frames = 64;
-    ReplayEngine engine(configuration, state, options, captures.next_time().value_or(0), recorder);
-    CapturedFrame frame;
+    ReplayEngine engine(first, state, options, captures.next_time().value_or(0), recorder);
     int32_t of_frame = 0;
-    while (captures.next(frame, of_frame))
-        engine.receive(of_frame, frame);
+    bool is_first = true;
+    while (const CapturedFrame* const frame = captures.next(of_frame)) {
+        if (frame->number % 8 == 0) {
+            engine.advance(frame->time);
+            adopt(state, is_first ? &first : &second, is_first ? second : first);
+            engine.reconfigure(is_first ? second : first, frame->time);
+            is_first = !is_first;
+        }
+        engine.receive(of_frame, *frame);
+        require_all_accounted_for(engine);
+    }
     engine.drain();
+    require_all_accounted_for(engine);
+    require(engine.egress().waiting() == 0, "a frame waits for ever");
     const ReplayTotals& totals = engine.totals();
-    uint64_t dropped = 0;
-    for (const Count& count : totals.dropped)
-        dropped += count.frames;
-    require(totals.received.frames + totals.copies == totals.sent.frames + totals.delivered.frames + dropped,
-            "a frame is lost from the books");
     require(totals.received.frames == captures.tallies()[0].frames, "not every frame was received");
     if (std::getenv("FUZZ_SHOW") != nullptr)
         std::printf("%llu frames; %s\n", static_cast<unsigned long long>(totals.received.frames),

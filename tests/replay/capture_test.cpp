@@ -275,28 +275,115 @@ TEST_F(Captures, ThatAreNoneAreToldSo) {
     EXPECT_THROW(CaptureReader("/nonexistent/capture"), Failure);
 }
 
-Bytes whole_example() {
-    Bytes file = section(true) + interface(true, "port1") + interface(true, "port2");
-    for (uint8_t i = 0; i < 6; ++i)
-        file = file + enhanced(true, i % 2, 1'700'000'000'000'000 + i, frame(i, 60U + i),
-                               Writer(true).option(2, Writer(true).u32(1).bytes).u32(0).bytes);
-    return file;
+// A small capture in its parts: a header, and then records or blocks.
+struct Part {
+    Bytes bytes;
+    bool is_frame = false;
+};
+using Example = std::vector<Part>;
+
+Example pcap_example(bool big_endian, uint32_t magic) {
+    return {{pcap_header(big_endian, magic)},
+            {record(big_endian, 1, 2, frame(1), 60), true},
+            {record(big_endian, 1, 3, frame(2, 61), 61), true},
+            {record(big_endian, 2, 0, frame(3, 14), 1514), true}};
 }
 
-// Wherever a file ends, what was whole before has been read, and what is not is told.
+Example pcapng_example(bool big_endian) {
+    const Bytes flags = Writer(big_endian).option(2, Writer(big_endian).u32(1).bytes).u32(0).bytes;
+    const Bytes simple = Writer(big_endian).u32(20).put(frame(9, 20)).block(3);
+    const Bytes obsolete =
+        Writer(big_endian).u16(1).u16(0).u32(0).u32(5).u32(15).u32(15).put(frame(8, 15)).pad().block(2);
+    Example example{{section(big_endian)}, {interface(big_endian, "port1")}, {interface(big_endian, "port2")}};
+    for (uint8_t i = 0; i < 3; ++i)
+        example.push_back({enhanced(big_endian, i % 2, 1'700'000'000'000'000 + i, frame(i, 30U + i), flags), true});
+    example.push_back({Writer(big_endian).put(Bytes(21, 7)).pad().block(99)});
+    example.push_back({section(!big_endian)});
+    example.push_back({interface(!big_endian, "port3")});
+    example.push_back({enhanced(!big_endian, 0, 5, frame(7, 14)), true});
+    example.push_back({section(big_endian)});
+    example.push_back({interface(big_endian, "port1")});
+    example.push_back({interface(big_endian, "port2")});
+    example.push_back({simple, true});
+    example.push_back({obsolete, true});
+    return example;
+}
+
+std::vector<Example> examples() {
+    std::vector<Example> all;
+    for (const bool big_endian : {false, true}) {
+        for (const uint32_t magic : {0xa1b2c3d4, 0xa1b23c4d})
+            all.push_back(pcap_example(big_endian, magic));
+        all.push_back(pcapng_example(big_endian));
+    }
+    return all;
+}
+
+Bytes whole(const Example& example) {
+    Bytes bytes;
+    for (const Part& part : example)
+        bytes = bytes + part.bytes;
+    return bytes;
+}
+
+bool is_same(const Read& one, const Read& other) {
+    return one.time == other.time && one.interface == other.interface && one.bytes == other.bytes &&
+           one.original == other.original && one.direction == other.direction;
+}
+
+// Wherever a file ends, what was whole before is read, and the place of what is not is told.
 TEST_F(Captures, MayEndAnywhere) {
-    const Bytes pcap =
-        pcap_header(false, 0xa1b2c3d4) + record(false, 1, 2, frame(1), 60) + record(false, 1, 3, frame(2, 61), 61);
-    for (const Bytes& whole : {whole_example(), pcap}) {
-        const size_t all = read(whole).size();
+    for (const Example& example : examples()) {
+        const Bytes bytes = whole(example);
+        const std::vector<Read> all = read(bytes);
         EXPECT_EQ(problem, "");
-        size_t before = 0;
-        for (size_t length = 0; length < whole.size(); ++length) {
-            const size_t count = read(Bytes(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(length))).size();
-            EXPECT_GE(count, before);
-            EXPECT_LT(count, all);
-            before = count;
-            EXPECT_TRUE(problem.empty() || problem.find(path() + ": byte ") == 0) << problem;
+        size_t begin = 0;
+        size_t frames = 0;
+        for (const Part& part : example) {
+            for (size_t length = begin; length < begin + part.bytes.size(); ++length) {
+                const std::vector<Read> found =
+                    read(Bytes(bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(length)));
+                ASSERT_EQ(found.size(), frames) << length;
+                for (size_t i = 0; i < frames; ++i)
+                    EXPECT_TRUE(is_same(found[i], all[i])) << length << ", frame " << i;
+                if (length == begin && begin != 0) {
+                    EXPECT_EQ(problem, "");
+                    continue;
+                }
+                const std::string behind = frames == 0 ? "" : ", behind packet " + std::to_string(frames);
+                EXPECT_EQ(problem.find(path() + ": byte " + std::to_string(begin) + behind + ": "), 0U) << problem;
+            }
+            begin += part.bytes.size();
+            frames += part.is_frame ? 1 : 0;
+        }
+        EXPECT_EQ(frames, all.size());
+    }
+}
+
+// Whatever byte is changed, what was before it is read as it is, and what is wrong then is not told of an earlier
+// place.
+TEST_F(Captures, MayBeDamagedAnywhere) {
+    for (const Example& example : examples()) {
+        const Bytes bytes = whole(example);
+        const std::vector<Read> all = read(bytes);
+        size_t begin = 0;
+        size_t frames = 0;
+        for (const Part& part : example) {
+            for (size_t i = 2 * begin; i < 2 * (begin + part.bytes.size()); ++i) {
+                const size_t place = i / 2;
+                Bytes damaged = bytes;
+                damaged[place] = static_cast<uint8_t>(damaged[place] ^ (i % 2 == 0 ? 1U << place % 8 : 0xffU));
+                const std::vector<Read> found = read(damaged);
+                ASSERT_GE(found.size(), frames) << place;
+                for (size_t before = 0; before < frames; ++before)
+                    EXPECT_TRUE(is_same(found[before], all[before])) << place << ", frame " << before;
+                if (problem.empty()) continue;
+                const std::string start = path() + ": byte ";
+                ASSERT_EQ(problem.find(start), 0U) << problem;
+                EXPECT_GE(std::stoul(problem.substr(start.size())), begin) << problem;
+            }
+            begin += part.bytes.size();
+            frames += part.is_frame ? 1 : 0;
         }
     }
 }
@@ -304,13 +391,12 @@ TEST_F(Captures, MayEndAnywhere) {
 // Bytes are changed by chance: whatever comes of it, reading ends.
 TEST_F(Captures, MayHoldAnything) {
     std::mt19937 random(5);
-    const Bytes pcap =
-        pcap_header(true, 0xa1b2c3d4) + record(true, 1, 2, frame(1), 60) + record(true, 1, 3, frame(2, 61), 61);
-    for (int round = 0; round < 1000; ++round) {
-        Bytes bytes = round % 2 == 0 ? whole_example() : pcap;
+    const std::vector<Example> all = examples();
+    for (size_t round = 0; round < 1000; ++round) {
+        Bytes bytes = whole(all[round % all.size()]);
         for (uint32_t changes = 1 + random() % 4; changes > 0; --changes)
             bytes[random() % bytes.size()] = random() % 3 == 0 ? 0xff : static_cast<uint8_t>(random());
-        EXPECT_LE(read(bytes).size(), 6U);
+        EXPECT_LE(read(bytes).size(), 7U);
     }
 }
 

@@ -142,17 +142,16 @@ uint64_t play(const std::string& capture, const std::string& output, const Run& 
     EgressOptions options;
     options.seed = run.seed;
     ReplayEngine engine(first, state, options, captures.next_time().value_or(0), recorder);
-    CapturedFrame frame;
     int32_t port = 0;
     bool is_changed = !run.with_change;
-    while (captures.next(frame, port)) {
-        if (!is_changed && frame.time >= run.change_at) {
+    while (const CapturedFrame* const frame = captures.next(port)) {
+        if (!is_changed && frame->time >= run.change_at) {
             engine.advance(run.change_at);
             adopt(state, &first, second);
             engine.reconfigure(second, run.change_at);
             is_changed = true;
         }
-        engine.receive(port, frame);
+        engine.receive(port, *frame);
     }
     engine.drain();
     recorder.close();
