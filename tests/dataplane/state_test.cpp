@@ -216,6 +216,7 @@ public:
         bits_ -= uint64_t{bytes} * 8;
         return true;
     }
+    uint64_t billionths() const { return bits_ * 1'000'000'000 + billionths_; }
 
 private:
     void fill(uint64_t billionths) {
@@ -247,6 +248,7 @@ TEST(Policer, AgreesWithExactFractions) {
                 const uint32_t bytes = counted_bytes(60 + random.below(1455), counts_gap);
                 const bool is_conforming = conforms(bucket, policer, bytes, now);
                 ASSERT_EQ(is_conforming, exact.conforms(bytes, now)) << rate << ", frame " << i;
+                ASSERT_EQ(bucket.tokens, exact.billionths()) << rate << ", frame " << i;
                 conforming += is_conforming ? 1 : 0;
             }
             EXPECT_GT(conforming, frames / 4);

@@ -1,13 +1,14 @@
 #!/usr/bin/env bash
-# A program that writes files into a folder writes the same on this machine and on the switch's processor, and prints
-# the same: same_bytes_test.sh PROGRAM LAUNCHER PROGRAM_OF_THE_SWITCH
+# A program that writes files into a folder writes the same in two builds, and prints the same: that of this machine, and
+# one for the switch's processor or with other compilers' options.
+# same_bytes_test.sh PROGRAM LAUNCHER OTHER_PROGRAM, whose launcher may be empty.
 set -euo pipefail
 
 here=$(mktemp -d)
 trap 'rm -rf "$here"' EXIT
-mkdir "$here/host" "$here/target"
+mkdir "$here/host" "$here/other"
 
 "$1" "$here/host" >"$here/host/printed"
 # shellcheck disable=SC2086 # the launcher is a command with its options
-$2 "$3" "$here/target" >"$here/target/printed"
-diff -r "$here/host" "$here/target"
+$2 "$3" "$here/other" >"$here/other/printed"
+diff -r "$here/host" "$here/other"
