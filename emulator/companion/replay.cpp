@@ -127,7 +127,7 @@ private:
     void play_captures(ReplayEngine& engine) {
         constexpr uint64_t between_looks = 4096;
         int32_t port = 0;
-        for (uint64_t count = 0; is_interrupted == 0; ++count) {
+        for (uint64_t count = 1; is_interrupted == 0; ++count) {
             const CapturedFrame* const frame = captures.next(port);
             if (frame == nullptr) break;
             if (next_sentence < sentences.size()) say_until(engine, frame->time);

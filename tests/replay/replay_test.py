@@ -1,12 +1,16 @@
 """emuswitch replay on the command line: captures in every way, sentences in between, and what is said of bad ones."""
 
+import fcntl
 import os
 import pathlib
+import pty
 import shutil
+import signal
 import struct
 import subprocess
 import sys
 import tempfile
+import termios
 import unittest
 import xml.etree.ElementTree
 
@@ -28,6 +32,16 @@ def pcap(frames, order="<"):
 def frame(source, tag=b"", length=60):
     start = bytes.fromhex("ffffffffffff") + bytes.fromhex("0200000000") + bytes([source]) + tag + b"\x08\x00"
     return start + bytes(length - len(start))
+
+
+def wait_until_it_reads(process):
+    """Until it has taken all that is in its standard input, a pipe, and sleeps there."""
+    while True:
+        waiting = struct.unpack("i", fcntl.ioctl(process.stdin, termios.FIONREAD, bytes(4)))[0]
+        state = pathlib.Path(f"/proc/{process.pid}/stat").read_text().rsplit(")", 1)[1].split()[0]
+        if waiting == 0 and state == "S":
+            return
+        os.sched_yield()
 
 
 class Replay(unittest.TestCase):
@@ -124,6 +138,28 @@ class Replay(unittest.TestCase):
         self.assertIn("emuswitch: in.pcap: byte 328, behind packet 4: a packet is cut off: 76 bytes are due, 66 are "
                       "there\n", done.stderr)
         self.assertGreater((self.folder / "out.pcapng").stat().st_size, 500)
+
+    def test_an_interrupt_ends_it_while_it_waits_for_a_pipe(self):
+        with subprocess.Popen([EMUSWITCH, "replay", "2=-", "-o", "out.pcapng"], cwd=self.folder, env=self.environment,
+                              stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE) as process:
+            process.stdin.write(pcap([(0, frame(1)), (1, frame(1))]))
+            process.stdin.flush()
+            wait_until_it_reads(process)
+            process.send_signal(signal.SIGINT)
+            printed, said = (stream.read().decode() for stream in (process.stdout, process.stderr))
+        self.assertEqual((1, "emuswitch: standard input: interrupted\n"), (process.returncode, said))
+        self.assertIn("2 frames in", printed)
+        self.assertGreater((self.folder / "out.pcapng").stat().st_size, 300)
+
+    def test_a_terminal_shows_how_far_it_is_and_is_left_clean(self):
+        self.write("in.pcap", [(i / 1e5, frame(1)) for i in range(20000)])
+        master, terminal = pty.openpty()
+        subprocess.run([EMUSWITCH, "replay", "2=in.pcap"], cwd=self.folder, env=self.environment, check=True,
+                       stdout=subprocess.DEVNULL, stderr=terminal)
+        shown = os.read(master, 65536).decode()
+        os.close(master)
+        os.close(terminal)
+        self.assertRegex(shown, r"^(\r\[#* *\] \d+/1 MiB)+\r\x1b\[K$")
 
     def test_what_is_wrong_is_said(self):
         self.write("in.pcap", [(0, frame(1))])
