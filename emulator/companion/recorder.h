@@ -58,7 +58,7 @@ private:
         uint64_t hash = 0;
         for (const uint64_t number : key)
             hash = (hash ^ hash >> 32 ^ number) * 0x9e3779b97f4a7c15;
-        return hash >> (64 - size_bits);
+        return static_cast<size_t>(hash >> (64 - size_bits));
     }
 
     std::vector<Entry> entries_;
