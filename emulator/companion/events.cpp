@@ -1,4 +1,5 @@
 // The trap events that the switch raised.
+#include "companion/command_line.h"
 #include "companion/commands.h"
 #include "companion/follow.h"
 #include "companion/json_text.h"
@@ -67,12 +68,14 @@ Json json_of(const Query& row) {
             {"class", or_null(row.optional_any_number("traffic_class"))}};
 }
 
-int print_events(bool keeps_on, bool as_json) {
-    const GrowingTable table{"trap_event", "object, port, type, vlan, stream, traffic_class, event"};
-    if (as_json) return print_rows(table, keeps_on, [](const Query& row) { return json_line(json_of(row)); });
+int print_events(const FollowOptions& options) {
+    const GrowingTable table{"trap_event", "object, port, type, vlan, stream, traffic_class, event", options.last};
+    if (options.as_json)
+        return print_rows(table, options.keeps_on, [](const Query& row) { return json_line(json_of(row)); });
     std::vector<std::string> lines;
     return read_rows(
-        table, keeps_on, [&](const Query& row) { lines.push_back(shown(row.text("at")) + "  " + event_text(row)); },
+        table, options.keeps_on,
+        [&](const Query& row) { lines.push_back(shown(row.text("at")) + "  " + event_text(row)); },
         [&] {
             for (const std::string& line : lines)
                 std::cout << line << "\n";
@@ -83,5 +86,5 @@ int print_events(bool keeps_on, bool as_json) {
 } // namespace
 
 void add_events(CommandLine& line) {
-    add_follower(line, "events", "Print the trap events", "Go on as events come, until interrupted", print_events);
+    add_follower(line, "events", "Print the trap events", std::make_shared<FollowOptions>(), print_events);
 }

@@ -83,19 +83,33 @@ public:
         : table(followed), take(take_row) {}
 
     void catch_up(Database& database) {
-        if (!is_still_there(database)) last = {};
+        if (!has_begun) skipped = before_wanted(database);
+        has_begun = true;
+        if (!is_still_there(database)) begin_anew();
         Query rows(database,
                    "SELECT id, at, " + std::string(table.columns) + " FROM " + table.name + " WHERE id > ? ORDER BY id",
-                   {last.id});
+                   {std::max(last.id, skipped)});
         while (rows.next()) {
             take(rows);
             last = {rows.number("id"), rows.text("at")};
         }
     }
 
-    void begin_anew() { last = {}; }
+    void begin_anew() {
+        last = {};
+        skipped = 0;
+    }
 
 private:
+    // The id of the last row that is too old to be wanted.
+    int64_t before_wanted(Database& database) const {
+        if (table.last == 0) return 0;
+        const std::string group = table.group;
+        return database.number("SELECT min(first) - 1 FROM (SELECT min(id) AS first FROM " + std::string(table.name) +
+                                   " GROUP BY " + group + " ORDER BY max(id) DESC LIMIT ?)",
+                               {table.last});
+    }
+
     // Whether the ids go on behind the last row. Where that one is gone, newer ones show that it was only too old.
     bool is_still_there(Database& database) {
         if (last.id == 0) return true;
@@ -107,6 +121,8 @@ private:
     GrowingTable table;
     std::function<void(const Query&)> take;
     Place last;
+    int64_t skipped = 0;
+    bool has_begun = false;
 };
 
 void follow(Follower& follower, const std::function<void()>& print) {
@@ -153,16 +169,14 @@ int print_rows(const GrowingTable& table, bool keeps_on, const std::function<std
         });
 }
 
-void add_follower(CommandLine& line, const char* name, const char* about, const char* on_follow,
-                  int (*print)(bool keeps_on, bool as_json)) {
-    struct Options {
-        bool keeps_on = false;
-        bool as_json = false;
-    };
-    auto options = std::make_shared<Options>();
-    line.add(name, about)
-        .flag("-f,--follow", options->keeps_on, on_follow)
-        .flag("--json", options->as_json, "For programs: an object on each line")
-        .footer(std::string("Examples:\n  emuswitch ") + name + "\n  emuswitch " + name + " --follow")
-        .runs([options, print] { return print(options->keeps_on, options->as_json); });
+Command add_follower(CommandLine& line, const char* name, const char* about,
+                     const std::shared_ptr<FollowOptions>& options, int (*print)(const FollowOptions& options)) {
+    constexpr Range any_count{1, std::numeric_limits<int32_t>::max()};
+    Command command = line.add(name, about);
+    command.flag("-f,--follow", options->keeps_on, "Go on as more come, until interrupted")
+        .option("-l,--last <n>", options->last, any_count, "Only so many, the newest")
+        .flag("--json", options->as_json, "For programs: an object for each, on one line")
+        .footer(std::string("Examples:\n  emuswitch ") + name + " --last 10\n  emuswitch " + name + " --follow")
+        .runs([options, print] { return print(*options); });
+    return command;
 }

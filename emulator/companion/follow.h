@@ -5,11 +5,16 @@
 
 #include <functional>
 
+#include <memory>
+
+class Command;
 class CommandLine;
 
 struct GrowingTable {
     const char* name;    // of a table with an id that grows and a time `at`
     const char* columns; // that `take` wants, beside these
+    int64_t last = 0;    // so many of what `group` tells apart are wanted, the newest; 0: all
+    const char* group = "id";
 };
 
 // Reads the rows and goes on as they come when that is wanted: `take` is called with each in turn, then `print` when
@@ -23,6 +28,13 @@ int read_rows(const GrowingTable& table, bool keeps_on, const std::function<void
 // The same as lines, one for each row, for programs.
 int print_rows(const GrowingTable& table, bool keeps_on, const std::function<std::string(const Query&)>& line_of);
 
-// Declares a command with the options --follow and --json.
-void add_follower(CommandLine& line, const char* name, const char* about, const char* on_follow,
-                  int (*print)(bool keeps_on, bool as_json));
+struct FollowOptions {
+    bool keeps_on = false;
+    bool as_json = false;
+    bool with_times = false;
+    int64_t last = 0; // so many of them; 0: all
+};
+
+// Declares a command with the options --follow, --last and --json.
+Command add_follower(CommandLine& line, const char* name, const char* about,
+                     const std::shared_ptr<FollowOptions>& options, int (*print)(const FollowOptions& options));

@@ -5,6 +5,7 @@
 #include "companion/names.h"
 
 #include <iostream>
+#include <map>
 #include <sstream>
 
 namespace {
@@ -51,10 +52,18 @@ std::string numbered(const char* name, int64_t number) {
     return name + std::to_string(number);
 }
 
-void draw_ports(Database& database, Drawing& drawing) {
+// What is drawn: one VLAN with its ports and the mirrors that watch it, or everything.
+constexpr int64_t everything = -1;
+
+void draw_ports(Database& database, int64_t vid, Drawing& drawing) {
     std::vector<int64_t> ports;
     drawing.line("{ rank=same;");
-    Query rows(database, "SELECT port, ether, type, enabled, in_lag, ip_interface FROM port ORDER BY port");
+    Query rows(database,
+               "SELECT port, ether, type, enabled, in_lag, ip_interface FROM port"
+               " WHERE ?1 < 0 OR port IN (SELECT port FROM vlan_member WHERE vid = ?1)"
+               " OR port IN (SELECT destination FROM mirror WHERE source_vid = ?1)"
+               " OR port IN (SELECT source_port FROM mirror WHERE source_vid = ?1) ORDER BY port",
+               {vid});
     while (rows.next()) {
         ports.push_back(rows.number("port"));
         std::string label = numbered("port ", ports.back()) + "\\n" + rows.word("type", port_type_words);
@@ -70,10 +79,10 @@ void draw_ports(Database& database, Drawing& drawing) {
     drawing.keep_order("port", ports);
 }
 
-void draw_vlans(Database& database, Drawing& drawing) {
+void draw_vlans(Database& database, int64_t drawn, Drawing& drawing) {
     std::vector<int64_t> vids;
     drawing.line("{ rank=same;");
-    Query rows(database, "SELECT vid, name FROM vlan ORDER BY vid");
+    Query rows(database, "SELECT vid, name FROM vlan WHERE ?1 < 0 OR vid = ?1 ORDER BY vid", {drawn});
     while (rows.next()) {
         const int64_t vid = rows.number("vid");
         const bool is_local = vid >= vlan_id::lowest_local;
@@ -86,31 +95,137 @@ void draw_vlans(Database& database, Drawing& drawing) {
     drawing.keep_order("vlan", vids);
 }
 
-void draw_members(Database& database, Drawing& drawing) {
-    Query rows(database, "SELECT port, vid, tagged, tag_type, protgroup, list FROM vlan_member"
-                         " LEFT JOIN list_binding USING (vid, port) ORDER BY vid, port");
+// Where many lines meet, the color tells which label is that of which: each port has its own.
+const char* color_of_port(int64_t port) {
+    static constexpr const char* colors[] = {"#1f5f9f", "#9f3f1f", "#3f7f2f", "#7f3f8f", "#8f6f0f", "#0f7f7f"};
+    return colors[static_cast<size_t>(port) % std::size(colors)];
+}
+
+std::string member_label(const Query& row) {
+    if (row.flag("tagged")) {
+        char type[24];
+        snprintf(type, sizeof type, " %llx", static_cast<unsigned long long>(row.number("tag_type")));
+        return std::string("tagged") + (row.number("tag_type") != default_tag_type ? type : "");
+    }
+    const std::optional<int64_t> group = row.optional_number("protgroup");
+    return group ? numbered("protgroup ", *group) : "untagged";
+}
+
+constexpr const char* members = "SELECT port, vid, tagged, tag_type, protgroup, list FROM vlan_member"
+                                " LEFT JOIN list_binding USING (vid, port) WHERE ?1 < 0 OR vid = ?1 ORDER BY vid, port";
+
+void draw_members(Database& database, int64_t vid, Drawing& drawing) {
+    Query rows(database, members, {vid});
     while (rows.next()) {
-        std::string label = "untagged";
-        std::string style = "style=solid";
-        if (rows.flag("tagged")) {
-            char type[24];
-            snprintf(type, sizeof type, " %llx", static_cast<unsigned long long>(rows.number("tag_type")));
-            label = std::string("tagged") + (rows.number("tag_type") != default_tag_type ? type : "");
-            style = "style=bold";
-        } else if (const std::optional<int64_t> group = rows.optional_number("protgroup")) {
-            label = numbered("protgroup ", *group);
-            style = "style=dashed";
-        }
+        const char* const style = rows.flag("tagged") ? "bold" : rows.is_null("protgroup") ? "solid" : "dashed";
+        std::string label = member_label(rows);
         if (const std::optional<int64_t> list = rows.optional_number("list")) label += numbered("\\nclslist ", *list);
+        const std::string color = color_of_port(rows.number("port"));
         drawing.edge(numbered("port", rows.number("port")), numbered("vlan", rows.number("vid")),
-                     "dir=none label=\"" + label + "\" " + style);
+                     "dir=none label=\"" + label + "\" style=" + style + " color=\"" + color + "\" fontcolor=\"" +
+                         color + "\"");
     }
 }
 
-void draw_source(const Query& row, const std::string& mirror, const std::string& style, Drawing& drawing) {
+// --- Many VLANs: tables, a row for each and a column for each port ---
+
+constexpr int64_t most_as_nodes = 24;
+constexpr size_t rows_of_table = 50;
+
+std::string html_of(const std::string& name) {
+    std::string result;
+    for (const char c : shown(name)) {
+        switch (c) {
+        case '&': result += "&amp;"; break;
+        case '<': result += "&lt;"; break;
+        case '>': result += "&gt;"; break;
+        default: result += c;
+        }
+    }
+    return result;
+}
+
+std::string cell_of(const std::string& text, const std::string& attributes) {
+    return "<TD " + attributes + ">" + (text.empty() ? " " : text) + "</TD>";
+}
+
+// How the ports are members, by VLAN and port: T tagged, U untagged, G untagged for a protocol group.
+std::map<std::pair<int64_t, int64_t>, char> letters(Database& database) {
+    std::map<std::pair<int64_t, int64_t>, char> found;
+    Query rows(database, members, {everything});
+    while (rows.next())
+        found[{rows.number("vid"), rows.number("port")}] = rows.flag("tagged")         ? 'T'
+                                                           : rows.is_null("protgroup") ? 'U'
+                                                                                       : 'G';
+    return found;
+}
+
+std::string cell_of_member(char letter) {
+    const char* const color = letter == 'T' ? "#b6d7a8" : letter == 'U' ? "#fff2cc" : "#f9cb9c";
+    return letter == 0 ? cell_of("", "") : cell_of({letter}, std::string("BGCOLOR=\"") + color + "\"");
+}
+
+class VlanTables {
+public:
+    VlanTables(Database& database, Drawing& target) : drawing(target), of_member(letters(database)) {
+        Query ports(database, "SELECT DISTINCT port FROM vlan_member ORDER BY port");
+        while (ports.next())
+            columns.push_back(ports.number("port"));
+        Query vlans(database, "SELECT vid, name FROM vlan ORDER BY vid");
+        while (vlans.next())
+            add(vlans.number("vid"), vlans.text("name"));
+        finish();
+    }
+
+private:
+    void add(int64_t vid, const std::string& name) {
+        const std::string id = std::to_string(vid);
+        rows +=
+            "<TR>" + cell_of(html_of(name), "ALIGN=\"LEFT\" PORT=\"vlan" + id + "\"") + cell_of(id, "ALIGN=\"RIGHT\"");
+        for (const int64_t port : columns) {
+            const auto found = of_member.find({vid, port});
+            rows += cell_of_member(found == of_member.end() ? '\0' : found->second);
+        }
+        rows += "</TR>";
+        if (++count == rows_of_table) finish();
+    }
+    void finish() {
+        if (count == 0) return;
+        std::string head = "<TR>" + cell_of("<B>VLAN</B>", "") + cell_of("<B>vid</B>", "");
+        for (const int64_t port : columns)
+            head += cell_of("<B>" + std::to_string(port) + "</B>", "");
+        const std::string table = numbered("vlans", number);
+        if (number == 0)
+            for (const int64_t port : columns)
+                drawing.edge(numbered("port", port), table, "style=invis");
+        else
+            drawing.edge(numbered("vlans", number - 1), table, "style=invis"); // side by side
+        ++number;
+        drawing.line(table +
+                     " [shape=plain style=\"\" label=<<TABLE BORDER=\"0\" CELLBORDER=\"1\" CELLSPACING=\"0\""
+                     " CELLPADDING=\"2\">" +
+                     head + "</TR>" + rows + "</TABLE>>];");
+        rows.clear();
+        count = 0;
+    }
+
+    Drawing& drawing;
+    std::map<std::pair<int64_t, int64_t>, char> of_member;
+    std::vector<int64_t> columns;
+    std::string rows;
+    size_t count = 0;
+    int64_t number = 0;
+};
+
+void draw_source(const Query& row, const std::string& mirror, const std::string& style, bool has_vlan_nodes,
+                 Drawing& drawing) {
     const int64_t type = row.number("source_type");
-    if (type == mirror_source::vlan)
+    if (type == mirror_source::vlan) {
+        if (!has_vlan_nodes)
+            drawing.node(numbered("vlan", row.number("source_vid")), label_of(row.text("name")),
+                         "shape=ellipse fillcolor=\"#d9ead3\"");
         return drawing.edge(numbered("vlan", row.number("source_vid")), mirror, "label=\"all\" " + style);
+    }
     const bool is_received = type == mirror_source::received || type == mirror_source::received_in_vlan;
     const bool is_in_vlan = type == mirror_source::received_in_vlan || type == mirror_source::sent_in_vlan;
     const std::string label =
@@ -119,8 +234,11 @@ void draw_source(const Query& row, const std::string& mirror, const std::string&
 }
 
 // A mirror is a small diamond between its source and its destination.
-void draw_mirrors(Database& database, Drawing& drawing) {
-    Query rows(database, "SELECT mirror.*, name FROM mirror LEFT JOIN vlan ON vid = source_vid ORDER BY mirror");
+void draw_mirrors(Database& database, int64_t vid, bool has_vlan_nodes, Drawing& drawing) {
+    Query rows(database,
+               "SELECT mirror.*, name FROM mirror LEFT JOIN vlan ON vid = source_vid"
+               " WHERE ?1 < 0 OR source_vid = ?1 ORDER BY mirror",
+               {vid});
     while (rows.next()) {
         const bool is_enabled = rows.flag("enabled");
         const std::string name = numbered("mirror", rows.number("mirror"));
@@ -129,7 +247,7 @@ void draw_mirrors(Database& database, Drawing& drawing) {
         drawing.node(name, numbered("mirror ", rows.number("mirror")) + (is_enabled ? "" : "\\ndisabled"),
                      "shape=diamond fontsize=9 color=\"" + color + "\" fillcolor=\"" +
                          (is_enabled ? "#f4cccc" : "#eeeeee") + "\"");
-        if (!rows.is_null("source_type")) draw_source(rows, name, style, drawing);
+        if (!rows.is_null("source_type")) draw_source(rows, name, style, has_vlan_nodes, drawing);
         if (const std::optional<int64_t> port = rows.optional_number("destination"))
             drawing.edge(name, numbered("port", *port), "label=\"copy\" " + style);
     }
@@ -202,29 +320,64 @@ std::string qos_tree(Database& database, int64_t port) {
     return drawing.text();
 }
 
-int print_graph(int64_t qos_port) {
+std::string whole_switch(Database& database) {
+    Drawing drawing("LR");
+    const int64_t vlans = database.number("SELECT count(*) FROM vlan");
+    const bool has_vlan_nodes = vlans <= most_as_nodes;
+    if (vlans == 0 && database.number("SELECT count(*) FROM port") == 0)
+        drawing.node("empty", "an empty switch:\\nno ports, no VLANs", "shape=box fillcolor=\"#eeeeee\"");
+    draw_ports(database, everything, drawing);
+    if (has_vlan_nodes) {
+        draw_vlans(database, everything, drawing);
+        draw_members(database, everything, drawing);
+    } else {
+        VlanTables(database, drawing);
+    }
+    draw_mirrors(database, everything, has_vlan_nodes, drawing);
+    return drawing.text();
+}
+
+std::string one_vlan(Database& database, const std::string& name) {
+    Query vlan(database, "SELECT vid FROM vlan WHERE name = ?", {name});
+    if (!vlan.next()) throw Failure("there is no VLAN \"" + shown(name) + "\"; emuswitch show vlans lists them");
+    const int64_t vid = vlan.number("vid");
+    Drawing drawing("LR");
+    draw_ports(database, vid, drawing);
+    draw_vlans(database, vid, drawing);
+    draw_members(database, vid, drawing);
+    draw_mirrors(database, vid, true, drawing);
+    return drawing.text();
+}
+
+struct GraphOptions {
+    int64_t qos_port = 0;
+    std::string vlan;
+};
+
+int print_graph(const GraphOptions& options) {
+    if (options.qos_port != 0 && !options.vlan.empty()) throw WrongUse("graph takes --qos or --vlan, not both");
     Database database = Database::snapshot();
-    if (qos_port != 0) {
-        if (database.number("SELECT count(*) FROM port WHERE port = ?", {qos_port}) == 0)
-            throw Failure("there is no port " + std::to_string(qos_port) + "; emuswitch show ports lists them");
-        std::cout << qos_tree(database, qos_port);
+    if (!options.vlan.empty()) {
+        std::cout << one_vlan(database, options.vlan);
         return 0;
     }
-    Drawing drawing("LR");
-    draw_ports(database, drawing);
-    draw_vlans(database, drawing);
-    draw_members(database, drawing);
-    draw_mirrors(database, drawing);
-    std::cout << drawing.text();
+    if (options.qos_port == 0) {
+        std::cout << whole_switch(database);
+        return 0;
+    }
+    if (database.number("SELECT count(*) FROM port WHERE port = ?", {options.qos_port}) == 0)
+        throw Failure("there is no port " + std::to_string(options.qos_port) + "; emuswitch show ports lists them");
+    std::cout << qos_tree(database, options.qos_port);
     return 0;
 }
 
 } // namespace
 
 void add_graph(CommandLine& line) {
-    auto qos_port = std::make_shared<int64_t>(0);
+    auto options = std::make_shared<GraphOptions>();
     line.add("graph", "Print a drawing of the switch for Graphviz")
-        .option("--qos <port>", *qos_port, any_port, "Draw the streams and queues of this port instead")
-        .footer("Example:\n  emuswitch graph | dot -Tpng -o switch.png")
-        .runs([qos_port] { return print_graph(*qos_port); });
+        .option("--qos <port>", options->qos_port, any_port, "Draw the streams and queues of this port instead")
+        .option("--vlan <name>", options->vlan, "Draw this VLAN only, with its ports")
+        .footer("Examples:\n  emuswitch graph | dot -Tpng -o switch.png\n  emuswitch graph --vlan sales | dot -Tsvg")
+        .runs([options] { return print_graph(*options); });
 }

@@ -1,4 +1,5 @@
 // The library calls that the switch took.
+#include "companion/command_line.h"
 #include "companion/commands.h"
 #include "companion/follow.h"
 #include "companion/json_text.h"
@@ -13,16 +14,19 @@ namespace {
 // The calls of one sentence, together also where those of other processes came between them.
 struct Entry {
     int64_t run; // of the process: pids come again
+    std::string at;
     std::string sentence;
     std::vector<std::string> calls;
 };
 
 class Log {
 public:
+    explicit Log(bool tells_times) : with_times(tells_times) {}
+
     void take(const Query& row) {
         const int64_t run = row.number("run");
         const auto [known, is_new] = places.try_emplace(run, entries.size());
-        if (is_new) entries.push_back({run, shown_ascii(row.text("sentence")), {}});
+        if (is_new) entries.push_back({run, shown_ascii(row.text("at")), shown_ascii(row.text("sentence")), {}});
         entries[known->second].calls.push_back(shown_ascii(row.text("call")));
     }
 
@@ -35,6 +39,7 @@ public:
             }
             if (open_run != entry.run) {
                 close();
+                print_time(entry);
                 std::cout << "$ " << entry.sentence << "\n";
             }
             for (const std::string& call : entry.calls)
@@ -51,9 +56,14 @@ public:
     }
 
 private:
+    // As a comment, which the notation leaves out.
+    void print_time(const Entry& entry) const {
+        if (with_times) std::cout << "# " << entry.at << "\n";
+    }
     // A call that emuswitch made is no test of a sentence: it stands there as a comment.
     void print_own(const Entry& entry) {
         close();
+        print_time(entry);
         std::cout << "# emuswitch " << entry.sentence << "\n";
         for (const std::string& call : entry.calls)
             std::cout << "# > " << call << "\n";
@@ -63,6 +73,7 @@ private:
     std::vector<Entry> entries;
     std::unordered_map<int64_t, size_t> places; // of the entry of each process
     std::optional<int64_t> open_run;
+    bool with_times;
 };
 
 // Behind the bracket that closes the operands of a call. Words among them stand in quotes.
@@ -104,13 +115,13 @@ Json json_of(const Query& row) {
             {"status", answered(answer, " status ")}};
 }
 
-int print_log(bool keeps_on, bool as_json) {
-    if (as_json)
-        return print_rows({"call_log", "pid, run, sentence, call"}, keeps_on,
-                          [](const Query& row) { return json_line(json_of(row)); });
-    Log log;
+int print_log(const FollowOptions& options) {
+    const GrowingTable table{"call_log", "pid, run, sentence, call", options.last, "run"};
+    if (options.as_json)
+        return print_rows(table, options.keeps_on, [](const Query& row) { return json_line(json_of(row)); });
+    Log log(options.with_times);
     const int status = read_rows(
-        {"call_log", "run, sentence, call"}, keeps_on, [&](const Query& row) { log.take(row); }, [&] { log.print(); });
+        table, options.keeps_on, [&](const Query& row) { log.take(row); }, [&] { log.print(); });
     log.close();
     return status;
 }
@@ -118,6 +129,7 @@ int print_log(bool keeps_on, bool as_json) {
 } // namespace
 
 void add_log(CommandLine& line) {
-    add_follower(line, "log", "Print every library call, in the notation of the contract tests",
-                 "Go on as calls come, until interrupted", print_log);
+    auto options = std::make_shared<FollowOptions>();
+    add_follower(line, "log", "Print every library call, in the notation of the contract tests", options, print_log)
+        .flag("-t,--times", options->with_times, "When each sentence was said, as a comment before it");
 }

@@ -3,14 +3,17 @@
 #include "companion/commands.h"
 #include "companion/counters_view.h"
 #include "companion/names.h"
+#include "companion/nearest.h"
 #include "companion/topics.h"
 
+#include <algorithm>
 #include <iostream>
 
 namespace {
 
 struct ShowOptions {
     std::string what; // empty: the overview
+    std::string name; // of one object; empty: all
     bool as_json = false;
     bool with_system = false; // the switch's own FDB entries too
 };
@@ -35,6 +38,13 @@ std::vector<std::string> topic_names() {
         names.emplace_back(topic.name);
     names.emplace_back(counters);
     return names;
+}
+
+std::string joined_names() {
+    std::string text;
+    for (const std::string& name : topic_names())
+        text += (text.empty() ? "" : ", ") + name;
+    return text;
 }
 
 // --- The overview ---
@@ -79,43 +89,70 @@ void print_overview(Database& database) {
 }
 
 int show(const ShowOptions& options) {
+    if (!options.name.empty() && (options.as_json || options.what == counters))
+        throw WrongUse("one object is shown of the tables only; leave \"" + shown(options.name) + "\" out");
     if (options.what == counters) return show_counters(options.as_json);
+    const Topic* const topic = options.what.empty() ? nullptr : &find_topic(options.what);
     Database database = Database::snapshot();
     if (options.as_json) {
-        std::cout << topics_as_json(database, options.what); // at once: of a damaged store nothing is shown
-    } else if (options.what.empty()) {
+        std::cout << topics_as_json(
+            database, topic == nullptr ? "" : topic->name); // at once: of a damaged store nothing is shown
+    } else if (topic == nullptr) {
         std::cout << shown(store_path().string()) << "\n\n";
         print_overview(database);
     } else {
-        print_topic(database, find_topic(options.what), options.with_system);
+        print_topic(database, *topic, options.with_system, options.name);
     }
     return 0;
+}
+
+bool is_about(const std::vector<Cell>& row, size_t naming, const std::string& name) {
+    return std::any_of(row.begin(), row.begin() + static_cast<ptrdiff_t>(std::min(naming, row.size())),
+                       [&](const Cell& cell) { return cell.text == name || cell.text.starts_with(name + "/"); });
+}
+
+void keep_object(std::vector<TitledTable>& tables, const Topic& topic, const std::string& name) {
+    size_t left = 0;
+    for (TitledTable& titled : tables) {
+        std::erase_if(titled.table.rows,
+                      [&](const std::vector<Cell>& row) { return !is_about(row, topic.naming, shown(name)); });
+        left += titled.table.rows.size();
+    }
+    if (left == 0)
+        throw Failure("there is no \"" + shown(name) + "\" among the " + topic.name + "; emuswitch show " + topic.name +
+                      " lists them");
 }
 
 } // namespace
 
 const Topic& find_topic(const std::string& name) {
     for (const Topic& topic : topics())
-        if (name == topic.name) return topic;
-    throw Failure("there is nothing to show under the name \"" + name + "\"; emuswitch show --help lists the names");
+        if (name == topic.name || name + "s" == topic.name) return topic;
+    throw WrongUse("there is nothing to show under the name \"" + shown(name) + "\"" +
+                   did_you_mean(name, topic_names()) + "; emuswitch help show lists the names");
 }
 
-void print_topic(Database& database, const Topic& topic, bool with_system) {
-    const std::vector<TitledTable> tables = topic.tables(database, with_system);
-    print_table(std::cout, tables.front().table, topic.empty);
-    for (size_t i = 1; i < tables.size(); ++i) {
-        if (tables[i].table.rows.empty()) continue;
-        std::cout << "\n" << tables[i].title << "\n";
-        print_table(std::cout, tables[i].table, "");
+void print_topic(Database& database, const Topic& topic, bool with_system, const std::string& name) {
+    std::vector<TitledTable> tables = topic.tables(database, with_system);
+    if (!name.empty()) keep_object(tables, topic, name);
+    bool is_first = true;
+    for (const TitledTable& titled : tables) {
+        const bool is_main = &titled == &tables.front();
+        if (titled.table.rows.empty() && (!is_main || !name.empty())) continue;
+        if (!is_first) std::cout << "\n";
+        if (titled.title != nullptr) std::cout << titled.title << "\n";
+        print_table(std::cout, titled.table, topic.empty);
+        is_first = false;
     }
 }
 
 void add_show(CommandLine& line) {
     auto options = std::make_shared<ShowOptions>();
     line.add("show", "Show the switch: an overview, or one kind of object")
-        .optional_operand("what", options->what, topic_names(), "What to show")
+        .optional_operand("what", options->what, "What to show: " + joined_names())
+        .optional_operand("name", options->name, "Only the port, VLAN and so on of this number or name")
         .flag("--json", options->as_json, "For programs: an object with stable keys")
         .flag("--all", options->with_system, "The switch's own FDB entries too")
-        .footer("Examples:\n  emuswitch show\n  emuswitch show vlans\n  emuswitch show --json")
+        .footer("Examples:\n  emuswitch show\n  emuswitch show vlans\n  emuswitch show port 1\n  emuswitch show --json")
         .runs([options] { return show(*options); });
 }

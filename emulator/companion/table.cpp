@@ -3,11 +3,23 @@
 
 #include "companion/names.h"
 
+#include <sys/ioctl.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <limits>
+#include <optional>
 
 namespace {
 
-constexpr size_t terminal_width = 80;
+// Of standard output; none where that is no terminal.
+std::optional<size_t> terminal_width() {
+    constexpr size_t usual = 80;
+    winsize size{};
+    if (isatty(STDOUT_FILENO) == 0) return std::nullopt;
+    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : usual;
+}
+
 constexpr size_t narrowest_last_column = 16;
 
 struct Column {
@@ -60,8 +72,11 @@ public:
     Printer(std::ostream& target, const std::vector<Column>& measured) : out(target), columns(measured) {
         for (size_t i = 0; i + 1 < columns.size(); ++i)
             before_last += columns[i].width + 2;
-        last_width =
-            before_last + narrowest_last_column < terminal_width ? terminal_width - before_last : narrowest_last_column;
+        const std::optional<size_t> width = terminal_width();
+        if (!width)
+            last_width = std::numeric_limits<size_t>::max();
+        else
+            last_width = std::max(*width, before_last + narrowest_last_column) - before_last;
     }
 
     void print(const std::vector<std::string>& texts) {

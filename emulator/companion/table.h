@@ -26,7 +26,7 @@ struct Table {
     void add(std::vector<Cell> cells) { rows.push_back(std::move(cells)); }
 };
 
-// Columns as wide as their cells are on a terminal, numbers to the right, two blanks between. The last column is broken
-// into lines where the table would leave a terminal of 80 columns. Of a table without rows nothing is printed but
-// `empty`.
+// Columns as wide as their cells are on a terminal, numbers to the right, two blanks between. On a terminal
+// the last column is broken into lines where the table would leave it; elsewhere a row is one line. Of a table without
+// rows nothing is printed but `empty`.
 void print_table(std::ostream& out, const Table& table, const std::string& empty);

@@ -764,8 +764,8 @@ std::vector<TitledTable> fault_tables(Database& database, bool /*with_system*/) 
 const std::vector<Topic>& topics() {
     static const std::vector<Topic> all = {
         {"ports", "no ports", {{"ports", read_ports}, {"ether_shapers", read_ether_shapers}}, false, port_tables},
-        {"vlans", "no VLANs", {{"vlans", read_vlans}}, false, vlan_tables},
-        {"members", "no port is a member of a VLAN", {{"members", read_members}}, false, member_tables},
+        {"vlans", "no VLANs", {{"vlans", read_vlans}}, false, vlan_tables, 2},
+        {"members", "no port is a member of a VLAN", {{"members", read_members}}, false, member_tables, 2},
         {"protgroups", "no protocol groups", {{"protgroups", read_protgroups}}, false, protgroup_tables},
         {"mirrors", "no mirrors", {{"mirrors", read_mirrors}}, false, mirror_tables},
         {"streams", "no streams", {{"streams", read_streams}}, false, stream_tables},
@@ -774,9 +774,10 @@ const std::vector<Topic>& topics() {
          "no entries but the system's own (--all)",
          {{"static", read_static_entries}, {"learned", read_learned_entries}, {"local", read_local_entries}},
          true,
-         fdb_tables},
+         fdb_tables,
+         3},
         {"clslists", "no classification lists", {{"clslists", read_lists}}, false, list_tables},
-        {"names", "no names registered", {{"names", read_names}}, false, name_tables},
+        {"names", "no names registered", {{"names", read_names}}, false, name_tables, 2},
         {"porttable", "the shared port table is empty", {{"porttable", read_port_table}}, false, port_table_tables},
         {"limits", "no limits", {{"limits", read_limits}}, false, limit_tables},
         {"faults", "no call is made to fail", {{"faults", read_faults}}, false, fault_tables},

@@ -29,14 +29,16 @@ struct Topic {
     std::vector<Collection> collections;
     bool is_grouped; // whether the collections stand in an object of the topic's name; else each stands by itself
     std::vector<TitledTable> (*tables)(Database&, bool with_system);
+    size_t naming = 1; // how many columns of the tables say which object a row is about
 };
 
 const std::vector<Topic>& topics();
 
-// Throws `Failure` where there is none of that name.
+// Also by the word for one of its objects, "vlan". Throws `Failure` where there is none of that name.
 const Topic& find_topic(const std::string& name);
 
-void print_topic(Database& database, const Topic& topic, bool with_system);
+// Of one object where `name` is not empty: "1", "sales", "1/2" or, for all streams of a port, "1".
+void print_topic(Database& database, const Topic& topic, bool with_system, const std::string& name = "");
 
 // Those of one topic, or of all where `what` is empty, as an object with a key for each collection, in lines.
 std::string topics_as_json(Database& database, const std::string& what);

@@ -1,5 +1,6 @@
 """emuswitch as its users meet it: what it prints, where, and with which exit status."""
 
+import fcntl
 import json
 import os
 import pathlib
@@ -8,8 +9,10 @@ import re
 import select
 import shutil
 import signal
+import struct
 import subprocess
 import tempfile
+import termios
 import unittest
 
 from json_schema import checked
@@ -306,9 +309,67 @@ class Looking(Companion):
         lines = self.emuswitch("show", "members").stdout.splitlines()
         self.assertEqual("VLAN     PORT  MEMBER       CLSLIST  EXTRACTION", lines[0])
         self.assertEqual("in side     1  tagged 8100  -        -", lines[1])
-        for topic in ("ports", "vlans", "mirrors", "streams", "queues", "fdb", "clslists"):
-            for line in self.emuswitch("show", topic).stdout.splitlines():
-                self.assertLessEqual(len(line), 80, topic)
+
+    def on_screen(self, columns, *arguments):
+        """The lines that it prints on a terminal of so many columns."""
+        master, slave = pty.openpty()
+        fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
+        with subprocess.Popen([EMUSWITCH, *arguments], env=self.environment, stdout=slave) as process:
+            os.close(slave)
+            shown = b""
+            while True:
+                try:
+                    piece = os.read(master, 4096)
+                except OSError:  # the terminal is closed
+                    break
+                if not piece:
+                    break
+                shown += piece
+            os.close(master)
+            self.assertEqual(0, process.wait())
+        return shown.decode().splitlines()
+
+    def test_a_table_takes_the_width_of_the_terminal_and_is_not_folded_in_a_pipe(self):
+        self.played()
+        for vid in range(1000, 1030):
+            self.tolvane("create", "protgroup", str(vid))
+            self.tolvane("add", "protocol", hex(vid), "to", "protgroup", "1000")
+        for columns in (60, 80, 120):
+            widths = [len(line) for line in self.on_screen(columns, "show", "protgroups")]
+            self.assertLessEqual(max(widths), columns)
+            self.assertGreater(max(widths), columns - 10)
+        lines = self.emuswitch("show", "protgroups").stdout.splitlines()
+        self.assertEqual(31, len(lines))
+        self.assertEqual(max(len(line) for line in lines), len(self.on_screen(1000, "show", "protgroups")[1]))
+
+    def test_one_object_by_its_number_or_name_and_the_kind_in_singular(self):
+        self.played()
+        for arguments, lines in ((("ports", "1"), 2), (("port", "2"), 2), (("vlan", "in side"), 2), (("vlans", "10"), 2),
+                                 (("members", "in side"), 3), (("stream", "1/1"), 2), (("queues", "1"), 9),
+                                 (("queue", "1/1"), 9), (("queue", "1/1/3"), 2), (("mirror", "1"), 2),
+                                 (("limit", "vlans"), 2), (("name", "1/in side"), 2)):
+            shown = self.emuswitch("show", *arguments).stdout.splitlines()
+            self.assertEqual(lines, len(shown), (arguments, shown))
+        self.assertEqual(self.json("vlans"), checked("show", self.emuswitch("show", "vlan", "--json").stdout))
+        self.assertEqual('emuswitch: there is no "9" among the ports; emuswitch show ports lists them\n',
+                         self.emuswitch("show", "port", "9", status=1).stderr)
+        self.assertIn('did you mean "vlans"?', self.emuswitch("show", "vlsn", status=2).stderr)
+        self.assertIn("leave \"1\" out", self.emuswitch("show", "ports", "1", "--json", status=2).stderr)
+
+    def test_the_end_of_the_log_and_its_times(self):
+        self.played()
+        log = self.emuswitch("log").stdout
+        for count in (1, 3):
+            last = self.emuswitch("log", "--last", str(count)).stdout
+            self.assertEqual(count, last.count("$ "))
+            self.assertTrue(log.endswith(last))
+        self.assertEqual(log, self.emuswitch("log", "--last", "1000").stdout)
+        timed = self.emuswitch("log", "--times").stdout
+        self.assertEqual(log, re.sub(r"(?m)^# \d{4}-\d\d-\d\d.*\n(?=\$ )", "", timed))
+        self.assertEqual(log.count("$ "), timed.count("# 2"))
+        events = self.emuswitch("events").stdout.splitlines()
+        self.assertEqual(events[-2:], self.emuswitch("events", "--last", "2").stdout.splitlines())
+        self.assertEqual(last.count("> "), len(self.emuswitch("log", "--last", "3", "--json").stdout.splitlines()))
 
     def test_the_systems_own_entries_are_left_out_unless_asked_for(self):
         self.played()
@@ -491,6 +552,26 @@ emuswitch fail brgfdb_set_qostype_in_stream 106
             svg = subprocess.run(["dot", "-Tsvg"], input=drawing, text=True, capture_output=True, check=True).stdout
             self.assertIn("</svg>", svg)
         self.assertIn("there is no port 9", self.emuswitch("graph", "--qos", "9", status=1).stderr)
+
+    def drawn(self, *arguments):
+        text = self.emuswitch("graph", *arguments).stdout
+        return text, subprocess.run(["dot", "-Tsvg"], input=text, text=True, capture_output=True, check=True).stdout
+
+    def test_a_drawing_of_nothing_of_one_vlan_and_of_many(self):
+        self.assertIn("an empty switch", self.drawn()[1])
+        self.played()
+        text, _ = self.drawn("--vlan", "in side")
+        self.assertIn("port2 -> vlan10", text)
+        self.assertNotIn("mirror1", text)
+        self.assertIn('there is no VLAN "x"', self.emuswitch("graph", "--vlan", "x", status=1).stderr)
+        self.assertIn("not both", self.emuswitch("graph", "--vlan", "x", "--qos", "1", status=2).stderr)
+        sentences = "".join(f'create vlan "<v&{i}>" vid {100 + i}\nadd port 1 to vlan "<v&{i}>" tag on\n' for i in range(120))
+        self.emuswitch("play", "-", text=sentences + "set mirror 1 source vlan \"<v&3>\"\n")
+        text, svg = self.drawn()
+        self.assertEqual(3, len(re.findall(r"(?m)^  vlans\d+ ", text)), "a table for each fifty")
+        self.assertNotIn("port1 -> vlan", text)
+        self.assertIn("&lt;v&amp;119&gt;", svg)
+        self.assertIn("vlan103 -> mirror1", text)
 
 
 class Names(Companion):

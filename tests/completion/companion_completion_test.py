@@ -99,6 +99,7 @@ class Function(Completion):
         self.assertEqual({"103"}, self.bash.offers("ipif", "10"))
         self.assertEqual({"on", "off"}, self.bash.offers("lag", "1", "o"))
         self.assertEqual({"1", "103"}, self.bash.offers("graph", "--qos", ""))
+        self.assertEqual({"sales", r"in\ side"}, self.bash.offers("graph", "--vlan", ""))
         mac = "00:11:22:33:44:55"
         self.assertEqual(set(), self.bash.offers("learn", "00:1"))
         self.assertEqual({"sales", r"in\ side"}, self.bash.offers("learn", mac, ""))
