@@ -17,6 +17,8 @@ void add_commands(CommandLine& line) {
              add_top,
              add_play,
              add_check,
+             add_diff,
+             add_apply,
              add_exec,
              add_reset,
              add_learn,

@@ -17,6 +17,8 @@ void add_replay(CommandLine& line);
 // Running sentences
 void add_play(CommandLine& line);
 void add_check(CommandLine& line);
+void add_diff(CommandLine& line);
+void add_apply(CommandLine& line);
 void add_exec(CommandLine& line); // and run
 
 // Forwarding frames

@@ -14,21 +14,6 @@ extern const char store_schema[];
 
 namespace config {
 
-std::string hex(int64_t value, int digits) {
-    char digits_of[20];
-    snprintf(digits_of, sizeof digits_of, "%0*llx", digits, static_cast<unsigned long long>(value));
-    return digits_of;
-}
-
-// 1000 is 8 * 125, and 125 has an inverse modulo 2^29; a rate that is no multiple of 8 cannot come from a sentence.
-std::string typed_rate(int64_t rate) {
-    if (rate % 1000 == 0) return text(rate / 1000);
-    constexpr uint32_t inverse_of_125 = 652835029U;
-    static_assert(inverse_of_125 * 125U == 1U);
-    const uint32_t eighth = static_cast<uint32_t>(rate) / 8;
-    return std::to_string(eighth * inverse_of_125 % (1U << 29));
-}
-
 namespace {
 
 // Those that differ from a new switch's: room is made before anything needs it, and taken when all has its place.

@@ -4,12 +4,15 @@
 
 #include "companion/database.h"
 #include "companion/side_tables.h"
+#include "companion/wording.h"
 #include "companion/words.h"
 
 #include <sstream>
 #include <string>
 
 namespace config {
+
+using namespace wording;
 
 class Configuration {
 public:
@@ -33,14 +36,6 @@ private:
     static std::string operand(int64_t number) { return std::to_string(number); }
     static std::string operand(const std::string& word) { return quote_word(word); }
 };
-
-inline std::string text(int64_t number) {
-    return std::to_string(number);
-}
-std::string hex(int64_t value, int digits = 1);
-
-// What was typed so that 1000 times it, wrapped at 32 bits, is the rate.
-std::string typed_rate(int64_t rate);
 
 // Each of these reads what it adds from the database of the configuration.
 void add_ports(Configuration& out);

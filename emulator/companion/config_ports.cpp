@@ -11,26 +11,8 @@ namespace config {
 namespace {
 
 void add_port_settings(Configuration& out, const Query& row) {
-    const std::string set = "set port " + text(row.number("port")) + " ";
-    const auto add_if = [&](bool is_so, const std::string& setting) {
-        if (is_so) out.add(set + setting);
-    };
-    add_if(!row.flag("accept_all_frames"), "aftype tagonly");
-    add_if(row.flag("ingress_filtering"), "ingfil on");
-    add_if(!row.flag("accept_tagged"), "ignoretag on");
-    add_if(!row.flag("accept_priority_tagged"), "ignoreptag on");
-    add_if(row.flag("cos_editing"), "cosedit on");
-    add_if(row.flag("ignore_fdb"), "ignorefdb on");
-    add_if(row.number("tag_type") != default_tag_type, "tagtype " + hex(row.number("tag_type")));
-    add_if(row.number("aging") != 300, "aging " + text(row.number("aging")));
-    add_if(row.flag("loop_breaker"), "sldbreaker on");
-    const std::string bandwidth = row.word("bandwidth_mode", bandwidth_mode_words);
-    add_if(row.number("bandwidth_mode") != bandwidth_mode::frame_only, "bandwidth " + bandwidth);
-    const std::string color = row.word("default_color", color_words);
-    add_if(row.number("default_stream") != 0 || row.number("default_class") != 0 ||
-               row.number("default_color") != color::green,
-           "default_class " + text(row.number("default_stream") + 1) + "/" + text(row.number("default_class")) + "/" +
-               color);
+    for (const Setting& setting : port_settings(row))
+        if (setting.words != setting.initial) out.add("set port " + text(row.number("port")) + " " + setting.words);
 }
 
 // The entries that a sentence makes for the reserved addresses of its port; the others of the system are of calls.
@@ -71,17 +53,6 @@ void add_ports(Configuration& out) {
         out.add("set port " + text(frames.number("port")) + " link_frame " + frames.word("kind", link_frame_words) +
                 " " + frames.word("action", link_frame_action_words));
 }
-
-namespace {
-
-std::string typed_ports(int64_t mask) {
-    std::string list;
-    for (int64_t port = 1; port <= 32; ++port)
-        if ((mask >> (port - 1) & 1) != 0) list += (list.empty() ? "" : ",") + text(port);
-    return list.empty() ? "0" : list;
-}
-
-} // namespace
 
 void add_link_control(Configuration& out) {
     Query rows(out.database, "SELECT port, link_mode, link_depend, link_depend_ports FROM port ORDER BY port");
@@ -132,12 +103,10 @@ void add_policers(Configuration& out) {
     Query policers(out.database, "SELECT * FROM class_policer ORDER BY port, traffic_class");
     while (policers.next())
         out.add("set port " + text(policers.number("port")) + " class_policing class " +
-                text(policers.number("traffic_class")) + " on rcolor " + policers.word("color", policing_color_words) +
-                " rate " + typed_rate(policers.number("rate")) + " burst " + text(policers.number("burst")) + " byte");
+                text(policers.number("traffic_class")) + " " + policer(policers));
     Query shapers(out.database, "SELECT * FROM ether_shaper ORDER BY ether");
     while (shapers.next())
-        out.add("set ether " + text(shapers.number("ether")) + " shaping on rate " +
-                typed_rate(shapers.number("rate")) + " burst " + text(shapers.number("burst")) + " byte");
+        out.add("set ether " + text(shapers.number("ether")) + " shaping " + ether_shaper(shapers));
 }
 
 void add_enabled_ports(Configuration& out) {

@@ -8,23 +8,6 @@ namespace config {
 
 namespace {
 
-// What sentences give to every new stream and queue.
-constexpr int64_t first_qos_parameter = 2048;
-constexpr int64_t second_qos_parameter = 64;
-constexpr int64_t initial_blocks = 256;
-constexpr int64_t initial_length = 16384;
-
-struct Stream {
-    int64_t index;
-    std::string address; // 1/256
-
-    explicit Stream(const Query& row) : index(row.number("stream_index")) {
-        address = text(index / streams_per_port + 1) + "/" + text(index % streams_per_port + 1);
-    }
-    int64_t port() const { return index / streams_per_port + 1; }
-    int64_t number() const { return index % streams_per_port; }
-};
-
 // Whether a sentence makes a stream like this one.
 bool is_made_by_sentence(const Query& row) {
     return !row.is_null("port") && row.number("qos_type") != 0 && row.number("qos_first") == first_qos_parameter &&
@@ -40,42 +23,17 @@ void add_stream_by_calls(Configuration& out, const Stream& stream, const Query& 
                  row.number("qos_second"));
 }
 
-// A minimum burst above the maximum can only be typed in the form with a keyword for each value.
-std::string shaping_words(const Query& row) {
-    const int64_t min_burst = row.number("min_burst");
-    const int64_t max_burst = row.number("max_burst");
-    const std::string min_rate = typed_rate(row.number("min_rate"));
-    const std::string max_rate = typed_rate(row.number("max_rate"));
-    if (min_burst <= max_burst)
-        return "rate " + min_rate + "-" + max_rate + " burst " + text(min_burst) + "-" + text(max_burst) + " byte";
-    return "maxrate " + max_rate + " minrate " + min_rate + " maxburst " + typed_rate(max_burst) + " min " +
-           typed_rate(min_burst);
-}
-
 // The sentence that shapes asks for the port, too, which may be gone where the stream is not attached.
 void add_stream_settings(Configuration& out, const Stream& stream, const Query& row) {
     if (row.number("max_rate") != 0) {
         if (!row.is_null("port"))
-            out.add("set stream " + stream.address + " shaping on " + shaping_words(row));
+            out.add("set stream " + stream.address + " shaping on " + shaping(row));
         else
             out.call("brgfdb_set_shaping_in_stream", stream.index, row.number("min_rate"), row.number("min_burst"),
                      row.number("max_rate"), row.number("max_burst"));
     }
     if (row.number("priority") != 0)
         out.add("set stream " + stream.address + " priority " + text(row.number("priority")));
-}
-
-std::string tos_map_words(const Query& stream, Children& entries) {
-    std::string words;
-    int64_t at = 0;
-    entries.of(stream, [&](const Query& row) {
-        const int64_t entry = row.number("entry");
-        if (entry < at || entry >= int64_t{tosmap_entry_count}) row.fail_as_damaged("entry");
-        for (; at < entry; ++at)
-            words += ",";
-        words += hex(row.number("value")) + "/" + hex(row.number("mask"));
-    });
-    return words;
 }
 
 } // namespace
@@ -92,17 +50,13 @@ void add_streams(Configuration& out) {
             add_stream_by_calls(out, stream, rows);
         }
         add_stream_settings(out, stream, rows);
-        if (const std::string map = tos_map_words(rows, maps); !map.empty())
+        if (const std::string map = tos_map(rows, maps); !map.empty())
             out.add("set stream " + stream.address + " tosmap " + map);
     }
     maps.expect_end();
 }
 
 namespace {
-
-int64_t block_size(int64_t length) {
-    return length > 1048576 ? 256 : length > 262144 ? 128 : 64;
-}
 
 // A new queue is served by its stream's type, with the priority of its class.
 bool is_attached_by_sentence(const Query& row) {
@@ -146,18 +100,9 @@ void add_queues(Configuration& out) {
     while (rows.next())
         add_queue(out, rows);
     Query policies(out.database, "SELECT * FROM drop_policy ORDER BY stream_index, traffic_class, color");
-    while (policies.next()) {
-        const int64_t min_threshold = policies.number("min_threshold");
-        const int64_t max_threshold = policies.number("max_threshold");
-        const int64_t min_drop = policies.number("min_drop");
-        const int64_t max_drop = policies.number("max_drop");
-        const bool is_tail_drop = min_threshold == 100 && max_threshold == 0 && min_drop == 0 && max_drop == 0;
+    while (policies.next())
         out.add("set queue " + Stream(policies).address + "/" + text(policies.number("traffic_class")) + " color " +
-                policies.word("color", color_words) + " drop_type " +
-                (is_tail_drop ? "taildrop"
-                              : "wred thresh " + text(min_threshold) + "-" + text(max_threshold) + " drop " +
-                                    text(min_drop) + "-" + text(max_drop)));
-    }
+                policies.word("color", color_words) + " drop_type " + drop_type(policies));
 }
 
 } // namespace config

@@ -49,16 +49,6 @@ void add_protgroups(Configuration& out) {
                 text(protocols.number("protgroup")));
 }
 
-namespace {
-
-std::string tagging(const Query& row) {
-    if (row.flag("tagged")) return "on tagtype " + hex(row.number("tag_type"), 4);
-    const std::optional<int64_t> group = row.optional_number("protgroup");
-    return group ? "off protgroup " + text(*group) : "off";
-}
-
-} // namespace
-
 void add_members(Configuration& out) {
     Query rows(out.database, "SELECT vid, port, name, tagged, tag_type, protgroup FROM vlan_member"
                              " LEFT JOIN vlan USING (vid) ORDER BY vid, port");
@@ -100,9 +90,8 @@ void add_fdb_entries(Configuration& out) {
     Query rows(out.database, "SELECT mac, name, port, action FROM static_entry LEFT JOIN vlan USING (vid)"
                              " WHERE of_system = 0 ORDER BY vid, mac");
     while (rows.next())
-        out.add("create sfdbentry " + quote_word(rows.text("mac")) + " in vlan " + quote_word(rows.text("name")) +
-                (rows.is_null("port") ? " discard"
-                                      : " port " + text(rows.number("port")) + " flag " + hex(rows.number("action"))));
+        out.add("create sfdbentry " + quote_word(rows.text("mac")) + " in vlan " + quote_word(rows.text("name")) + " " +
+                static_target(rows));
     Query local(out.database, "SELECT port, mac, type FROM local_entry WHERE of_system = 0 ORDER BY port, mac");
     while (local.next())
         out.add("create lfdbentry " + quote_word(local.text("mac")) + " in port " + text(local.number("port")) + " " +

@@ -13,6 +13,7 @@ std::string own_address(int64_t port);
 class PortAddresses {
 public:
     explicit PortAddresses(Database& database);
+    explicit PortAddresses(std::set<std::string> own) : addresses(std::move(own)) {}
     bool contain(const std::string& mac) const { return addresses.count(mac) != 0; }
 
 private:

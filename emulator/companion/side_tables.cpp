@@ -82,6 +82,24 @@ void SideTables::set_link_depend(int64_t port, int64_t type, int64_t mask) {
     entry->link_depend_ports = mask;
 }
 
+void SideTables::forget_name(const std::string& category, const std::string& name) {
+    names.erase({category, name});
+}
+
+void SideTables::delete_port(int64_t port) {
+    forget_name(qualifier::port, std::to_string(port));
+    ports.erase({kind_of(port), port});
+}
+
+void SideTables::disable_port(int64_t port) {
+    if (Port* const entry = find(port)) entry->is_enabled = false;
+}
+
+void SideTables::remove_member(int64_t port, int64_t vid, const std::string& vlan) {
+    forget_name(qualifier::member, std::to_string(port) + "/" + vlan);
+    if (Port* const entry = find(port)) entry->vids.erase(vid);
+}
+
 void SideTables::add_calls_for(const Key& key, const Port& port, std::vector<std::string>& calls) {
     const auto [kind, number] = key;
     calls.push_back(joined("portshm_create_port", {number, kind, port.ether}));

@@ -22,6 +22,10 @@ public:
     void add_member(int64_t port, int64_t vid, const std::string& vlan);
     void set_link_mode(int64_t port, int64_t mode);
     void set_link_depend(int64_t port, int64_t type, int64_t mask);
+    void forget_name(const std::string& category, const std::string& name);
+    void delete_port(int64_t port);
+    void disable_port(int64_t port);
+    void remove_member(int64_t port, int64_t vid, const std::string& vlan);
 
     // The calls, with their operands, that make these tables of those.
     std::vector<std::string> calls_from(const SideTables& others) const;

@@ -1,0 +1,51 @@
+// What makes one switch of another, as a file of sentences.
+#include "companion/command_line.h"
+#include "companion/commands.h"
+#include "companion/difference.h"
+#include "companion/switch_file.h"
+
+#include <iostream>
+
+namespace {
+
+struct Words {
+    std::string from;
+    std::string wanted;
+};
+
+constexpr int equal = 0;
+constexpr int different = 1;
+constexpr int trouble = 2; // of diff(1), whose statuses these are
+
+int print_difference(const Words& words) {
+    if (words.from == "-" && words.wanted == "-") throw WrongUse("diff can read one of the two from standard input");
+    try {
+        const SwitchModel from = read_switch(words.from);
+        const std::vector<std::string> lines = difference(from, read_switch(words.wanted));
+        for (const std::string& line : lines)
+            std::cout << line << "\n";
+        if (!std::cout.flush()) throw Failure("standard output cannot be written");
+        return without_remarks(lines).empty() ? equal : different;
+    } catch (const std::exception& problem) {
+        if (problem.what()[0] != '\0') std::cerr << "emuswitch: " << problem.what() << "\n";
+        return trouble;
+    }
+}
+
+} // namespace
+
+void add_diff(CommandLine& line) {
+    auto words = std::make_shared<Words>();
+    line.add("diff", "Print the sentences that make one switch of another")
+        .operand("from", words->from, "The file of a switch, or of sentences; - for sentences on standard input")
+        .operand("wanted", words->wanted, "What it shall become, likewise")
+        .footer("A file that begins as SQLite files do is a switch. Any other is taken as sentences, as config prints\n"
+                "them, and played on an empty switch. The lines are the fewest that leave alone what both switches\n"
+                "have; what cannot be changed where it stands is made anew, which a remark behind # tells.\n\n"
+                "Exit status: 0 alike, 1 different, 2 trouble.\n\n"
+                "Examples:\n"
+                "  emuswitch diff switch.db wanted.play\n"
+                "  emuswitch diff yesterday.play today.play > change.play\n"
+                "  emuswitch config | emuswitch diff - wanted.play")
+        .runs([words] { return print_difference(*words); });
+}

@@ -1,0 +1,90 @@
+// Reading switches from files.
+#include "companion/switch_file.h"
+
+#include "companion/child_process.h"
+#include "companion/sentence.h"
+#include "companion/words.h"
+#include "core/store.h"
+
+#include <array>
+#include <cstring>
+#include <fstream>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+volatile std::sig_atomic_t is_interrupted = 0;
+
+void remember_interrupt(int /*signal*/) {
+    is_interrupted = 1;
+}
+
+constexpr std::array ending_signals = {SIGINT, SIGTERM, SIGHUP};
+
+// A pipe is not looked into: what is read of it is gone.
+bool is_store(const std::string& file) {
+    static constexpr char magic[] = "SQLite format 3";
+    std::array<char, sizeof magic> beginning{};
+    if (!fs::is_regular_file(file)) return false;
+    std::ifstream(file, std::ios::binary).read(beginning.data(), beginning.size());
+    return memcmp(beginning.data(), magic, sizeof magic) == 0;
+}
+
+SwitchModel play_on_empty_switch(const std::string& file) {
+    const std::vector<Sentence> sentences = read_sentences(file);
+    const PatientInterrupts interrupts;
+    const PrivateFolder folder;
+    const std::string store = folder.path() / "switch.db";
+    prepare_environment(store);
+    for (const Sentence& sentence : sentences) {
+        const std::string refusal = say(sentence).refusal;
+        const std::string place = (file == "-" ? "standard input" : file) + ":" + std::to_string(sentence.line);
+        if (!refusal.empty()) throw Failure(place + ": " + sentence.text + ": " + refusal);
+        if (PatientInterrupts::has_come()) throw Failure("interrupted at " + place);
+    }
+    return read_store(store);
+}
+
+} // namespace
+
+SwitchModel read_store(const std::string& file) {
+    setenv("EMUSWITCH", file.c_str(), 1);
+    emulator::store::close();
+    Database snapshot = Database::snapshot();
+    emulator::store::close();
+    return SwitchModel(snapshot);
+}
+
+SwitchModel read_switch(const std::string& file) {
+    if (file == "-") return play_on_empty_switch(file);
+    std::error_code problem;
+    const fs::file_status status = fs::status(file, problem);
+    if (!fs::exists(status)) throw Failure(file + ": there is no such file; a switch's store, or sentences");
+    if (fs::is_directory(status)) throw Failure(file + ": is a folder; a switch's store, or a file of sentences");
+    return is_store(file) ? read_store(file) : play_on_empty_switch(file);
+}
+
+std::string say_to(const std::string& store, const std::string& line) {
+    setenv("EMUSWITCH", store.c_str(), 1);
+    Sentence sentence;
+    sentence.text = line;
+    sentence.words = split_words(line);
+    return say(sentence).refusal;
+}
+
+PatientInterrupts::PatientInterrupts() {
+    struct sigaction action {};
+    action.sa_handler = remember_interrupt;
+    for (size_t i = 0; i < ending_signals.size(); ++i)
+        sigaction(ending_signals.at(i), &action, &before.at(i));
+}
+
+PatientInterrupts::~PatientInterrupts() {
+    for (size_t i = 0; i < ending_signals.size(); ++i)
+        sigaction(ending_signals.at(i), &before.at(i), nullptr);
+}
+
+bool PatientInterrupts::has_come() {
+    return is_interrupted != 0;
+}
