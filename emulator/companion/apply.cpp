@@ -42,26 +42,26 @@ void say_all(const std::string& store, const std::vector<std::string>& lines) {
 
 int apply(const Words& words) {
     const std::string store = store_path();
-    const PatientInterrupts interrupts;
-    const PrivateFolder folder;
-    const std::string copy = folder.path() / "switch.db";
-    Database().copy_to(copy);
-    const SwitchModel now = read_store(copy);
     const SwitchModel wanted = read_switch(words.wanted);
-    const std::vector<std::string> lines = difference(now, wanted);
+    const std::vector<std::string> lines = difference(read_store(store), wanted);
     if (words.is_dry_run) {
         for (const std::string& line : lines)
             std::cout << line << "\n";
         return 0;
     }
     const std::vector<std::string> said = without_remarks(lines);
+    if (said.empty()) {
+        std::cout << "nothing to change\n";
+        return 0;
+    }
+    const PatientInterrupts interrupts;
+    const PrivateFolder folder;
+    const std::string copy = folder.path() / "switch.db";
+    Database(store).copy_to(copy);
     prepare_environment(copy);
     rehearse(copy, said, wanted);
     say_all(store, said);
-    if (said.empty())
-        std::cout << "nothing to change\n";
-    else
-        std::cout << said.size() << (said.size() == 1 ? " sentence" : " sentences") << " accepted\n";
+    std::cout << said.size() << (said.size() == 1 ? " sentence" : " sentences") << " accepted\n";
     return 0;
 }
 

@@ -26,6 +26,7 @@ template <typename Map, typename Key> const typename Map::mapped_type* find(cons
 // The keys of a map, which may change while one goes through them.
 template <typename Map> std::vector<typename Map::key_type> keys_of(const Map& map) {
     std::vector<typename Map::key_type> keys;
+    keys.reserve(map.size());
     for (const auto& [key, value] : map)
         keys.push_back(key);
     return keys;
@@ -35,7 +36,7 @@ template <typename Map> std::vector<typename Map::key_type> keys_of(const Map& m
 template <typename Key, typename Value>
 const Key* first_missing(const std::map<Key, Value>& has, const std::map<Key, Value>& lacks) {
     for (const auto& [key, value] : has)
-        if (lacks.count(key) == 0) return &key;
+        if (!lacks.contains(key)) return &key;
     return nullptr;
 }
 
@@ -52,6 +53,28 @@ bool has_tag_of(const SwitchModel::Mirror& mirror, const SwitchModel::Mirror& ot
     return mirror.tag == other.tag && mirror.unused_tag == other.unused_tag;
 }
 
+// Why what both switches have cannot stay; empty: it can.
+std::string why_anew(const SwitchModel::Port& port, const SwitchModel::Port& other) {
+    if (port.ether != other.ether || port.type != other.type)
+        return "no sentence moves it to another interface or type";
+    const std::string* const setting = first_missing(port.lasting, other.lasting);
+    std::string lasting = setting != nullptr                                               ? *setting
+                          : first_missing(port.classes, other.classes) != nullptr          ? "cosmap"
+                          : port.link_mode.has_value() && !other.link_mode.has_value()     ? "link_mode"
+                          : port.link_depend.has_value() && !other.link_depend.has_value() ? "link_depend"
+                                                                                           : "";
+    return lasting.empty() ? "" : "no sentence takes back its " + lasting;
+}
+
+std::string why_anew(const SwitchModel::Stream& stream, const SwitchModel::Stream& other) {
+    if (stream.type != other.type) return "no sentence changes its qostype";
+    if (stream.is_attached != other.is_attached || stream.first != other.first || stream.second != other.second)
+        return "it was not made or deleted to its end";
+    if (const auto* const place = first_missing(stream.drop_types, other.drop_types))
+        return "no sentence takes back the drop_type of class " + text(place->first) + ", " + place->second;
+    return "";
+}
+
 class Plan {
 public:
     Plan(const SwitchModel& now, const SwitchModel& target) : on(now), from(now), wanted(target) {}
@@ -61,8 +84,6 @@ private:
     // What goes.
     bool is_gone(const InVlan& place) const;
     void find_gone();
-    std::string why_anew(const SwitchModel::Port& port, const SwitchModel::Port& other) const;
-    std::string why_anew(const SwitchModel::Stream& stream, const SwitchModel::Stream& other) const;
     bool is_queue_gone(const SwitchModel::Queue& place, const SwitchModel::QueueState& queue) const;
     bool is_static_gone(const Address& address, const SwitchModel::StaticEntry& entry) const;
 
@@ -91,7 +112,7 @@ private:
     void make_queues_of(int64_t stream_index);
     void change_queue(const SwitchModel::Queue& place, const SwitchModel::QueueState& queue);
     void make_lists();
-    void change_rules(int64_t list, const SwitchModel::List& target);
+    void change_rules(int64_t number, const SwitchModel::List& target);
     void bind_lists();
     void make_entries();
     void make_mirrors();
@@ -118,27 +139,6 @@ private:
 
 // --- What goes ---
 
-std::string Plan::why_anew(const SwitchModel::Port& port, const SwitchModel::Port& other) const {
-    if (port.ether != other.ether || port.type != other.type)
-        return "no sentence moves it to another interface or type";
-    const std::string* const setting = first_missing(port.lasting, other.lasting);
-    std::string lasting = setting != nullptr                                               ? *setting
-                          : first_missing(port.classes, other.classes) != nullptr          ? "cosmap"
-                          : port.link_mode.has_value() && !other.link_mode.has_value()     ? "link_mode"
-                          : port.link_depend.has_value() && !other.link_depend.has_value() ? "link_depend"
-                                                                                           : "";
-    return lasting.empty() ? "" : "no sentence takes back its " + lasting;
-}
-
-std::string Plan::why_anew(const SwitchModel::Stream& stream, const SwitchModel::Stream& other) const {
-    if (stream.type != other.type) return "no sentence changes its qostype";
-    if (stream.is_attached != other.is_attached || stream.first != other.first || stream.second != other.second)
-        return "it was not made or deleted to its end";
-    if (const auto* const place = first_missing(stream.drop_types, other.drop_types))
-        return "no sentence takes back the drop_type of class " + text(place->first) + ", " + place->second;
-    return "";
-}
-
 void Plan::find_gone() {
     for (const auto& [number, port] : from.ports) {
         const SwitchModel::Port* const other = find(wanted.ports, number);
@@ -154,7 +154,7 @@ void Plan::find_gone() {
     for (const auto& [index, stream] : from.streams) {
         const SwitchModel::Stream* const other = find(wanted.streams, index);
         const std::string why = other != nullptr ? why_anew(stream, *other) : "";
-        const bool goes_with_port = stream.is_attached && gone_ports.count(wording::Stream(index).port()) != 0;
+        const bool goes_with_port = stream.is_attached && gone_ports.contains(wording::Stream(index).port());
         if (other != nullptr && why.empty() && !goes_with_port) continue;
         gone_streams.insert(index);
         if (!why.empty() && !goes_with_port)
@@ -166,13 +166,13 @@ bool Plan::is_gone(const InVlan& place) const {
     const SwitchModel::Member* const member = find(on.now().members, place);
     if (member == nullptr) return false;
     const SwitchModel::Member* const other = find(wanted.members, place);
-    return other == nullptr || !is_same_member(*member, *other) || gone_vlans.count(place.first) != 0 ||
-           gone_ports.count(place.second) != 0;
+    return other == nullptr || !is_same_member(*member, *other) || gone_vlans.contains(place.first) ||
+           gone_ports.contains(place.second);
 }
 
 bool Plan::is_queue_gone(const SwitchModel::Queue& place, const SwitchModel::QueueState& queue) const {
     const SwitchModel::QueueState* const other = find(wanted.queues, place);
-    if (other == nullptr || (queue.is_attached && gone_streams.count(place.first) != 0)) return true;
+    if (other == nullptr || (queue.is_attached && gone_streams.contains(place.first))) return true;
     if (queue.is_attached != other->is_attached) return true;
     if (!queue.is_attached) return !(queue == *other);
     return queue.stream_type != other->stream_type || queue.weighted != other->weighted;
@@ -185,14 +185,14 @@ void Plan::release_ports() {
     for (const auto& [place, member] : from.members)
         if (is_gone(place)) leaving.insert(place.second);
     for (const auto& [place, member] : wanted.members)
-        if (from.members.count(place) == 0 || is_gone(place)) joining.insert(place.second);
+        if (!from.members.contains(place) || is_gone(place)) joining.insert(place.second);
     for (const int64_t number : keys_of(from.ports)) {
         const SwitchModel::Port& port = from.ports.at(number);
         const SwitchModel::Port* const other = find(wanted.ports, number);
-        const bool stays = gone_ports.count(number) == 0;
-        if (port.has_ip_interface && (leaving.count(number) != 0 || !other->has_ip_interface))
+        const bool stays = !gone_ports.contains(number);
+        if (port.has_ip_interface && (leaving.contains(number) || !other->has_ip_interface))
             on.set_ip_interface(number, false);
-        if (port.is_in_lag && stays && (joining.count(number) != 0 || !other->is_in_lag)) on.set_lag(number, false);
+        if (port.is_in_lag && stays && (joining.contains(number) || !other->is_in_lag)) on.set_lag(number, false);
     }
 }
 
@@ -208,7 +208,7 @@ void Plan::remove_members() {
 
 void Plan::remove_lists() {
     for (const int64_t number : keys_of(on.now().lists)) {
-        if (wanted.lists.count(number) != 0) continue;
+        if (wanted.lists.contains(number)) continue;
         if (!on.now().lists.at(number).rules.empty()) on.remove_rules(number);
         on.delete_list(number);
     }
@@ -226,7 +226,7 @@ void Plan::remove_queues_and_streams() {
             places.begin(), places.end(), [&](const auto& place) { return on.now().queues.at(place).is_attached; }));
         if (count > 1 && count == attached[index]) on.delete_attached_queues(index);
         for (const SwitchModel::Queue& place : places)
-            if (on.now().queues.count(place) != 0) on.delete_queue(place);
+            if (on.now().queues.contains(place)) on.delete_queue(place);
     }
     for (const int64_t index : gone_streams)
         on.delete_stream(index);
@@ -236,12 +236,12 @@ void Plan::remove_queues_and_streams() {
 // that is to join is in its way.
 bool Plan::is_static_gone(const Address& address, const SwitchModel::StaticEntry& entry) const {
     const auto& [vid, mac] = address;
-    if (gone_vlans.count(vid) != 0 || (entry.port && gone_ports.count(*entry.port) != 0)) return false;
+    if (gone_vlans.contains(vid) || (entry.port && gone_ports.contains(*entry.port))) return false;
     const SwitchModel::StaticEntry* const other = find(wanted.static_entries, address);
     if (other == nullptr || !(*other == entry)) return true;
     for (auto place = wanted.members.lower_bound({vid, 0}); place != wanted.members.end() && place->first.first == vid;
          ++place)
-        if (on.now().members.count(place->first) == 0 && own_address(place->first.second) == mac) return true;
+        if (!on.now().members.contains(place->first) && own_address(place->first.second) == mac) return true;
     return false;
 }
 
@@ -249,7 +249,7 @@ void Plan::remove_entries() {
     for (const Address& address : keys_of(on.now().static_entries))
         if (is_static_gone(address, on.now().static_entries.at(address))) on.delete_static(address);
     for (const auto& [number, port] : wanted.ports)
-        if (on.now().ports.count(number) != 0 && gone_ports.count(number) == 0) {
+        if (on.now().ports.contains(number) && !gone_ports.contains(number)) {
             const auto entries = on.now().ports.at(number).local_entries;
             for (const auto& [mac, entry] : entries) {
                 const SwitchModel::LocalEntry* const other = find(port.local_entries, mac);
@@ -269,11 +269,11 @@ void Plan::remove_protocols() {
     for (const int64_t type : keys_of(on.now().protocols)) {
         const int64_t group = on.now().protocols.at(type);
         const int64_t* const other = find(wanted.protocols, type);
-        if (wanted.protgroups.count(group) != 0 && (other == nullptr || *other != group)) on.remove_protocol(type);
+        if (wanted.protgroups.contains(group) && (other == nullptr || *other != group)) on.remove_protocol(type);
     }
     const std::set<int64_t> groups = on.now().protgroups;
     for (const int64_t group : groups)
-        if (wanted.protgroups.count(group) == 0) on.delete_protgroup(group);
+        if (!wanted.protgroups.contains(group)) on.delete_protgroup(group);
 }
 
 // An end or a classification can be changed, but not be taken back.
@@ -295,7 +295,7 @@ void Plan::remove_mirrors() {
 
 void Plan::make_ports() {
     for (const auto& [number, port] : wanted.ports) {
-        if (on.now().ports.count(number) == 0) on.create_port(number, port.ether, port.type);
+        if (!on.now().ports.contains(number)) on.create_port(number, port.ether, port.type);
         change_local_entries(number, port);
         change_port(number, port);
         change_link_control(number, port);
@@ -334,7 +334,7 @@ void Plan::change_local_entries(int64_t number, const SwitchModel::Port& port) {
 
 void Plan::change_ether_shapers() {
     for (const int64_t ether : keys_of(on.now().ether_shapers))
-        if (wanted.ether_shapers.count(ether) == 0) on.set_ether_shaper(ether, "off");
+        if (!wanted.ether_shapers.contains(ether)) on.set_ether_shaper(ether, "off");
     for (const auto& [ether, words] : wanted.ether_shapers) {
         const std::string* const found = find(on.now().ether_shapers, ether);
         if (found == nullptr || *found != words) on.set_ether_shaper(ether, words);
@@ -345,7 +345,7 @@ void Plan::change_ether_shapers() {
 
 void Plan::make_vlans() {
     for (const auto& [vid, vlan] : wanted.vlans)
-        if (on.now().vlans.count(vid) == 0) on.create_vlan(vid, vlan.name);
+        if (!on.now().vlans.contains(vid)) on.create_vlan(vid, vlan.name);
     change_vlans("simple_loop_detection", wanted_words("simple_loop_detection"));
     change_vlans("ignorefdb", wanted_words("ignorefdb"));
 }
@@ -379,21 +379,21 @@ void Plan::change_vlans(const std::string& keyword, const std::map<int64_t, std:
 
 void Plan::make_protocols() {
     for (const int64_t group : wanted.protgroups)
-        if (on.now().protgroups.count(group) == 0) on.create_protgroup(group);
+        if (!on.now().protgroups.contains(group)) on.create_protgroup(group);
     for (const auto& [type, group] : wanted.protocols)
-        if (on.now().protocols.count(type) == 0) on.add_protocol(type, group);
+        if (!on.now().protocols.contains(type)) on.add_protocol(type, group);
 }
 
 void Plan::make_members() {
     for (const auto& [place, member] : wanted.members)
-        if (on.now().members.count(place) == 0) on.add_member(place, member);
+        if (!on.now().members.contains(place)) on.add_member(place, member);
 }
 
 // --- Streams and queues ---
 
 void Plan::make_streams() {
     for (const auto& [index, stream] : wanted.streams) {
-        if (on.now().streams.count(index) == 0) on.create_stream(index, stream);
+        if (!on.now().streams.contains(index)) on.create_stream(index, stream);
         for (const auto& [keyword, words] : stream.settings)
             if (on.now().streams.at(index).settings.at(keyword) != words) on.set_stream(index, keyword, words);
     }
@@ -419,7 +419,7 @@ void Plan::make_queues_of(int64_t stream_index) {
     bool are_all_wanted = true;
     for (int64_t traffic_class = 0; traffic_class < classes_per_stream; ++traffic_class) {
         const SwitchModel::Queue place{stream_index, traffic_class};
-        if (on.now().queues.count(place) != 0) continue;
+        if (on.now().queues.contains(place)) continue;
         const SwitchModel::QueueState* const target = find(wanted.queues, place);
         are_all_wanted = are_all_wanted && target != nullptr && target->is_whole(stream);
         ++missing;
@@ -429,7 +429,7 @@ void Plan::make_queues_of(int64_t stream_index) {
         const SwitchModel::Queue place{stream_index, traffic_class};
         const SwitchModel::QueueState* const target = find(wanted.queues, place);
         if (target == nullptr) continue;
-        if (on.now().queues.count(place) == 0) on.create_queue(place, *target);
+        if (!on.now().queues.contains(place)) on.create_queue(place, *target);
         change_queue(place, *target);
     }
 }
@@ -445,7 +445,7 @@ void Plan::change_queue(const SwitchModel::Queue& place, const SwitchModel::Queu
 
 void Plan::make_lists() {
     for (const auto& [number, list] : wanted.lists) {
-        if (on.now().lists.count(number) == 0) on.create_list(number);
+        if (!on.now().lists.contains(number)) on.create_list(number);
         change_rules(number, list);
     }
 }
@@ -455,7 +455,7 @@ void Plan::change_rules(int64_t number, const SwitchModel::List& target) {
     const SwitchModel::List& list = on.now().lists.at(number);
     std::vector<int64_t> gone;
     for (const auto& [line, rule] : list.rules)
-        if (target.rules.count(line) == 0) gone.push_back(line);
+        if (!target.rules.contains(line)) gone.push_back(line);
     const bool is_marked_anew = !list.rules.empty() && !target.rules.empty() && list.marking != target.marking;
     const bool is_alone = list.rules.size() == 1 && gone.empty();
     if ((is_marked_anew && !is_alone) || (!gone.empty() && gone.size() == list.rules.size()))
@@ -488,7 +488,7 @@ void Plan::make_entries() {
         if (other == nullptr || !(*other == on.now().static_entries.at(address))) on.delete_static(address);
     }
     for (const auto& [address, entry] : wanted.static_entries)
-        if (on.now().static_entries.count(address) == 0) on.create_static(address, entry);
+        if (!on.now().static_entries.contains(address)) on.create_static(address, entry);
 }
 
 // Nothing removes a single learned address but a static entry that takes its place.
@@ -498,7 +498,7 @@ void Plan::forget_learned() {
     size_t count = 0;
     for (const auto& [address, port] : on.now().learned) {
         ++all[address.first];
-        if (wanted.learned.count(address) != 0) continue;
+        if (wanted.learned.contains(address)) continue;
         gone[address.first].push_back(address);
         ++count;
     }
@@ -544,7 +544,7 @@ void Plan::prepare_learning(const std::vector<Address>& addresses) {
     for (const Address& address : addresses) {
         const int64_t vid = address.first;
         learning[vid] = "learning on";
-        if (on.now().learned.count(address) == 0 && !is_enough(limits[vid], ++counts[vid])) {
+        if (!on.now().learned.contains(address) && !is_enough(limits[vid], ++counts[vid])) {
             const std::string& target = wanted.vlans.at(vid).settings.at("learninglimit");
             limits[vid] = is_enough(target, counts[vid]) ? target : "learninglimit none";
         }
@@ -588,7 +588,7 @@ void Plan::make_learned() {
 
 void Plan::make_mirrors() {
     for (const auto& [number, mirror] : wanted.mirrors) {
-        if (on.now().mirrors.count(number) == 0) on.create_mirror(number);
+        if (!on.now().mirrors.contains(number)) on.create_mirror(number);
         change_mirror(number, mirror);
     }
 }

@@ -34,7 +34,7 @@ std::string queue_index(const SwitchModel::Queue& place) {
 
 bool is_reserved(const std::string& mac) {
     static const std::set<std::string> addresses = SideTables::reserved_addresses();
-    return addresses.count(mac) != 0;
+    return addresses.contains(mac);
 }
 
 // The name that sentences about VLANs keep for all of them.
@@ -376,7 +376,7 @@ void Rehearsal::create_missing_queues(int64_t stream_index) {
     say("create queue " + Stream(stream_index).address + "/-");
     for (int64_t traffic_class = 0; traffic_class < classes_per_stream; ++traffic_class) {
         const SwitchModel::Queue place{stream_index, traffic_class};
-        if (model.queues.count(place) != 0) continue;
+        if (model.queues.contains(place)) continue;
         need("queues", static_cast<int64_t>(model.queues.size()) + 1);
         take_buffers(initial_blocks);
         model.queues[place] = SwitchModel::new_queue(model.streams.at(stream_index), traffic_class);
@@ -527,7 +527,7 @@ void Rehearsal::delete_local(int64_t port, const std::string& mac) {
 void Rehearsal::learn(const Address& address, int64_t port) {
     const auto& [vid, mac] = address;
     say("emuswitch learn " + quote_word(mac) + " " + quote_word(name_of(vid)) + " " + text(port));
-    if (model.learned.count(address) == 0) need_entry();
+    if (!model.learned.contains(address)) need_entry();
     model.learned[address] = port;
 }
 

@@ -33,6 +33,10 @@ bool is_store(const std::string& file) {
 
 SwitchModel play_on_empty_switch(const std::string& file) {
     const std::vector<Sentence> sentences = read_sentences(file);
+    if (sentences.empty()) {
+        Database empty = Database::fresh();
+        return SwitchModel(empty);
+    }
     const PatientInterrupts interrupts;
     const PrivateFolder folder;
     const std::string store = folder.path() / "switch.db";

@@ -118,7 +118,7 @@ void SwitchModel::read_limits(Database& database) {
     Database fresh = Database::fresh();
     Query known(fresh, "SELECT name FROM limits");
     while (known.next())
-        if (limits.count(known.text("name")) == 0) database.fail_as_damaged("no limit " + known.text("name"));
+        if (!limits.contains(known.text("name"))) database.fail_as_damaged("no limit " + known.text("name"));
 }
 
 void SwitchModel::read_ports(Database& database) {
