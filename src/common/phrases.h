@@ -39,10 +39,12 @@ constexpr const char* phrases[] = {
     " yet.",
     // of the usage text only
     "\n    ",
+    "        ",
     "\n    set port <port> ",
     " rate <rate> [burst <burst>] [{byte|kbyte}]}",
     " {on|off}",
     "<num>",
+    "<port>",
     "clslist <listno>",
     "vlan <name>",
 };
