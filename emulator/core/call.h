@@ -26,6 +26,7 @@ public:
     }
     Call(const Call&) = delete;
     Call& operator=(const Call&) = delete;
+    ~Call() = default;
 
     // Makes the change: `operation` returns 0, or the status with which the switch refuses, and then nothing of what it
     // did is kept. Returns 0, or -1 with the status stored where the function has one.

@@ -14,7 +14,7 @@ struct MatchField {
     const char* name;
     uint32_t present; // its bit in the rule
     size_t offset;    // of its slot in the rule
-    size_t word;      // bytes in a word of the slot
+    uint32_t word;    // bytes in a word of the slot
     MatchStyle style;
 
     constexpr uint32_t full_mask() const { return word == 4 ? 0xffffffffU : (1U << (8 * word)) - 1; }

@@ -11,9 +11,9 @@ namespace emulator {
 
 // What classify_match has: the value, or the range where there is a high value, under the mask. All fit 32 bits.
 struct StoredMatch {
-    int64_t low;
+    int64_t low = 0;
     std::optional<int64_t> high;
-    int64_t mask;
+    int64_t mask = 0;
 
     // Whether a rule can have it: nothing is wider than the field, and a range goes upwards.
     bool fits(const MatchField& field) const {

@@ -73,7 +73,7 @@ const char* sentence() {
         write_word(text, word);
         separator = " ";
     }
-    if (text.is_cut || count == static_cast<ssize_t>(sizeof words - 1)) strcpy(line + text.length, "...");
+    if (text.is_cut || count == static_cast<ssize_t>(sizeof words - 1)) memcpy(line + text.length, "...", sizeof "...");
     return line;
 }
 

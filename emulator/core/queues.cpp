@@ -10,7 +10,7 @@ namespace emulator {
 
 namespace {
 
-constexpr int64_t most_queues = front_port_count * streams_per_port * classes_per_stream;
+constexpr int64_t most_queues = int64_t{front_port_count} * streams_per_port * classes_per_stream;
 
 // A queue index names a class of a stream.
 struct Place {

@@ -57,7 +57,7 @@ int32_t complain_of(int result) {
 }
 
 // For locks of SQLite, which programs that know nothing of turns take, and readers. Waits a little longer each time.
-int wait_for_lock(void*, int attempt) {
+int wait_for_lock(void* /*unused*/, int attempt) {
     if (connection.patience.is_over(connection.file)) return 0;
     const timespec pause{.tv_sec = 0, .tv_nsec = 50'000L * (attempt < 19 ? attempt + 1 : 20)};
     nanosleep(&pause, nullptr);

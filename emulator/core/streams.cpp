@@ -9,7 +9,7 @@ namespace emulator {
 
 namespace {
 
-constexpr int64_t most_streams = front_port_count * streams_per_port;
+constexpr int64_t most_streams = int64_t{front_port_count} * streams_per_port;
 constexpr int64_t buffers_of_stream = 64;
 
 // Runs an update of one stream, `?1`.

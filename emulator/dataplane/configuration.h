@@ -251,7 +251,7 @@ struct EtherShaper {
 
 struct Qos {
     std::vector<Stream> streams; // those attached to a port, by index
-    std::array<uint16_t, front_port_count * streams_per_port>
+    std::array<uint16_t, size_t{front_port_count} * streams_per_port>
         place{};                      // of a stream index in `streams`, plus one; 0: there is none
     std::vector<EtherShaper> shapers; // by interface
     const Stream* find(uint32_t stream_index) const {

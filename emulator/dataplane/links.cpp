@@ -58,8 +58,10 @@ bool meets_dependency(const State& state, const Configuration& configuration, Po
 void refresh_links(State& state, const Configuration& configuration) {
     const Ports& ports = *configuration.ports;
     state.is_up.resize(ports.ports.size());
-    for (PortIndex port = 0; port < ports.ports.size(); ++port)
-        state.is_up[port] = has_link(state, ports, port) && meets_dependency(state, configuration, port) ? 1 : 0;
+    for (size_t place = 0; place < ports.ports.size(); ++place) {
+        const auto port = static_cast<PortIndex>(place);
+        state.is_up[place] = has_link(state, ports, port) && meets_dependency(state, configuration, port) ? 1 : 0;
+    }
 }
 
 } // namespace dataplane

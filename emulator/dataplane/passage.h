@@ -10,8 +10,9 @@ namespace dataplane {
 
 struct Silent {
     static constexpr bool tells = false;
-    template <typename... Numbers> void say(StepKind, Numbers...) const {}
-    template <typename... Numbers> void assume(Assumption, StepKind, Numbers...) const {}
+    template <typename... Numbers> void say(StepKind /*unused*/, Numbers... /*unused*/) const {}
+    template <typename... Numbers>
+    void assume(Assumption /*unused*/, StepKind /*unused*/, Numbers... /*unused*/) const {}
 };
 
 struct Teller {

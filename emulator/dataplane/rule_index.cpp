@@ -77,7 +77,7 @@ bool plan_match(const FieldMatch& match, uint16_t rule, Plan& plan) {
 // --- Building a dimension ---
 
 // So many words of sets a dimension may have; ranges beyond that are left out of it, the widest first.
-constexpr uint64_t most_words = 256 * 1024;
+constexpr uint64_t most_words = 0x40000;
 
 void choose_classes(RuleDimension& dimension, const std::vector<Interval>& intervals) {
     constexpr uint32_t widest = 0xffffffff;
@@ -329,7 +329,8 @@ bool are_few(uint64_t rules) {
 } // namespace
 
 std::optional<size_t> RuleIndex::find(std::span<const Rule> rules, const FieldValues& values) const {
-    std::array<Selected, most_dimensions> selected; // as far as they are needed
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): filled as far as they are needed
+    std::array<Selected, most_dimensions> selected;
     uint64_t summary = possible_.summary;
     uint64_t pivots = without_pivot_;
     for (size_t place = 0; place < pivot_count_; ++place) {

@@ -47,7 +47,7 @@ struct RuleDimension {
 
 class RuleIndex {
 public:
-    static constexpr size_t capacity = 64 * 64; // rules
+    static constexpr size_t capacity = size_t{64} * 64; // rules
 
     explicit RuleIndex(std::span<const Rule> rules);
 

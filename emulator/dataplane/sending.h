@@ -24,7 +24,7 @@ inline void begin_head(Output& output, std::span<const uint8_t> bytes, size_t sk
 
 // Puts a tag behind the addresses, in front of one that is there.
 inline void put_tag(Output& output, uint16_t tag_type, uint16_t control) {
-    const auto tag = output.head.begin() + addresses_length;
+    auto* const tag = output.head.begin() + addresses_length;
     std::copy_backward(tag, output.head.begin() + output.head_length,
                        output.head.begin() + output.head_length + tag_length);
     put_big_endian_16(&output.head[addresses_length], tag_type);

@@ -36,39 +36,34 @@ constexpr Mac mac_of_key(uint64_t key) {
 // Entries by (scope, address). Linear probing over a power of two of slots, at most half of them in use.
 template <typename Entry> class AddressTable {
 public:
-    const Entry* find(uint32_t scope, Mac mac) const { return const_cast<AddressTable*>(this)->find(scope, mac); }
+    const Entry* find(uint32_t scope, Mac mac) const {
+        if (count_ == 0) return nullptr;
+        const Slot& slot = slots_[place_of(address_key(scope, mac))];
+        return slot.is_used ? &slot.entry : nullptr;
+    }
     Entry* find(uint32_t scope, Mac mac) {
         if (count_ == 0) return nullptr;
-        const uint64_t key = address_key(scope, mac);
-        for (size_t place = home(key);; place = (place + 1) & mask()) {
-            if (!slots_[place].is_used) return nullptr;
-            if (slots_[place].key == key) return &slots_[place].entry;
-        }
+        Slot& slot = slots_[place_of(address_key(scope, mac))];
+        return slot.is_used ? &slot.entry : nullptr;
     }
 
     // The entry of that address, a new one where there was none.
     Entry& put(uint32_t scope, Mac mac) {
         if (2 * (count_ + 1) > slots_.size()) grow();
         const uint64_t key = address_key(scope, mac);
-        size_t place = home(key);
-        while (slots_[place].is_used && slots_[place].key != key)
-            place = (place + 1) & mask();
-        if (!slots_[place].is_used) {
-            slots_[place] = {key, true, Entry{}};
+        Slot& slot = slots_[place_of(key)];
+        if (!slot.is_used) {
+            slot = {key, true, Entry{}};
             ++count_;
         }
-        return slots_[place].entry;
+        return slot.entry;
     }
 
     // Returns whether there was one. What stood behind it moves up, so that no look-up meets a gap.
     bool erase(uint32_t scope, Mac mac) {
         if (count_ == 0) return false;
-        const uint64_t key = address_key(scope, mac);
-        size_t place = home(key);
-        while (slots_[place].key != key || !slots_[place].is_used) {
-            if (!slots_[place].is_used) return false;
-            place = (place + 1) & mask();
-        }
+        size_t place = place_of(address_key(scope, mac));
+        if (!slots_[place].is_used) return false;
         for (size_t next = (place + 1) & mask(); slots_[next].is_used; next = (next + 1) & mask()) {
             if (((next - home(slots_[next].key)) & mask()) < ((next - place) & mask())) continue;
             slots_[place] = slots_[next];
@@ -106,12 +101,18 @@ private:
         const uint64_t mixed = (key ^ key >> 32) * 0x9e3779b97f4a7c15;
         return static_cast<size_t>(mixed >> 32) & mask();
     }
+    // The slot of that key, or the free one where it would go.
+    size_t place_of(uint64_t key) const {
+        size_t place = home(key);
+        while (slots_[place].is_used && slots_[place].key != key)
+            place = (place + 1) & mask();
+        return place;
+    }
     void grow() {
         std::vector<Slot> old(slots_.empty() ? 16 : 2 * slots_.size());
         old.swap(slots_);
-        count_ = 0;
         for (const Slot& slot : old)
-            if (slot.is_used) put(scope_of_key(slot.key), mac_of_key(slot.key)) = slot.entry;
+            if (slot.is_used) slots_[place_of(slot.key)] = slot;
     }
 
     std::vector<Slot> slots_;
