@@ -5,10 +5,9 @@
 #include "core/location.h"
 #include "core/query.h"
 #include "core/store.h"
+#include "core/store_scripts.h"
 
 #include <sqlite3.h>
-
-extern const char store_schema[];
 
 namespace {
 

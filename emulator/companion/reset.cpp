@@ -2,8 +2,7 @@
 #include "companion/command_line.h"
 #include "companion/commands.h"
 #include "companion/database.h"
-
-extern const char store_schema[];
+#include "core/store_scripts.h"
 
 namespace {
 

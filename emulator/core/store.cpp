@@ -3,6 +3,7 @@
 
 #include "core/location.h"
 #include "core/refusal.h"
+#include "core/store_scripts.h"
 #include "core/trouble.h"
 #include "core/turn.h"
 
@@ -13,11 +14,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <iterator>
-
-extern const char store_schema[];
-extern const char store_migration_1[];
-extern const char store_migration_2[];
 
 namespace emulator::store {
 
@@ -99,10 +95,6 @@ int read_all(int file, unsigned char* bytes, size_t size) {
     return SQLITE_OK;
 }
 
-// The step that takes version i + 1 to i + 2.
-constexpr const char* migrations[] = {store_migration_1, store_migration_2};
-static_assert(std::size(migrations) == version - 1);
-
 int32_t run_script(const char* script) {
     const int result = sqlite3_exec(connection.database, script, nullptr, nullptr, nullptr);
     return result == SQLITE_OK ? 0 : complain_of(result);
@@ -111,7 +103,7 @@ int32_t run_script(const char* script) {
 // Brings an earlier store up to date, and has it give room back from now on. Ends in a transaction as it began in one.
 int32_t migrate(uint32_t found) {
     for (uint32_t step = found; step < version; ++step)
-        if (const int32_t status = run_script(migrations[step - 1]); status != 0) return status;
+        if (const int32_t status = run_script(store_migrations[step - 1]); status != 0) return status;
     if (const int result = run("COMMIT"); result != SQLITE_OK) return complain_of(result);
     sqlite3_exec(connection.database, "PRAGMA auto_vacuum = INCREMENTAL; VACUUM", nullptr, nullptr, nullptr);
     const int result = run_patiently("BEGIN IMMEDIATE");

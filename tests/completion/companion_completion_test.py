@@ -83,7 +83,7 @@ class Function(Completion):
         self.assertEqual(limits, self.bash.offers("limit", ""))
         self.assertEqual({"vlans", "vlans_and_fwdlists"}, self.bash.offers("limit", "vlans"))
         functions = set(self.emuswitch("fail", "--functions").splitlines())
-        self.assertEqual(80, len(functions))
+        self.assertIn("brgfdb_create_vlan", functions)
         self.assertEqual(functions, self.bash.offers("fail", ""))
         self.assertEqual({name for name in functions if name.startswith("libev_")}, self.bash.offers("fail", "libev_"))
 

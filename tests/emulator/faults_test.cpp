@@ -1,4 +1,5 @@
 // Faults: calls that are refused because somebody wants to see what comes of it.
+#include "declarations.h"
 #include "switch_test.h"
 
 #include "platform/portshm.h"
@@ -159,8 +160,9 @@ TEST_F(Faults, can_be_played_for_each_function) {
     };
 #undef CALL
 #undef TELL
-    EXPECT_EQ(std::size(functions), 80U);
+    std::set<std::string> called;
     for (const Function& function : functions) {
+        called.insert(function.name);
         plan(function.name, 4711);
         word = 0;
         EXPECT_EQ(function.call(), -1) << function.name;
@@ -169,6 +171,7 @@ TEST_F(Faults, can_be_played_for_each_function) {
         EXPECT_EQ(logged.substr(0, logged.find('(')), function.name);
         EXPECT_EQ(logged.substr(logged.find(" = ")), function.has_status ? " = -1 status 4711" : " = -1");
     }
+    EXPECT_EQ(called, declared_functions());
     EXPECT_EQ(ask("SELECT count(*) FROM fault"), "0");
     for (const char* table : {"port", "vlan", "protgroup", "mirror", "stream", "queue", "classify_list", "port_table",
                               "qualifier", "trap_event"})
