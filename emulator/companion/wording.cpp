@@ -65,7 +65,7 @@ std::string text(int64_t number) {
 
 std::string hex(int64_t value, int digits) {
     char digits_of[20];
-    snprintf(digits_of, sizeof digits_of, "%0*llx", digits, static_cast<unsigned long long>(value));
+    static_cast<void>(snprintf(digits_of, sizeof digits_of, "%0*llx", digits, static_cast<unsigned long long>(value)));
     return digits_of;
 }
 
@@ -113,11 +113,11 @@ Stream::Stream(int64_t stream_index)
       address(text(stream_index / streams_per_port + 1) + "/" + text(stream_index % streams_per_port + 1)) {}
 
 // A minimum burst above the maximum can only be typed in the form with a keyword for each value.
-std::string shaping(const Query& row) {
-    const int64_t min_burst = row.number("min_burst");
-    const int64_t max_burst = row.number("max_burst");
-    const std::string min_rate = typed_rate(row.number("min_rate"));
-    const std::string max_rate = typed_rate(row.number("max_rate"));
+std::string shaping(const Query& stream) {
+    const int64_t min_burst = stream.number("min_burst");
+    const int64_t max_burst = stream.number("max_burst");
+    const std::string min_rate = typed_rate(stream.number("min_rate"));
+    const std::string max_rate = typed_rate(stream.number("max_rate"));
     if (min_burst <= max_burst)
         return "rate " + min_rate + "-" + max_rate + " burst " + text(min_burst) + "-" + text(max_burst) + " byte";
     return "maxrate " + max_rate + " minrate " + min_rate + " maxburst " + typed_rate(max_burst) + " min " +
@@ -179,12 +179,12 @@ std::string extraction(const Query& binding, Children& points) {
     return is_any ? " " + words[0] + "," + words[1] + "," + words[2] + "," + words[3] : "";
 }
 
-std::string source(const Query& row) {
-    const int64_t type = row.number("source_type");
-    if (type == mirror_source::vlan) return "vlan " + quote_word(row.text("name"));
+std::string source(const Query& mirror) {
+    const int64_t type = mirror.number("source_type");
+    if (type == mirror_source::vlan) return "vlan " + quote_word(mirror.text("name"));
     const bool is_received = type == mirror_source::received || type == mirror_source::received_in_vlan;
-    return "port " + text(row.number("source_port")) + (is_received ? " in" : " out") +
-           (row.is_null("source_vid") ? "" : " vlan " + quote_word(row.text("name")));
+    return "port " + text(mirror.number("source_port")) + (is_received ? " in" : " out") +
+           (mirror.is_null("source_vid") ? "" : " vlan " + quote_word(mirror.text("name")));
 }
 
 } // namespace wording
