@@ -103,7 +103,7 @@ struct ConfigurationCompiler::Statements {
 
     static void read_static(const Statement& row, Filters& result, const Ports& known_ports);
     static void read_local(const Statement& row, Filters& result, const Ports& known_ports);
-    void set_learned_room(Filters& result);
+    void set_learned_room(Filters& result, uint64_t static_entries);
 
     std::shared_ptr<const List> read_list(int32_t number, Marking marking);
     void read_rules(int32_t list, std::vector<Rule>& result);
@@ -132,6 +132,7 @@ struct ConfigurationCompiler::Statements {
     Statement points{database, "SELECT vid, port, point, byte_offset, width FROM extraction_point"};
     Statement statics{database, "SELECT vid, mac, port, action, of_system FROM static_entry"};
     Statement statics_of_vlan{database, "SELECT vid, mac, port, action, of_system FROM static_entry WHERE vid = ?"};
+    Statement static_count{database, "SELECT count(*) FROM static_entry"};
     Statement locals{database, "SELECT port, mac, type, of_system FROM local_entry"};
     Statement locals_of_port{database, "SELECT port, mac, type, of_system FROM local_entry WHERE port = ?"};
     Statement fdb_limit{database, "SELECT value FROM limits WHERE name = 'fdb_entries'"};
@@ -345,9 +346,9 @@ void ConfigurationCompiler::Statements::read_local(const Statement& row, Filters
     entry.is_of_system = row.flag(3);
 }
 
-void ConfigurationCompiler::Statements::set_learned_room(Filters& result) {
+void ConfigurationCompiler::Statements::set_learned_room(Filters& result, uint64_t static_entries) {
     const auto room = static_cast<uint64_t>(fdb_limit.only_number());
-    const uint64_t used = result.statics.size() + result.locals.size();
+    const uint64_t used = static_entries + result.locals.size();
     result.learned_room = room > used ? room - used : 0;
 }
 
@@ -357,7 +358,15 @@ std::shared_ptr<const Filters> ConfigurationCompiler::filters(const Ports& ports
     statics.for_each([&] { Statements::read_static(statics, *result, ports); });
     Statement& locals = statements->locals;
     locals.for_each([&] { Statements::read_local(locals, *result, ports); });
-    statements->set_learned_room(*result);
+    statements->set_learned_room(*result, result->statics.size());
+    return result;
+}
+
+std::shared_ptr<const Filters> ConfigurationCompiler::filters_without_statics(const Ports& ports) {
+    auto result = std::make_shared<Filters>();
+    Statement& locals = statements->locals;
+    locals.for_each([&] { Statements::read_local(locals, *result, ports); });
+    statements->set_learned_room(*result, static_cast<uint64_t>(statements->static_count.only_number()));
     return result;
 }
 
@@ -375,7 +384,7 @@ std::shared_ptr<const Filters> ConfigurationCompiler::filters(const Filters& bef
     erase_scopes(result->locals, places);
     for (const int32_t port : changed.ports)
         locals.for_each([&] { Statements::read_local(locals, *result, ports); }, port);
-    statements->set_learned_room(*result);
+    statements->set_learned_room(*result, result->statics.size());
     return result;
 }
 

@@ -24,6 +24,8 @@ public:
     std::shared_ptr<const dataplane::Ports> ports();
     std::shared_ptr<const dataplane::Vlans> vlans(const dataplane::Ports& ports, const dataplane::Lists& lists);
     std::shared_ptr<const dataplane::Filters> filters(const dataplane::Ports& ports);
+    // All but the static entries, for which there is no less room to learn in.
+    std::shared_ptr<const dataplane::Filters> filters_without_statics(const dataplane::Ports& ports);
     // Only the entries of these; the ports, and the entries of all others, are the same as before.
     std::shared_ptr<const dataplane::Filters> filters(const dataplane::Filters& before, const FilterScopes& changed,
                                                       const dataplane::Ports& ports);

@@ -209,8 +209,8 @@ template <typename Number> bool read_first_argument(std::string_view call, Numbe
 
 } // namespace
 
-ConfigurationReader::ConfigurationReader(Database& owner, Rules which)
-    : database(owner), rules(which), statements(std::make_unique<Statements>(owner)) {
+ConfigurationReader::ConfigurationReader(Database& owner, Reading how)
+    : database(owner), reading(how), statements(std::make_unique<Statements>(owner)) {
     take_over(copy_changes(false), nullptr, 0);
 }
 
@@ -267,7 +267,7 @@ std::vector<const char*> ConfigurationReader::tables_of(const Effect& effect) co
     std::vector<const char*> tables;
     for (const PartTables& each : part_tables)
         if ((effect.parts & each.part) != 0) tables.insert(tables.end(), each.tables);
-    const bool has_rules = rules == Rules::all || !effect.changed_lists.empty();
+    const bool has_rules = reading == Reading::all || !effect.changed_lists.empty();
     if ((effect.parts & part::lists) != 0 && has_rules)
         tables.insert(tables.end(), std::begin(rule_tables), std::end(rule_tables));
     return tables;
@@ -335,26 +335,44 @@ void ConfigurationReader::compile(const Effect& effect) {
     const bool is_of_some_lists = !effect.changed_lists.empty();
     if (is_due(part::lists) && is_of_some_lists) next.lists = compiler.lists(*next.lists, effect.changed_lists);
     if (is_due(part::lists) && !is_of_some_lists)
-        next.lists = rules == Rules::all ? compiler.lists() : compiler.lists_without_rules();
+        next.lists = reading == Reading::all ? compiler.lists() : compiler.lists_without_rules();
     if (is_due(part::vlans)) next.vlans = compiler.vlans(*next.ports, *next.lists);
-    const bool is_of_some_filters = !effect.changed_filters.is_empty();
+    const bool is_of_some_filters = reading == Reading::all && !effect.changed_filters.is_empty();
     if (is_due(part::filters) && is_of_some_filters)
         next.filters = compiler.filters(*next.filters, effect.changed_filters, *next.ports);
-    if (is_due(part::filters) && !is_of_some_filters) next.filters = compiler.filters(*next.ports);
+    if (is_due(part::filters) && !is_of_some_filters)
+        next.filters =
+            reading == Reading::all ? compiler.filters(*next.ports) : compiler.filters_without_statics(*next.ports);
     if (is_due(part::mirrors)) next.mirrors = compiler.mirrors(*next.ports);
     if (is_due(part::qos)) next.qos = compiler.qos(*next.ports);
     if (is_due(part::lists) && !is_of_some_lists) lists_with_rules.clear();
+    if (is_due(part::filters)) vlans_with_statics.clear();
     current = std::move(next);
+}
+
+void ConfigurationReader::copy_tables(std::span<const char* const> tables) {
+    const Snapshot snapshot(database);
+    statements->last_call.only_number(); // begins it
+    statements->image.take(tables);
+}
+
+bool ConfigurationReader::read_statics(uint32_t vid) {
+    const auto is_read = std::find(vlans_with_statics.begin(), vlans_with_statics.end(), vid);
+    if (reading == Reading::all || is_read != vlans_with_statics.end()) return false;
+    constexpr const char* tables[] = {"static_entry", "limits"};
+    copy_tables(tables);
+    auto filters =
+        std::make_shared<Filters>(*statements->compiler.filters(*current.filters, {{vid}, {}}, *current.ports));
+    filters->learned_room = current.filters->learned_room; // which they were counted in
+    current.filters = std::move(filters);
+    vlans_with_statics.push_back(vid);
+    return true;
 }
 
 bool ConfigurationReader::read_rules(int32_t list) {
     const bool is_there = std::find(lists_with_rules.begin(), lists_with_rules.end(), list) != lists_with_rules.end();
-    if (rules == Rules::all || is_there) return false;
-    {
-        const Snapshot snapshot(database);
-        statements->last_call.only_number(); // begins it
-        statements->image.take(rule_tables);
-    }
+    if (reading == Reading::all || is_there) return false;
+    copy_tables(rule_tables);
     current.lists = statements->compiler.lists(*current.lists, {list});
     lists_with_rules.push_back(list);
     return true;

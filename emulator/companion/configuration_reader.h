@@ -21,6 +21,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <vector>
 
 // The parts of a configuration that were compiled anew, as bits.
@@ -38,10 +39,10 @@ class ConfigurationReader {
 public:
     // Reads everything, in one snapshot, like all that follows: the store is held up for as long as its pages are
     // copied, not while they are read (companion/store_image.h). The database has to outlive the reader. For a single
-    // frame, reading the rules of all lists would take longer than anything else: `on_demand` leaves them out, until
-    // `read_rules` is called.
-    enum class Rules : uint8_t { all, on_demand };
-    explicit ConfigurationReader(Database& owner, Rules which = Rules::all);
+    // frame, reading the rules of all lists and all static entries would take longer than anything else: `on_demand`
+    // leaves them out, until `read_rules` and `read_statics` are called.
+    enum class Reading : uint8_t { all, on_demand };
+    explicit ConfigurationReader(Database& owner, Reading how = Reading::all);
     ~ConfigurationReader();
     ConfigurationReader(const ConfigurationReader&) = delete;
     ConfigurationReader& operator=(const ConfigurationReader&) = delete;
@@ -62,6 +63,8 @@ public:
 
     // The rules of one list, after `on_demand`. Returns false where they are there already.
     bool read_rules(int32_t list);
+    // Likewise the static entries of one VLAN.
+    bool read_statics(uint32_t vid);
 
     // Writes what was learned, moved or forgotten since the last call back to the store, in one transaction of at most
     // `limit` entries, having refreshed where that is due. Nothing is written of an address whose port is no member of
@@ -74,6 +77,7 @@ private:
     struct Statements;
 
     Effect copy_changes(bool with_learned);
+    void copy_tables(std::span<const char* const> tables);
     unsigned take_over(const Effect& effect, dataplane::State* state, dataplane::Nanoseconds now);
     Effect explain_changes(uint32_t counter);
     std::vector<const char*> tables_of(const Effect& effect) const;
@@ -84,8 +88,9 @@ private:
     uint32_t change_counter();
 
     Database& database;
-    Rules rules;
-    std::vector<int32_t> lists_with_rules; // of those that were left out
+    Reading reading;
+    std::vector<int32_t> lists_with_rules;    // of those that were left out
+    std::vector<uint32_t> vlans_with_statics; // likewise
     std::unique_ptr<Statements> statements;
     dataplane::Configuration current;
     uint32_t known_counter = 0; // of the store, when it was read last

@@ -18,8 +18,8 @@ using dataplane::Outcome;
 using dataplane::PortIndex;
 using dataplane::StepKind;
 
-TracedSwitch::TracedSwitch(Database& database, bool is_kept, ConfigurationReader::Rules rules)
-    : reader(database, rules), state(reader.make_state(now)), learns(is_kept) {
+TracedSwitch::TracedSwitch(Database& database, bool is_kept, ConfigurationReader::Reading how)
+    : reader(database, how), state(reader.make_state(now)), learns(is_kept) {
     if (learns) state.learned.note_changes();
 }
 
@@ -67,14 +67,16 @@ std::vector<FrameBytes> read_frames(const std::vector<std::string>& words) {
     }
 }
 
-// A list is read when a frame meets it; then the frame goes its way again.
+// The rules of a list and the static entries of a VLAN are read when a frame meets them; then it goes its way again.
 void tell_alone(TracedSwitch& traced, const Frame& frame) {
     const dataplane::State before = traced.state;
     const auto meets_list = [&](const dataplane::Step& step) {
         return step.kind == StepKind::list_not_matched && traced.reader.read_rules(static_cast<int32_t>(step.a));
     };
     traced.tell(frame);
-    if (std::none_of(traced.outcome.steps.begin(), traced.outcome.steps.end(), meets_list)) return;
+    const bool has_rules_now = std::any_of(traced.outcome.steps.begin(), traced.outcome.steps.end(), meets_list);
+    const bool has_statics_now = traced.outcome.vid != 0 && traced.reader.read_statics(traced.outcome.vid);
+    if (!has_rules_now && !has_statics_now) return;
     traced.state = before;
     traced.tell(frame);
 }
@@ -129,7 +131,7 @@ int trace(const Options& options) {
     Database database(store_path());
     const bool is_many = frames.empty();
     TracedSwitch traced(database, options.learns,
-                        is_many ? ConfigurationReader::Rules::all : ConfigurationReader::Rules::on_demand);
+                        is_many ? ConfigurationReader::Reading::all : ConfigurationReader::Reading::on_demand);
     if (is_many) return trace_lines(traced);
     const PortIndex port = require_port(traced, options.port);
     bool is_first = true;

@@ -139,9 +139,7 @@ void make_random_setting(std::mt19937& random) {
         brgfdb_create_lfil(port, mac, pick(1, 4), on, &status);
         break;
     }
-    case 36:
-        brgfdb_add_port_to_vlan(vid, port, on, static_cast<uint16_t>(random()), 0, 0, &status);
-        break;
+    case 36: brgfdb_add_port_to_vlan(vid, port, on, static_cast<uint16_t>(random()), 0, 0, &status); break;
     case 37: {
         const int32_t queue = stream * 8 + pick(0, 2);
         brgfdb_add_queue_to_stream(queue, stream, queue % 8, pick(0, 2), pick(0, 7), pick(0, 1), &status);
@@ -312,11 +310,30 @@ TEST_F(ConfigurationTest, rules_can_wait_until_they_are_met) {
     const ClassifyRule rule{};
     brgfdb_add_classify_action_to_profile(1, 0, &rule, &status);
     Database database(store);
-    ConfigurationReader reader(database, ConfigurationReader::Rules::on_demand);
+    ConfigurationReader reader(database, ConfigurationReader::Reading::on_demand);
     EXPECT_TRUE(reader.configuration().lists->lists[0]->matcher.rules().empty());
     EXPECT_TRUE(reader.read_rules(1));
     EXPECT_FALSE(reader.read_rules(1));
     EXPECT_EQ(dump(reader.configuration()), read_afresh());
+}
+
+TEST_F(ConfigurationTest, static_entries_can_wait_until_they_are_met) {
+    make_member(1, 10, "sales");
+    make_member(2, 20, "guests");
+    int32_t status = 0;
+    EXPECT_EQ(brgfdb_create_sfil(10, some_mac, 1, 0, 0, &status), 0);
+    EXPECT_EQ(brgfdb_create_lfil(2, some_mac, local_type::both, 0, &status), 0);
+    Database database(store);
+    ConfigurationReader reader(database, ConfigurationReader::Reading::on_demand);
+    const Filters& before = *reader.configuration().filters;
+    EXPECT_EQ(before.statics.size(), 0U);
+    EXPECT_EQ(before.locals.size(), 1U);
+    EXPECT_TRUE(reader.read_statics(10));
+    EXPECT_EQ(reader.configuration().filters->statics.size(), 2U) << "and the port's own address";
+    EXPECT_FALSE(reader.read_statics(10));
+    EXPECT_TRUE(reader.read_statics(20));
+    EXPECT_EQ(dump(reader.configuration()), read_afresh());
+    EXPECT_FALSE(ConfigurationReader(database).read_statics(10));
 }
 
 TEST_F(ConfigurationTest, what_no_call_explains_concerns_everything) {

@@ -112,6 +112,29 @@ class Forms(Trace):
         path.write_bytes(capture[:-1])
         self.assertIn(str(path), self.emuswitch("trace", "2", "--pcap", str(path), "--frame", "2", status=1).stderr)
 
+    def test_a_frame_alone_is_told_as_in_a_line(self):
+        self.emuswitch("play", "-", text="""\
+create vlan guests vid 20
+add port 1 to vlan guests tag on
+add port 2 to vlan guests tag on
+create sfdbentry 00:11:22:33:44:55 in vlan guests port 2 flag 1
+create sfdbentry 00:11:22:33:44:66 in vlan "in side" discard
+create lfdbentry 00:11:22:33:44:77 in port 2 both
+create clslist 1
+add classify 1/2/red normal x x x udp 53 x x x x x to clslist 1
+add clslist 1 to port 1 vlan guests
+emuswitch limit fdb_entries 39
+""")
+        lines = [f"{port} tag vid {vid} da 00:11:22:33:44:{last} {more}".strip()
+                 for port, vid in ((1, 10), (1, 20), (2, 20)) for last in (55, 66, 77)
+                 for more in ("", "prot udp dport 53")[:3 - port]]
+        seen = set()
+        for line in lines:
+            answer = self.trace(*line.split())
+            self.assertEqual(self.lines(line + "\n"), [answer])
+            seen |= {step["step"] for step in answer["steps"]}
+        self.assertLessEqual({"static_entry", "local_entry", "list_matched", "list_not_matched", "not_learned_full"}, seen)
+
     def test_the_text_names_what_decided_and_the_sentence_that_would_change_it(self):
         self.emuswitch("play", "-", text="create vlan guests vid 20\nset port 2 ingfil on\n")
         text = self.emuswitch("trace", "2", "tag", "vid", "20").stdout
