@@ -7,9 +7,11 @@
 //
 // Rates are in bit/s, 64000 to 100000000, bursts in bytes, 80 to 32000, lengths in bytes. Switches are 0 off, 1 on. All
 // records are in the byte order of the machine. The ranges in this file are those that sentences pass; where one passes
-// more it is said. `platform/words.h` has the words for the numbers that are named here.
+// more it is said. `platform/words.h` has the words for the numbers that are named here. In C
+// they are those of numbers.h: `status::no_port` is BRGFDB_STATUS_NO_PORT.
 #pragma once
 
+#ifdef __cplusplus
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -259,52 +261,6 @@ constexpr uint32_t aging = 0x0040;
 constexpr uint32_t loop_breaker = 0x0080;
 } // namespace port_field
 
-// Five 16-bit words. The library reads only the field that the masks of the call select.
-struct PortParameters {
-    uint16_t flags;
-    uint16_t unused[2]; // never written by a command
-    uint16_t tag_type;  // that the port takes for a tag, 0 to 0xffff
-    uint16_t pvid;      // the VLAN of untagged frames: an id, or 0
-};
-static_assert(sizeof(PortParameters) == 10);
-static_assert(offsetof(PortParameters, tag_type) == 6);
-static_assert(offsetof(PortParameters, pvid) == 8);
-
-// What the library tells of a stream. It writes 288 bytes, of which only the type word is known: the QoS type that
-// the stream was given (namespace qos_type).
-struct StreamInfo {
-    int32_t before_type[4];
-    int32_t type;
-    uint8_t after_type[268];
-};
-static_assert(sizeof(StreamInfo) == 288);
-static_assert(offsetof(StreamInfo, type) == 16);
-
-// A field that the user defines, for what no other field of a rule covers: `width` bytes (1, 2 or 4) at `offset` bytes
-// (0 to 1532; a negative number is passed as its low 16 bits) into the frame. The binding of a list says where its four
-// extraction points lie, the rules of the list what has to stand there. Both 0: not used.
-struct ExtractionPoint {
-    uint16_t offset;
-    uint16_t width;
-};
-constexpr size_t extraction_point_count = 4;
-static_assert(sizeof(ExtractionPoint[extraction_point_count]) == 16);
-
-// What a rule asks of one header field: the field ANDed with `mask` equals `low`, or, where `is_range` is 1, lies in
-// `low` to `high`. A single value leaves `high` 0. Low and high are stored already ANDed with the mask.
-template <typename Word> struct MatchSlot {
-    Word low;
-    Word high;
-    Word mask;
-    Word is_range;
-};
-
-// What a rule asks of one extraction point; the value is stored already ANDed with the mask.
-struct ExtractionMatch {
-    uint32_t value;
-    uint32_t mask;
-};
-
 // Bits of `ClassifyRule::present`; a field whose bit is clear matches anything and has an all-zero slot.
 namespace rule_field {
 constexpr uint32_t cos = 0x00000001;
@@ -319,6 +275,73 @@ constexpr uint32_t destination_port = 0x00000100;
 constexpr uint32_t first_extraction = 0x01000000; // and the three bits above it
 } // namespace rule_field
 
+constexpr size_t extraction_point_count = 4;
+#else
+#include "numbers.h" // the numbers for C
+
+#include <stdint.h>
+
+typedef struct PortParameters PortParameters;
+typedef struct StreamInfo StreamInfo;
+typedef struct ExtractionPoint ExtractionPoint;
+typedef struct ExtractionMatch ExtractionMatch;
+typedef struct ClassifyRule ClassifyRule;
+#endif
+
+// Five 16-bit words. The library reads only the field that the masks of the call select.
+struct PortParameters {
+    uint16_t flags;
+    uint16_t unused[2]; // never written by a command
+    uint16_t tag_type;  // that the port takes for a tag, 0 to 0xffff
+    uint16_t pvid;      // the VLAN of untagged frames: an id, or 0
+};
+
+// What the library tells of a stream. It writes 288 bytes, of which only the type word is known: the QoS type that
+// the stream was given (namespace qos_type).
+struct StreamInfo {
+    int32_t before_type[4];
+    int32_t type;
+    uint8_t after_type[268];
+};
+
+// A field that the user defines, for what no other field of a rule covers: `width` bytes (1, 2 or 4) at `offset` bytes
+// (0 to 1532; a negative number is passed as its low 16 bits) into the frame. The binding of a list says where its four
+// extraction points lie, the rules of the list what has to stand there. Both 0: not used.
+struct ExtractionPoint {
+    uint16_t offset;
+    uint16_t width;
+};
+
+// What a rule asks of one header field: the field ANDed with `mask` equals `low`, or, where `is_range` is 1, lies in
+// `low` to `high`. A single value leaves `high` 0. Low and high are stored already ANDed with the mask.
+#ifdef __cplusplus
+template <typename Word> struct MatchSlot {
+    Word low;
+    Word high;
+    Word mask;
+    Word is_range;
+};
+using MatchSlot8 = MatchSlot<uint8_t>;
+using MatchSlot16 = MatchSlot<uint16_t>;
+using MatchSlot32 = MatchSlot<uint32_t>;
+#else
+typedef struct {
+    uint8_t low, high, mask, is_range;
+} MatchSlot8;
+typedef struct {
+    uint16_t low, high, mask, is_range;
+} MatchSlot16;
+typedef struct {
+    uint32_t low, high, mask, is_range;
+} MatchSlot32;
+#endif
+
+// What a rule asks of one extraction point; the value is stored already ANDed with the mask.
+struct ExtractionMatch {
+    uint32_t value;
+    uint32_t mask;
+};
+
 // One classification rule, 120 bytes: frames that match all present fields are put into the stream and class with
 // the color, and their priority is taken as the marking mode says.
 struct ClassifyRule {
@@ -327,17 +350,25 @@ struct ClassifyRule {
     uint8_t traffic_class; // 0 to 7
     uint8_t color;         // green, yellow, red
     uint32_t present;
-    MatchSlot<uint8_t> cos;
-    MatchSlot<uint16_t> vid;
-    MatchSlot<uint16_t> ether_type;
-    MatchSlot<uint8_t> tos;
-    MatchSlot<uint8_t> protocol;
-    MatchSlot<uint32_t> source_address; // IPv4
-    MatchSlot<uint32_t> destination_address;
-    MatchSlot<uint16_t> source_port;
-    MatchSlot<uint16_t> destination_port;
-    ExtractionMatch extraction[extraction_point_count];
+    MatchSlot8 cos;
+    MatchSlot16 vid;
+    MatchSlot16 ether_type;
+    MatchSlot8 tos;
+    MatchSlot8 protocol;
+    MatchSlot32 source_address; // IPv4
+    MatchSlot32 destination_address;
+    MatchSlot16 source_port;
+    MatchSlot16 destination_port;
+    ExtractionMatch extraction[4];
 };
+
+#ifdef __cplusplus
+static_assert(sizeof(PortParameters) == 10);
+static_assert(offsetof(PortParameters, tag_type) == 6);
+static_assert(offsetof(PortParameters, pvid) == 8);
+static_assert(sizeof(StreamInfo) == 288);
+static_assert(offsetof(StreamInfo, type) == 16);
+static_assert(sizeof(ExtractionPoint[extraction_point_count]) == 16);
 static_assert(sizeof(ClassifyRule) == 120);
 static_assert(offsetof(ClassifyRule, stream) == 4);
 static_assert(offsetof(ClassifyRule, traffic_class) == 6);
@@ -355,6 +386,7 @@ static_assert(offsetof(ClassifyRule, destination_port) == 80);
 static_assert(offsetof(ClassifyRule, extraction) == 88);
 
 extern "C" {
+#endif
 
 // --- Ports ---
 
@@ -588,4 +620,6 @@ int32_t brgfdb_rem_classify_all_from_profile(int32_t list, int32_t* status);
 // no_profile_at_all.
 int32_t brgfdb_disp_classify(int32_t list, int32_t* status);
 
+#ifdef __cplusplus
 } // extern "C"
+#endif

@@ -3,6 +3,7 @@
 // taken a change, and nobody looks at its results.
 #pragma once
 
+#ifdef __cplusplus
 #include <cstdint>
 
 namespace port_kind {
@@ -16,6 +17,11 @@ constexpr int32_t lowest_logical_port = 101;
 constexpr int32_t highest_logical_port = 164;
 
 extern "C" {
+#else
+#include "numbers.h" // the numbers for C
+
+#include <stdint.h>
+#endif
 
 // `ether` is the physical interface of a physical port, 0 for a logical one.
 int32_t portshm_create_port(int32_t port, int32_t kind, int32_t ether);
@@ -30,4 +36,6 @@ int32_t portshm_rm_port_vlan(int32_t port, int32_t kind, uint32_t vid);
 int32_t portshm_set_port_linkmode(int32_t port, int32_t mode);
 int32_t portshm_set_port_linkdepend(int32_t port, int32_t type, uint32_t port_mask);
 
+#ifdef __cplusplus
 } // extern "C"
+#endif

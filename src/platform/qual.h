@@ -2,6 +2,7 @@
 // looks at its results.
 #pragma once
 
+#ifdef __cplusplus
 #include <cstdint>
 
 // The categories, and how their names are written.
@@ -15,9 +16,16 @@ constexpr int32_t no_id = -1;
 } // namespace qualifier
 
 extern "C" {
+#else
+#include "numbers.h" // the numbers for C
+
+#include <stdint.h>
+#endif
 
 // `id` is the port type of a port, the id of a VLAN, and no_id for all others.
 int32_t qual_register(const char* category, const char* name, int32_t id);
 int32_t qual_unregister(const char* category, const char* name);
 
+#ifdef __cplusplus
 } // extern "C"
+#endif

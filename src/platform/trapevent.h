@@ -2,6 +2,7 @@
 // the results.
 #pragma once
 
+#ifdef __cplusplus
 #include <cstdint>
 
 namespace trap_event {
@@ -11,6 +12,11 @@ constexpr int32_t no_type = -1;
 } // namespace trap_event
 
 extern "C" {
+#else
+#include "numbers.h" // the numbers for C
+
+#include <stdint.h>
+#endif
 
 // `type` is the port type, no_type when the port is gone.
 int32_t libev_BridgePort_Status(int32_t zero, int32_t port, int32_t type, int32_t event);
@@ -19,4 +25,6 @@ int32_t libev_PortVlan_Status(int32_t zero, int32_t port, const char* vlan, int3
 // Port and stream count from 1, the class from 0.
 int32_t libev_Queue_Status(int32_t zero, int32_t port, int32_t stream, int32_t traffic_class, int32_t event);
 
+#ifdef __cplusplus
 } // extern "C"
+#endif

@@ -15,7 +15,7 @@ from sentences import MANUAL, OK, SOURCE
 
 DOCUMENTS = [SOURCE / "README.md", SOURCE / "CONTRIBUTING.md", *sorted((SOURCE / "docs").glob("*.md"))]
 WITH_HOSTS = SOURCE / "docs/lab.md"  # its commands are run by tests/live
-LANGUAGES = {"console", "sh", "python", "cpp", "cmake", "text"}
+LANGUAGES = {"console", "sh", "python", "c", "cpp", "cmake", "text"}
 
 
 class Block:

@@ -23,7 +23,8 @@ COMPONENTS = {
              *(f"{{DATADIR}}/emuswitch/{path.name}" for path in (SOURCE / "docs").glob("*.schema.json"))],
     "python": [f"lib/python3/dist-packages/tolvane/{name}" for name in (
         "__init__.py", "catalogue.py", "client.py", "errors.json", "py.typed", "result.py", "sentences.py")],
-    "headers": [f"{{INCLUDEDIR}}/tolvane/{name}.h" for name in ("brgfdb", "portshm", "qual", "trapevent")],
+    "headers": ["{DATADIR}/pkgconfig/tolvane.pc", *(f"{{INCLUDEDIR}}/tolvane/{name}.h" for name in (
+        "brgfdb", "numbers", "portshm", "qual", "trapevent"))],
 }
 
 
