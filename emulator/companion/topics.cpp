@@ -421,7 +421,7 @@ void read_streams(Database& database, const Take& take) {
         const bool has_type = rows.number("qos_type") != 0;
         Json stream{{"port", index / streams_per_port + 1},
                     {"stream", index % streams_per_port + 1},
-                    {"attached", !rows.is_null("port")},
+                    {"attached", rows.optional_number("port").has_value()},
                     {"qos_type", has_type ? Json(rows.word("qos_type", qos_type_words)) : Json(nullptr)},
                     {"qos_parameters", {rows.number("qos_first"), rows.number("qos_second")}},
                     {"shaping", shaping_of(rows)},
@@ -698,14 +698,15 @@ void read_port_table(Database& database, const Take& take) {
     Query rows(database, "SELECT * FROM port_table ORDER BY kind, port");
     while (rows.next()) {
         const Json depend = word_or_number(rows.optional_any_number("link_depend"), link_depend_words);
-        Json entry{{"port", rows.any_number("port")},
-                   {"kind", word_or_number(rows.any_number("kind"), port_kind_words)},
-                   {"ether", rows.any_number("ether")},
-                   {"enabled", rows.flag("enabled")},
-                   {"link_mode", word_or_number(rows.optional_any_number("link_mode"), link_mode_words)},
-                   {"link_depend", depend},
-                   {"link_depend_ports", depend == "port" ? ports_in(rows.any_number("link_depend_ports")) : Json(nullptr)},
-                   {"vids", Json::array()}};
+        Json entry{
+            {"port", rows.any_number("port")},
+            {"kind", word_or_number(rows.any_number("kind"), port_kind_words)},
+            {"ether", rows.any_number("ether")},
+            {"enabled", rows.flag("enabled")},
+            {"link_mode", word_or_number(rows.optional_any_number("link_mode"), link_mode_words)},
+            {"link_depend", depend},
+            {"link_depend_ports", depend == "port" ? ports_in(rows.any_number("link_depend_ports")) : Json(nullptr)},
+            {"vids", Json::array()}};
         vlans.of(rows, [&](const Query& row) { entry["vids"].push_back(row.any_number("vid")); });
         take(entry);
     }
