@@ -18,7 +18,7 @@ CHOICES = {"add classify normal", "add classify dot1p", "add classify dscp", "cr
 
 
 # Its commands that set nothing, or nothing but what sentences and the others set.
-LOOKS = {"show", "config", "log", "events", "graph", "trace", "replay", "live", "top", "play", "check", "exec", "run",
+LOOKS = {"show", "config", "log", "events", "graph", "trace", "replay", "live", "top", "play", "check", "diff", "apply", "exec", "run",
          "call"}
 
 # What sets each column of the store that a frame could meet; "": it says which object the row is of. A new column needs
@@ -114,7 +114,7 @@ def columns_of_store():
 
 def companion_commands():
     """The words by which the companion's commands are called."""
-    names = set(re.findall(r"^ *add_(\w+),$", (SOURCE / "emulator/companion/commands.cpp").read_text(), re.M))
+    names = set(re.findall(r"\badd_(\w+),", (SOURCE / "emulator/companion/commands.cpp").read_text()))
     several = {"port_flags": {"lag", "ipif"}, "exec": {"exec", "run"}}
     return set().union(*(several.get(name, {name}) for name in names))
 
