@@ -40,7 +40,7 @@ void write_quoted(Text& out, const char* text);
 
 // How an argument is written where its type alone does not say it.
 struct Hex {
-    uint32_t value;
+    uint32_t value = 0;
     int digits = 1; // at least; more where the value needs them
 };
 struct Mac {

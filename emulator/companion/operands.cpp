@@ -29,7 +29,7 @@ using Words = std::vector<std::string>;
 
 // --- How a number is written that is read as what stands there ---
 
-constexpr Reading good{};
+const Reading good{};
 
 Reading unfit() {
     return {Reading::no_operand, ""};

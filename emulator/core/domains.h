@@ -11,8 +11,8 @@ namespace emulator {
 
 struct Domain {
     char column[24]; // not a pointer, which would be relocated at the start of every sentence
-    int64_t low;
-    int64_t high;
+    int64_t low = 0;
+    int64_t high = 0;
     int64_t hole = INT64_MIN; // a number in between that is none
 
     constexpr bool contains(int64_t value) const { return value >= low && value <= high && value != hole; }

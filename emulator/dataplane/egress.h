@@ -91,8 +91,10 @@ class Egress {
 public:
     explicit Egress(const EgressOptions& options);
     ~Egress();
-    Egress(Egress&&) noexcept;
-    Egress& operator=(Egress&&) noexcept;
+    Egress(const Egress&) = delete;
+    Egress& operator=(const Egress&) = delete;
+    Egress(Egress&& other) noexcept;
+    Egress& operator=(Egress&& other) noexcept;
 
     // Takes over a configuration at a time, from which on `Output::port` is a place in it. Queues, streams, ports and
     // lines keep what is theirs by their numbers; buckets keep their tokens, as far as the new burst holds them.

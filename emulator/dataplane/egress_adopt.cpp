@@ -22,6 +22,7 @@ std::vector<uint64_t> costs_of(const std::vector<uint32_t>& ratios) {
         if (multiple > finest_share) break;
     }
     std::vector<uint64_t> costs;
+    costs.reserve(ratios.size());
     for (const uint32_t ratio : ratios)
         costs.push_back(multiple <= finest_share ? multiple / ratio : (finest_share + ratio / 2) / ratio);
     return costs;
@@ -77,7 +78,8 @@ uint32_t Egress::Lines::add_line(const Port& port, const Qos& qos, const std::ve
         line.is_held = old->is_held;
     }
     const EtherShaper* shaper = port.type == PortType::ether ? qos.find_shaper(port.ether) : nullptr;
-    line.shaper = succeed(line.shaper, shaper ? shaper->rate : 0, shaper ? shaper->burst : 0, time);
+    line.shaper =
+        succeed(line.shaper, shaper != nullptr ? shaper->rate : 0, shaper != nullptr ? shaper->burst : 0, time);
     lines.push_back(std::move(line));
     return static_cast<uint32_t>(lines.size() - 1);
 }
