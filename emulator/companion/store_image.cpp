@@ -97,7 +97,7 @@ public:
     Pages& operator=(const Pages&) = delete;
 
     const char* name() const { return system.zName; }
-    void copy(Database& store, std::span<const char* const> tables);
+    void copy(Database& origin, std::span<const char* const> tables);
 
 private:
     struct File {
@@ -105,7 +105,7 @@ private:
         const Pages* pages;
     };
     using Header = std::array<uint8_t, header_size>;
-    Header begin(Database& store);
+    Header begin(Database& origin);
     void copy_tree(PageNumber root);
     void copy_chain(PageNumber first);
     const uint8_t* copy_page(PageNumber number);
@@ -118,7 +118,7 @@ private:
         std::string table;
         PageNumber root;
     };
-    void read_roots(Database& store);
+    void read_roots(Database& origin);
 
     std::string own_name;
     sqlite3_vfs system;
@@ -173,8 +173,8 @@ const sqlite3_io_methods* StoreImage::Pages::methods() {
         some.xTruncate = [](sqlite3_file*, sqlite3_int64) { return SQLITE_READONLY; };
         some.xSync = [](sqlite3_file*, int) { return SQLITE_OK; };
         some.xFileSize = [](sqlite3_file* file, sqlite3_int64* size) {
-            const Pages* const pages = reinterpret_cast<File*>(file)->pages;
-            *size = static_cast<sqlite3_int64>(pages->content.size() * pages->page_size);
+            const Pages* const its_pages = reinterpret_cast<File*>(file)->pages;
+            *size = static_cast<sqlite3_int64>(its_pages->content.size() * its_pages->page_size);
             return SQLITE_OK;
         };
         some.xLock = [](sqlite3_file*, int) { return SQLITE_OK; };
@@ -207,20 +207,20 @@ int StoreImage::Pages::read(uint8_t* target, size_t length, size_t at) const {
 }
 
 // Reads the header; `source` is the store's file from then on.
-StoreImage::Pages::Header StoreImage::Pages::begin(Database& store) {
-    sqlite3_file_control(store.handle(), "main", SQLITE_FCNTL_FILE_POINTER, &source);
+StoreImage::Pages::Header StoreImage::Pages::begin(Database& origin) {
+    sqlite3_file_control(origin.handle(), "main", SQLITE_FCNTL_FILE_POINTER, &source);
     Header header{};
     sqlite3_int64 size = 0;
     if (source == nullptr || source->pMethods == nullptr ||
         source->pMethods->xRead(source, header.data(), header_size, 0) != SQLITE_OK ||
         source->pMethods->xFileSize(source, &size) != SQLITE_OK)
-        store.fail_as_damaged("its header cannot be read");
+        origin.fail_as_damaged("its header cannot be read");
     const uint32_t told_size = big_endian(&header[16], 2);
     const size_t its_page_size = told_size == 1 ? 65536 : told_size;
     const size_t its_unused = header[20];
     if (its_page_size < smallest_page || (its_page_size & (its_page_size - 1)) != 0 ||
         its_page_size - its_unused < smallest_usable)
-        store.fail_as_damaged("its pages have no size");
+        origin.fail_as_damaged("its pages have no size");
     if (its_page_size != page_size) content.clear();
     page_size = its_page_size;
     usable_size = its_page_size - its_unused;
@@ -229,16 +229,16 @@ StoreImage::Pages::Header StoreImage::Pages::begin(Database& store) {
     return header;
 }
 
-void StoreImage::Pages::read_roots(Database& store) {
+void StoreImage::Pages::read_roots(Database& origin) {
     known_trees.clear();
-    Statement rows(store, "SELECT tbl_name, rootpage FROM sqlite_schema WHERE rootpage > 0");
+    Statement rows(origin, "SELECT tbl_name, rootpage FROM sqlite_schema WHERE rootpage > 0");
     rows.for_each([&] { known_trees.push_back({std::string(rows.text(0)), static_cast<PageNumber>(rows.number(1))}); });
 }
 
-void StoreImage::Pages::copy(Database& store, std::span<const char* const> tables) {
-    const Header header = begin(store);
+void StoreImage::Pages::copy(Database& origin, std::span<const char* const> tables) {
+    const Header header = begin(origin);
     const uint32_t schema = big_endian(&header[40], 4);
-    if (known_trees.empty() || schema != known_schema) read_roots(store);
+    if (known_trees.empty() || schema != known_schema) read_roots(origin);
     known_schema = schema;
     copy_tree(1); // the schema
     for (const Tree& tree : known_trees)
