@@ -568,7 +568,7 @@ emuswitch fail brgfdb_set_qostype_in_stream 106
         sentences = "".join(f'create vlan "<v&{i}>" vid {100 + i}\nadd port 1 to vlan "<v&{i}>" tag on\n' for i in range(120))
         self.emuswitch("play", "-", text=sentences + "set mirror 1 source vlan \"<v&3>\"\n")
         text, svg = self.drawn()
-        self.assertEqual(3, len(re.findall(r"(?m)^  vlans\d+ ", text)), "a table for each fifty")
+        self.assertEqual(3, len(re.findall(r"(?m)^  vlans\d+ \[", text)), "a table for each fifty")
         self.assertNotIn("port1 -> vlan", text)
         self.assertIn("&lt;v&amp;119&gt;", svg)
         self.assertIn("vlan103 -> mirror1", text)
