@@ -10,8 +10,6 @@
 #include <iostream>
 #include <map>
 
-extern const char store_schema[];
-
 namespace config {
 
 namespace {
