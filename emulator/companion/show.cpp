@@ -95,8 +95,8 @@ int show(const ShowOptions& options) {
     const Topic* const topic = options.what.empty() ? nullptr : &find_topic(options.what);
     Database database = Database::snapshot();
     if (options.as_json) {
-        std::cout << topics_as_json(
-            database, topic == nullptr ? "" : topic->name); // at once: of a damaged store nothing is shown
+        // At once: of a damaged store nothing is shown.
+        std::cout << topics_as_json(database, topic == nullptr ? "" : topic->name);
     } else if (topic == nullptr) {
         std::cout << shown(store_path().string()) << "\n\n";
         print_overview(database);
@@ -106,9 +106,12 @@ int show(const ShowOptions& options) {
     return 0;
 }
 
+// Where numbers name the objects, one stands for all that are below it: "1" for 1/2. A VLAN "a/b" is not below "a".
 bool is_about(const std::vector<Cell>& row, size_t naming, const std::string& name) {
-    return std::any_of(row.begin(), row.begin() + static_cast<ptrdiff_t>(std::min(naming, row.size())),
-                       [&](const Cell& cell) { return cell.text == name || cell.text.starts_with(name + "/"); });
+    const bool has_parts = naming == 1;
+    return std::any_of(
+        row.begin(), row.begin() + static_cast<ptrdiff_t>(std::min(naming, row.size())),
+        [&](const Cell& cell) { return cell.text == name || (has_parts && cell.text.starts_with(name + "/")); });
 }
 
 void keep_object(std::vector<TitledTable>& tables, const Topic& topic, const std::string& name) {

@@ -7,7 +7,6 @@
 #include "platform/qual.h"
 
 #include <algorithm>
-#include <cmath>
 
 namespace {
 
@@ -39,11 +38,6 @@ Json kbit(int64_t rate) {
     return rate % 1000 == 0 ? Json(rate / 1000) : Json(static_cast<double>(rate) / 1000);
 }
 
-std::string bits_text(const Json& kbits) {
-    return std::to_string(kbits.is_number_integer() ? kbits.get<int64_t>() * 1000
-                                                    : std::llround(kbits.get<double>() * 1000));
-}
-
 // The ports whose bits are set, port 1 in the lowest.
 Json ports_in(int64_t mask) {
     Json ports = Json::array();
@@ -54,18 +48,13 @@ Json ports_in(int64_t mask) {
 
 std::string text_of(const Json& value) {
     if (value.is_string()) return value.get<std::string>();
-    return value.is_null() ? "-" : std::to_string(value.get<int64_t>());
-}
-
-Cell number_cell(const std::string& digits) {
-    Cell cell(digits);
-    cell.is_number = true;
-    return cell;
+    return value.is_null() ? "-" : value.dump();
 }
 
 Cell cell_of(const Json& value) {
-    if (value.is_number_integer()) return value.get<int64_t>();
-    return text_of(value);
+    Cell cell(text_of(value));
+    cell.is_number = value.is_number();
+    return cell;
 }
 
 // A class as sentences write it, of a stream counted from 1: 1/7/red.
@@ -183,10 +172,10 @@ std::string port_flags(const Json& port) {
 
 std::string depends_text(const Json& depend, const Json& ports) {
     if (depend != "port") return text_of(depend);
-    int64_t mask = 0;
+    Words list;
     for (const Json& port : ports)
-        mask |= int64_t{1} << (port.get<int64_t>() - 1);
-    return "ports, mask " + hex(mask);
+        list.add(text_of(port), ",");
+    return "port " + list.text_or_dash();
 }
 
 void add_link_control(Table& table, const Json& port) {
@@ -201,9 +190,9 @@ void add_link_control(Table& table, const Json& port) {
 std::vector<TitledTable> port_tables(Database& database, bool /*with_system*/) {
     Table ports{{"PORT", "ETHER", "TYPE", "STATE", "FRAMES", "PVID", "TPID", "AGING", "DEFAULT", "FLAGS"}, {}};
     Table maps{{"PORT", "PRIORITY=CLASS"}, {}};
-    Table policers{{"PORT", "CLASS", "BIT/S", "BYTES", "ABOVE"}, {}};
+    Table policers{{"PORT", "CLASS", "KBIT/S", "BYTES", "ABOVE"}, {}};
     Table links{{"PORT", "FRAMES", "MODE", "DEPENDS"}, {}};
-    Table shapers{{"ETHER", "BIT/S", "BYTES"}, {}};
+    Table shapers{{"INTERFACE", "KBIT/S", "BYTES"}, {}};
     read_ports(database, [&](const Json& port) {
         ports.add({cell_of(port["port"]), cell_of(port["ether"]), cell_of(port["type"]),
                    port["enabled"] ? "enabled" : "disabled", cell_of(port["aftype"]),
@@ -214,14 +203,13 @@ std::vector<TitledTable> port_tables(Database& database, bool /*with_system*/) {
             map.add(text_of(entry["priority"]) + "=" + text_of(entry["class"]));
         if (!port["cos_map"].empty()) maps.add({cell_of(port["port"]), map.text()});
         for (const Json& policer : port["class_policers"])
-            policers.add({cell_of(port["port"]), cell_of(policer["class"]),
-                          number_cell(bits_text(policer["rate_kbit_s"])), cell_of(policer["burst_bytes"]),
-                          cell_of(policer["color"])});
+            policers.add({cell_of(port["port"]), cell_of(policer["class"]), cell_of(policer["rate_kbit_s"]),
+                          cell_of(policer["burst_bytes"]), cell_of(policer["color"])});
         add_link_control(links, port);
     });
     read_ether_shapers(database, [&](const Json& shaper) {
         shapers.add(
-            {cell_of(shaper["ether"]), number_cell(bits_text(shaper["rate_kbit_s"])), cell_of(shaper["burst_bytes"])});
+            {"ether " + text_of(shaper["ether"]), cell_of(shaper["rate_kbit_s"]), cell_of(shaper["burst_bytes"])});
     });
     return {{nullptr, std::move(ports)},
             {"CoS maps", std::move(maps)},
@@ -472,7 +460,7 @@ std::string queue_text(const Json& object) {
 
 std::string shaping_text(const Json& shaping) {
     if (shaping.is_null() || shaping["max_rate_kbit_s"] == 0) return "off";
-    return bits_text(shaping["min_rate_kbit_s"]) + "-" + bits_text(shaping["max_rate_kbit_s"]) + " bit/s, " +
+    return text_of(shaping["min_rate_kbit_s"]) + "-" + text_of(shaping["max_rate_kbit_s"]) + " kbit/s, " +
            text_of(shaping["min_burst_bytes"]) + "-" + text_of(shaping["max_burst_bytes"]) + " bytes";
 }
 

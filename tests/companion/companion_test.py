@@ -304,6 +304,20 @@ class Looking(Companion):
             state = self.json(topic)
             self.assertEqual(state[topic], whole[topic], topic)
 
+    def test_tables_say_it_as_sentences_do(self):
+        self.emuswitch("play", "-", text="create port 1 npport 1 portType ether\ncreate port 101 npport 0 portType vif\n"
+                       "set port 1 class_policing class 2 on rcolor discard rate 128 burst 9 kbyte\n"
+                       "set ether 1 shaping on rate 2000\nset port 101 link_depend port 4,1-2\n"
+                       "create stream 1/3 qostype wfq\nset stream 1/3 shaping on rate 64-100 burst 8-16 kbyte\n")
+        ports, streams = (self.emuswitch("show", what).stdout for what in ("ports", "streams"))
+        self.assertRegex(ports, r"(?m)^PORT  CLASS  KBIT/S  BYTES  ABOVE\n +1 +2 +128 +9000  discard$")
+        self.assertRegex(ports, r"(?m)^INTERFACE  KBIT/S  BYTES\nether 1 +2000 +8000$")
+        self.assertRegex(ports, r"(?m)^ +101 .* port 1,2,4$")
+        self.assertIn("64-100 kbit/s, 8000-16000 bytes", streams)
+        self.emuswitch("call", "brgfdb_set_ph_shaping", "1", "64500", "80")
+        self.assertRegex(self.emuswitch("show", "ports").stdout, r"(?m)^ether 1 +64\.5 +80$")
+        self.assertNotIn("ether 1 ", self.emuswitch("show", "port", "1").stdout, "of an interface, whose ever it is")
+
     def test_a_table_fits_a_terminal_and_shows_the_object(self):
         self.played()
         lines = self.emuswitch("show", "members").stdout.splitlines()
@@ -351,6 +365,8 @@ class Looking(Companion):
             shown = self.emuswitch("show", *arguments).stdout.splitlines()
             self.assertEqual(lines, len(shown), (arguments, shown))
         self.assertEqual(self.json("vlans"), checked("show", self.emuswitch("show", "vlan", "--json").stdout))
+        self.emuswitch("play", "-", text="create vlan a/b\n")
+        self.emuswitch("show", "vlan", "a", status=1)  # "a/b" is no part of it
         self.assertEqual('emuswitch: there is no "9" among the ports; emuswitch show ports lists them\n',
                          self.emuswitch("show", "port", "9", status=1).stderr)
         self.assertIn('did you mean "vlans"?', self.emuswitch("show", "vlsn", status=2).stderr)
