@@ -7,8 +7,8 @@
 //
 // Rates are in bit/s, 64000 to 100000000, bursts in bytes, 80 to 32000, lengths in bytes. Switches are 0 off, 1 on. All
 // records are in the byte order of the machine. The ranges in this file are those that sentences pass; where one passes
-// more it is said. `platform/words.h` has the words for the numbers that are named here. In C
-// they are those of numbers.h: `status::no_port` is BRGFDB_STATUS_NO_PORT.
+// more it is said. `platform/words.h` has the words for the numbers that are named here. In C they are those of
+// numbers.h: `status::no_port` is BRGFDB_STATUS_NO_PORT.
 #pragma once
 
 #ifdef __cplusplus
