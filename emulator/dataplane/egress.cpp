@@ -126,7 +126,6 @@ void Egress::Lines::deactivate(StreamState& stream) {
     streams[active.back()].active_at = stream.active_at;
     active.pop_back();
     if (active.empty()) line.busy_levels &= ~(1U << stream.level);
-    stream.active_at = nowhere;
     --line.active;
     if (stream.guarantee.is_there()) --line.guarantees;
 }

@@ -18,7 +18,8 @@ constexpr uint64_t finest_share = uint64_t{1} << 40;
 std::vector<uint64_t> costs_of(const std::vector<uint32_t>& ratios) {
     uint64_t multiple = 1;
     for (const uint32_t ratio : ratios) {
-        multiple = std::lcm(multiple, uint64_t{ratio});
+        const uint64_t factor = ratio / std::gcd(multiple, uint64_t{ratio});
+        multiple = factor <= finest_share / multiple ? multiple * factor : finest_share + 1;
         if (multiple > finest_share) break;
     }
     std::vector<uint64_t> costs;
@@ -45,7 +46,6 @@ int32_t line_key(const Port& port) {
 // As a queue is when it has just been made (assumed).
 Queue best_effort_queue() {
     Queue queue;
-    queue.exists = true;
     queue.length = 16384;
     return queue;
 }

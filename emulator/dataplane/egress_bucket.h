@@ -11,6 +11,7 @@ namespace dataplane {
 // remainder.
 constexpr int64_t tokens_per_byte = 8'000'000'000;
 constexpr int64_t most_counted_bytes = 70'000; // of one frame
+constexpr uint32_t most_burst = 500'000'000;   // bytes; beyond that tokens and what comes to them would not fit
 
 struct TokenBucket {
     uint32_t rate = 0; // bit/s; 0: there is no such bucket
@@ -50,7 +51,7 @@ struct TokenBucket {
 inline TokenBucket make_bucket(uint32_t rate, uint32_t burst, Nanoseconds now) {
     TokenBucket bucket;
     bucket.rate = rate;
-    bucket.burst = burst * tokens_per_byte;
+    bucket.burst = std::min(burst, most_burst) * tokens_per_byte;
     bucket.tokens = bucket.burst;
     bucket.filled = now;
     if (rate != 0) bucket.full_after = (bucket.burst + most_counted_bytes * tokens_per_byte) / rate + 1;

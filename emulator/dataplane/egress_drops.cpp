@@ -15,6 +15,11 @@ uint32_t random_number(uint64_t seed, uint32_t queue, uint64_t arrival) {
 }
 
 bool drops_early(const DropPolicy& policy, uint32_t fill, uint32_t length, uint32_t random) {
+    constexpr uint32_t longest_in_bytes = 1U << 24;
+    if (length > longest_in_bytes) { // in coarser units, so that the products below fit
+        fill /= 256;
+        length /= 256;
+    }
     const int64_t at = int64_t{fill} * 100;
     const int64_t low = int64_t{policy.min_threshold} * length;
     const int64_t high = int64_t{policy.max_threshold} * length;

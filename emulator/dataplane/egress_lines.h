@@ -61,7 +61,7 @@ struct Egress::Lines {
         Nanoseconds guaranteed_at = 0; // when the guaranteed rate has room for it; `never`: there is none
         uint64_t start = 0;            // as of a queue, among the streams of one level
         uint64_t finish = 0;
-        uint32_t active_at = nowhere; // its place in the list of its level
+        uint32_t active_at = 0; // while it has frames: its place in the list of its level
     };
 
     struct Level {

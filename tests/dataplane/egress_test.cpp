@@ -178,6 +178,19 @@ TEST(Line, SendsOneFrameAfterTheOther) {
     EXPECT_EQ(bench.sent[2].time, (1538 + 84) * byte_time) << "a short frame is padded on the line";
 }
 
+TEST(Line, OfAnyRateIsNeverFasterThanThat) {
+    for (const auto& [rate, time] : std::vector<std::pair<uint64_t, Nanoseconds>>{
+             {8'000'000'000, 1538}, {3'000'000, 4'101'334}, {7, 1'757'714'285'715}}) {
+        Bench bench({0, rate, 16});
+        bench.adopt();
+        bench.egress.enqueue(Bench::to_best_effort(0), 1514, 1, 5);
+        bench.egress.enqueue(Bench::to_best_effort(0), 60, 2, 5);
+        bench.run_before(3000 * second);
+        ASSERT_EQ(bench.sent.size(), 2U) << rate;
+        EXPECT_EQ(bench.sent[1].time, 5 + time) << rate;
+    }
+}
+
 TEST(Line, IsSharedByThePortsBoundToIt) {
     Bench bench;
     bench.add_port(2, 1);
@@ -356,6 +369,10 @@ TEST(Shares, FollowOddRatiosToo) {
     const std::vector<double> primes = shares({2147483647, 2147483629, 2147483587}, {600, 1000, 60});
     EXPECT_NEAR(primes[1] / primes[0], 1, 2e-3);
     EXPECT_NEAR(primes[2] / primes[0], 1, 2e-3);
+    // What the first two have in common is small enough, what all three have is no number of 64 bits.
+    const std::vector<double> wide = shares({1000003, 900001, 20496299}, {600, 1000, 60});
+    EXPECT_NEAR(wide[1] / wide[0] / 0.9, 1, 3e-3);
+    EXPECT_NEAR(wide[2] / wide[0] / 20.496, 1, 3e-3);
 }
 
 TEST(Shares, OfARatioOfNothingAreWhatIsLeft) {
@@ -432,8 +449,10 @@ TEST(Shapers, KeepTheirRate) {
 }
 
 TEST(Shapers, OfStreamsKeepTheirCeiling) {
-    for (const uint32_t rate : {64'000U, 999'000U, 20'000'000U}) {
+    const std::vector<std::pair<uint32_t, bool>> cases{{64'000, false}, {999'000, true}, {20'000'000, false}};
+    for (const auto& [rate, counts_gap] : cases) {
         Bench bench;
+        bench.ports[0].counts_gap = counts_gap;
         bench.qos.streams.reserve(2);
         Stream& stream = bench.add_stream(0, true, 7);
         Bench::add_queue(stream, 0, 0, 1);
@@ -449,7 +468,7 @@ TEST(Shapers, OfStreamsKeepTheirCeiling) {
         load.run(15 * second);
         // Frames of the other stream are on the line when its turn comes, so its frames are late by up to one of them.
         const double slack = 1e-6 + 2 * 1538.0 * 80 / 10e9;
-        EXPECT_NEAR(load.rate(0, false) / rate, 1, slack);
+        EXPECT_NEAR(load.rate(0, counts_gap) / rate, 1, slack);
         EXPECT_NEAR(load.rate(1, true) + load.rate(0, true), 1e8, 1e8 * slack) << "the rest is the other's";
     }
 }
@@ -473,6 +492,24 @@ TEST(Shapers, OfStreamsKeepTheirGuarantee) {
     EXPECT_NEAR(load.rate(0, false) / 12'345'000, 1, 3e-5);
 }
 
+// What it sends while nobody else wants the line is not held against it.
+TEST(Shapers, OfStreamsKeepTheirGuaranteeAfterTheyHadMore) {
+    Bench bench;
+    bench.qos.streams.reserve(2);
+    Stream& stream = bench.add_stream(0, false, 2);
+    Bench::add_queue(stream, 0, 0, 1);
+    stream.min_rate = 10'000'000;
+    stream.min_burst = 8000;
+    Bench::add_queue(bench.add_stream(1, false, 5), 0, 0, 1);
+    bench.adopt();
+    Load load(bench, {{Bench::to_queue(0, 0), 996}});
+    load.run(second);
+    EXPECT_GT(load.rate(0, true), 99e6);
+    Load rivals(bench, {{Bench::to_queue(0, 0), 996}, {Bench::to_queue(1, 0), 1514}});
+    rivals.run(2 * second);
+    EXPECT_NEAR(rivals.rate(0, false) / 10'000'000, 1, 2e-3);
+}
+
 TEST(Shapers, LetABurstThroughAfterARest) {
     Bench bench;
     bench.qos.shapers.push_back({1, 64'000, 8000});
@@ -481,6 +518,26 @@ TEST(Shapers, LetABurstThroughAfterARest) {
         bench.egress.enqueue(Bench::to_best_effort(0), 996, i, 0);
     bench.run_before(100'000'000);
     EXPECT_EQ(bench.sent.size(), 8U) << "8 frames of 1000 bytes with FCS";
+}
+
+// As no sentence sets them, but another program may by the libraries.
+TEST(Shapers, TakeTheLargestBurstAndRate) {
+    for (const uint32_t rate : {1U, 64'000U, 0x7fffffffU}) {
+        Bench bench;
+        bench.qos.shapers.push_back({1, rate, 0x7fffffff});
+        Stream& stream = bench.add_stream(0, true, 7);
+        Bench::add_queue(stream, 0, 0, 1, 0x7fffffff);
+        stream.min_rate = stream.max_rate = rate;
+        stream.min_burst = stream.max_burst = 0x7fffffff;
+        bench.adopt();
+        Load load(bench, {{Bench::to_queue(0, 0), 1514}});
+        load.run(second);
+        EXPECT_NEAR(load.rate(0, true), 1e8, 1e5) << rate;
+        bench.adopt(1000 * second);
+        load.forget();
+        load.run(1001 * second);
+        EXPECT_NEAR(load.rate(0, true), 1e8, 1e5) << rate;
+    }
 }
 
 TEST(EarlyDrop, FollowsItsCurve) {
@@ -504,6 +561,16 @@ TEST(EarlyDrop, FollowsItsCurve) {
             dropped += drops_early(policy, fill, length, random_number(1, 42, uint64_t{tenth} * trials + i)) ? 1U : 0U;
         }
         EXPECT_NEAR(dropped, expected, 3 * std::sqrt(variance) + 1e-9) << tenth;
+    }
+}
+
+TEST(EarlyDrop, OfTheLongestQueueFollowsTheSameCurve) {
+    const DropPolicy policy{20, 5, 80, 50};
+    for (uint32_t trial = 0; trial < 4000; ++trial) {
+        const uint32_t fill = trial << 8;
+        const uint32_t random = random_number(1, 42, trial);
+        EXPECT_EQ(drops_early(policy, fill << 10, 1U << 30, random), drops_early(policy, fill, 1U << 20, random))
+            << fill;
     }
 }
 
