@@ -162,13 +162,12 @@ private:
 TEST(Grammar, AgreesWithTheToolAboutRandomSentences) {
     constexpr int rounds = 800;
     const std::string& usage = usage_text();
-    const auto setup = setup_from_environment();
     Mutator mutator(1);
     std::map<ResultKind, int> seen;
     for (int round = 0; round < rounds && !HasFailure(); ++round) {
         const Words words = mutator.sentence();
         const std::vector<Call> answers(64, Call{"", "0", "0", "10", ""});
-        const Result result = read_result(run_tool(setup, words, answers).output, usage);
+        const Result result = read_result(play(words, answers).output, usage);
         expect_agreement(words, result);
         ++seen[result.kind];
     }

@@ -379,7 +379,6 @@ TEST_P(RandomSentences, KeepTheGeneralRules) {
     constexpr int rounds = 500;
     constexpr size_t most_calls = 64; // all eight queues of a stream take 33
     const std::string usage = read_file(std::string(TRANSCRIPT_FOLDER) + "/usage.golden");
-    const auto setup = setup_from_environment();
     Generator generator(GetParam());
     std::map<Form, int> seen;
     for (int round = 0; round < rounds && !HasFailure(); ++round) {
@@ -387,7 +386,7 @@ TEST_P(RandomSentences, KeepTheGeneralRules) {
         std::vector<Call> answers(most_calls);
         std::generate(answers.begin(), answers.end(), [&] { return generator.answer(); });
 
-        const Outcome outcome = run_tool(setup, words, answers);
+        const Outcome outcome = play(words, answers);
         const bool is_displayed =
             !outcome.recording.empty() && function_of(outcome.recording.back()) == "brgfdb_disp_classify";
         const Answered answered = read_answer(outcome.output, usage, is_displayed);

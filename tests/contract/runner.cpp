@@ -32,7 +32,7 @@ public:
     Sentence(Case sentence, const std::string& usage_text) : item(std::move(sentence)), usage(usage_text) {}
 
     void TestBody() override {
-        const Outcome outcome = run_tool(setup_from_environment(), item.words, item.calls);
+        const Outcome outcome = play(item.words, item.calls);
         const std::string place = item.file + ".txt:" + std::to_string(item.line) + ": $ " + item.sentence;
         if (item.has_any_output && has_one_outcome(outcome)) item.output = outcome.output;
         EXPECT_EQ(describe(texts_of(item.calls), item.output), describe(outcome.recording, outcome.output)) << place;

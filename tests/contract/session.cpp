@@ -6,12 +6,15 @@
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/mman.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstring>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 namespace {
 
@@ -31,6 +34,10 @@ public:
         if (::write(descriptor, bytes, count) != static_cast<ssize_t>(count)) throw std::runtime_error("write failed");
     }
     void rewind() const { lseek(descriptor, 0, SEEK_SET); }
+    void clear() const {
+        if (ftruncate(descriptor, 0) != 0) throw std::runtime_error("ftruncate failed");
+        rewind();
+    }
 
     std::string contents() const {
         rewind();
@@ -43,6 +50,14 @@ public:
 
 private:
     int descriptor;
+};
+
+// All that the tool gets and gives besides its words.
+struct Files {
+    MemoryFile output{"output"};
+    MemoryFile errors{"errors"};
+    MemoryFile recording{"recording"};
+    MemoryFile answers{"answers"};
 };
 
 template <size_t Size> void copy_text(char (&to)[Size], const std::string& from) {
@@ -69,7 +84,8 @@ std::string from_environment(const char* name, const char* otherwise) {
 
 // The environment of the tool: ours, with its libraries, and nothing that would change how it answers.
 std::vector<std::string> tool_environment(const Setup& setup) {
-    std::vector<std::string> variables{"LD_LIBRARY_PATH=" + setup.libraries};
+    const std::string first = setup.server.empty() ? "" : setup.server + ":";
+    std::vector<std::string> variables{"LD_LIBRARY_PATH=" + first + setup.libraries};
     for (char** variable = environ; *variable != nullptr; ++variable)
         if (strncmp(*variable, "LD_LIBRARY_PATH=", 16) != 0) variables.emplace_back(*variable);
     return variables;
@@ -83,31 +99,19 @@ std::vector<char*> pointers_to(std::vector<std::string>& texts) {
     return pointers;
 }
 
-} // namespace
+// Other files that the tool inherits, each with its descriptor there.
+using Inherited = std::vector<std::pair<int, int>>;
 
-Setup setup_from_environment() {
-    Setup setup{
-        from_environment("CONTRACT_TOOL", DEFAULT_TOOL), from_environment("CONTRACT_LIBRARIES", DEFAULT_LIBRARIES), {}};
-    std::istringstream launcher(from_environment("CONTRACT_LAUNCHER", ""));
-    for (std::string word; launcher >> word;)
-        setup.launcher.push_back(word);
-    return setup;
-}
-
-Outcome run_tool(const Setup& setup, const std::vector<std::string>& words, const std::vector<Call>& answers) {
-    const MemoryFile output("output");
-    const MemoryFile errors("errors");
-    const MemoryFile recording("recording");
-    const MemoryFile scripted("answers");
-    write_answers(scripted, answers);
-
+pid_t start(const Setup& setup, const std::vector<std::string>& words, const Files& files, const Inherited& others) {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_adddup2(&actions, output.fd(), STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, errors.fd(), STDERR_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, recording.fd(), recorder::recording_fd);
-    posix_spawn_file_actions_adddup2(&actions, scripted.fd(), recorder::answers_fd);
+    posix_spawn_file_actions_adddup2(&actions, files.output.fd(), STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, files.errors.fd(), STDERR_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, files.recording.fd(), recorder::recording_fd);
+    posix_spawn_file_actions_adddup2(&actions, files.answers.fd(), recorder::answers_fd);
+    for (const auto& [ours, theirs] : others)
+        posix_spawn_file_actions_adddup2(&actions, ours, theirs);
 
     std::vector<std::string> command = setup.launcher;
     command.push_back(setup.tool);
@@ -119,16 +123,87 @@ Outcome run_tool(const Setup& setup, const std::vector<std::string>& words, cons
                                      pointers_to(environment).data());
     posix_spawn_file_actions_destroy(&actions);
     if (problem != 0) throw std::runtime_error(command[0] + ": " + strerror(problem));
+    return child;
+}
+
+void collect(const Files& files, Outcome& outcome) {
+    outcome.output = files.output.contents();
+    outcome.errors = files.errors.contents();
+    std::istringstream calls(files.recording.contents());
+    for (std::string line; std::getline(calls, line);)
+        outcome.recording.push_back(line);
+}
+
+// The tool, started once for many sentences.
+class Server {
+public:
+    explicit Server(const Setup& setup) {
+        int ends[2];
+        if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
+            throw std::runtime_error("socketpair failed");
+        end = ends[0];
+        child = start(setup, {}, files, {{ends[1], recorder::server_fd}, {words.fd(), recorder::words_fd}});
+        close(ends[1]);
+    }
+    Server(const Server&) = delete;
+    Server& operator=(const Server&) = delete;
+    ~Server() {
+        close(end);
+        waitpid(child, nullptr, 0);
+    }
+
+    Outcome play(const std::vector<std::string>& sentence, const std::vector<Call>& answers) {
+        for (const MemoryFile* file : {&files.output, &files.errors, &files.recording, &files.answers, &words})
+            file->clear();
+        write_answers(files.answers, answers);
+        for (const std::string& word : sentence)
+            words.write(word.c_str(), word.size() + 1);
+
+        Outcome outcome;
+        char text[16]{};
+        if (write(end, "", 1) != 1 || read(end, text, sizeof text - 1) <= 0 ||
+            sscanf(text, "%d %d", &outcome.exit_status, &outcome.signal) != 2)
+            throw std::runtime_error("the tool does not serve: " + files.errors.contents());
+        collect(files, outcome);
+        return outcome;
+    }
+
+private:
+    Files files;
+    MemoryFile words{"words"};
+    int end;
+    pid_t child;
+};
+
+} // namespace
+
+Setup setup_from_environment() {
+    Setup setup{from_environment("CONTRACT_TOOL", DEFAULT_TOOL),
+                from_environment("CONTRACT_LIBRARIES", DEFAULT_LIBRARIES),
+                {},
+                from_environment("CONTRACT_SERVER", "")};
+    std::istringstream launcher(from_environment("CONTRACT_LAUNCHER", ""));
+    for (std::string word; launcher >> word;)
+        setup.launcher.push_back(word);
+    return setup;
+}
+
+Outcome run_tool(const Setup& setup, const std::vector<std::string>& words, const std::vector<Call>& answers) {
+    const Files files;
+    write_answers(files.answers, answers);
 
     Outcome outcome;
     int status = 0;
-    waitpid(child, &status, 0);
+    waitpid(start(setup, words, files, {}), &status, 0);
     if (WIFEXITED(status)) outcome.exit_status = WEXITSTATUS(status);
     if (WIFSIGNALED(status)) outcome.signal = WTERMSIG(status);
-    outcome.output = output.contents();
-    outcome.errors = errors.contents();
-    std::istringstream calls(recording.contents());
-    for (std::string line; std::getline(calls, line);)
-        outcome.recording.push_back(line);
+    collect(files, outcome);
     return outcome;
+}
+
+Outcome play(const std::vector<std::string>& words, const std::vector<Call>& answers) {
+    static const Setup setup = setup_from_environment();
+    if (setup.server.empty()) return run_tool(setup, words, answers);
+    static Server server(setup);
+    return server.play(words, answers);
 }

@@ -8,11 +8,13 @@
 
 // Where tool and libraries are. The environment decides, so that the same cases run on another build of the tool:
 // CONTRACT_TOOL, CONTRACT_LIBRARIES (a folder), CONTRACT_LAUNCHER (words put before the tool, an emulator of its
-// processor for one).
+// processor for one), CONTRACT_SERVER (a folder whose libbrgfdb plays many sentences with one start, see
+// recording/server.cpp; empty where each is to have a start of its own).
 struct Setup {
     std::string tool;
     std::string libraries;
     std::vector<std::string> launcher;
+    std::string server;
 };
 Setup setup_from_environment();
 
@@ -24,5 +26,8 @@ struct Outcome {
     int signal = 0;                     // what ended it instead
 };
 
-// Runs the tool with these words and answers its library calls in order. Throws when it cannot be started.
+// Starts the tool with these words and answers its library calls in order. Throws when it cannot be started.
 Outcome run_tool(const Setup& setup, const std::vector<std::string>& words, const std::vector<Call>& answers);
+
+// The same as the environment says: by the server, where there is one. Throws also when that does not answer.
+Outcome play(const std::vector<std::string>& words, const std::vector<Call>& answers);

@@ -15,6 +15,10 @@ namespace recorder {
 constexpr int recording_fd = 198; // the calls, one a line
 constexpr int answers_fd = 199;   // `Answer` records
 
+// Where many sentences are played with one start, see server.cpp.
+constexpr int server_fd = 197; // a byte in asks for a sentence; out comes "EXIT-STATUS SIGNAL\n", -1 and 0 for none
+constexpr int words_fd = 196;  // its words, each ended by NUL
+
 // One scripted answer, in the byte order of the machine that the runner runs on: the fields are text.
 struct Answer {
     char result[16];
