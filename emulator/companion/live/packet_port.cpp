@@ -103,9 +103,6 @@ PacketPort::PacketPort(const std::string& interface, int index, size_t ring_fram
     open_ring(interface, index);
     open_sending(interface, index);
     for (size_t i = 0; i < batch_room; ++i) {
-        msghdr& header = batch->messages[i].msg_hdr;
-        header.msg_iov = batch->parts[i].data();
-        header.msg_iovlen = 2;
         batch->parts[i][0].iov_base = batch->heads[i].data();
     }
 }
@@ -185,8 +182,12 @@ void PacketPort::release() {
 void PacketPort::put(std::span<const uint8_t> head, std::span<const uint8_t> rest) {
     if (is_batch_full()) flush();
     std::copy(head.begin(), head.end(), batch->heads[batch_size].begin());
-    batch->parts[batch_size][0].iov_len = head.size();
-    batch->parts[batch_size][1] = {const_cast<uint8_t*>(rest.data()), rest.size()};
+    auto& [first, second] = batch->parts[batch_size];
+    first.iov_len = head.size();
+    second = {const_cast<uint8_t*>(rest.data()), rest.size()};
+    msghdr& header = batch->messages[batch_size].msg_hdr;
+    header.msg_iov = head.empty() ? &second : &first; // the kernel looks at each part, also at one without bytes
+    header.msg_iovlen = head.empty() ? 1 : 2;
     ++batch_size;
 }
 
