@@ -3,6 +3,8 @@
 #include "companion/configuration_compiler.h"
 
 #include "companion/statement.h"
+#include "companion/words.h"
+#include "core/match_fields.h"
 
 #include <algorithm>
 #include <optional>
@@ -11,16 +13,6 @@ using namespace dataplane;
 
 namespace {
 
-constexpr int64_t highest_word = 0xffffffff;
-constexpr int64_t highest_int = INT32_MAX;
-
-int hex_digit(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
-}
-
 Mac read_mac(const Statement& row, int column) {
     const std::optional<Mac> mac = mac_of_text(row.text(column));
     if (!mac) row.fail_as_damaged(column);
@@ -28,7 +20,7 @@ Mac read_mac(const Statement& row, int column) {
 }
 
 PortIndex read_port(const Statement& row, int column, const Ports& ports) {
-    const PortIndex port = ports.find(row.in_range<int32_t>(column, 0, highest_int));
+    const PortIndex port = ports.find(row.number<int32_t>(column));
     if (port == no_port) row.fail_as_damaged(column);
     return port;
 }
@@ -37,18 +29,13 @@ PortIndex read_port_or_none(const Statement& row, int column, const Ports& ports
     return row.is_null(column) ? no_port : read_port(row, column, ports);
 }
 
-uint16_t read_vid(const Statement& row, int column) {
-    return row.in_range<uint16_t>(column, 1, vid_count - 1);
-}
+static_assert(std::size(emulator::match_fields) == field_count); // in the same order
 
-// The names that the store has for the fields of a rule.
 Field read_field(const Statement& row, int column) {
-    constexpr std::string_view names[field_count] = {"da",  "sa",    "tos",  "prot", "dp",   "sp",  "vid",
-                                                     "cos", "etype", "ext1", "ext2", "ext3", "ext4"};
-    const std::string_view name = row.text(column);
-    const auto* const found = std::find(std::begin(names), std::end(names), name);
-    if (found == std::end(names)) row.fail_as_damaged(column);
-    return static_cast<Field>(found - std::begin(names));
+    const std::string name(row.text(column));
+    const emulator::MatchField* const field = emulator::find_match_field(name.c_str());
+    if (field == nullptr) row.fail_as_damaged(column);
+    return static_cast<Field>(field - emulator::match_fields);
 }
 
 template <typename Entry> void erase_scopes(AddressTable<Entry>& table, const std::vector<uint32_t>& scopes) {
@@ -67,8 +54,8 @@ std::optional<Mac> mac_of_text(std::string_view text) {
     if (text.size() != 17) return std::nullopt;
     Mac mac = 0;
     for (size_t at = 0; at < text.size(); at += 3) {
-        const int high = hex_digit(text[at]);
-        const int low = hex_digit(text[at + 1]);
+        const int high = hex_value(text[at]);
+        const int low = hex_value(text[at + 1]);
         if (high < 0 || low < 0 || (at < 15 && text[at + 2] != ':')) return std::nullopt;
         mac = mac << 8 | static_cast<Mac>(high << 4 | low);
     }
@@ -115,11 +102,10 @@ struct ConfigurationCompiler::Statements {
     static Stream* find_stream(Qos& result, uint16_t index);
 
     Database& database;
-    Statement ports{database,
-                    "SELECT port, ether, type, enabled, accept_all_frames, ingress_filtering, accept_tagged,"
-                    " accept_priority_tagged, cos_editing, ignore_fdb, bandwidth_mode, in_lag, ip_interface,"
-                    " loop_breaker, tag_type, pvid, aging, default_stream, default_class, default_color,"
-                    " coalesce(link_mode, 0), coalesce(link_depend, 0), link_depend_ports FROM port ORDER BY port"};
+    Statement ports{database, "SELECT port, ether, type, enabled, accept_all_frames, ingress_filtering, accept_tagged,"
+                              " accept_priority_tagged, cos_editing, ignore_fdb, bandwidth_mode, in_lag, ip_interface,"
+                              " loop_breaker, tag_type, pvid, aging, default_stream, default_class, default_color,"
+                              " link_mode, link_depend, link_depend_ports FROM port ORDER BY port"};
     Statement cos_maps{database, "SELECT port, priority, traffic_class FROM cos_map"};
     Statement policers{database, "SELECT port, traffic_class, rate, burst, color FROM class_policer"};
     Statement link_frames{database, "SELECT port, kind, action FROM link_frame"};
@@ -136,14 +122,14 @@ struct ConfigurationCompiler::Statements {
     Statement locals{database, "SELECT port, mac, type, of_system FROM local_entry"};
     Statement locals_of_port{database, "SELECT port, mac, type, of_system FROM local_entry WHERE port = ?"};
     Statement fdb_limit{database, "SELECT value FROM limits WHERE name = 'fdb_entries'"};
-    Statement lists{database, "SELECT list, coalesce(marking, 0) FROM classify_list ORDER BY list"};
-    Statement list{database, "SELECT coalesce(marking, 0) FROM classify_list WHERE list = ?"};
+    Statement lists{database, "SELECT list, marking FROM classify_list ORDER BY list"};
+    Statement list{database, "SELECT marking FROM classify_list WHERE list = ?"};
     Statement rules{database,
                     "SELECT line, stream, traffic_class, color FROM classify_rule WHERE list = ? ORDER BY line"};
-    Statement matches{database, "SELECT line, field, low, coalesce(high, low), mask FROM classify_match WHERE list = ?"
+    Statement matches{database, "SELECT line, field, low, high, mask FROM classify_match WHERE list = ?"
                                 " ORDER BY line"};
     Statement mirrors{database,
-                      "SELECT mirror, source_type, source_port, coalesce(source_vid, 0), destination, stream,"
+                      "SELECT mirror, source_type, source_port, source_vid, destination, stream,"
                       " traffic_class, color, tagged, tag_type, tag_vid FROM mirror WHERE enabled = 1 ORDER BY mirror"};
     Statement streams{database,
                       "SELECT stream_index, port, qos_type, priority, min_rate, min_burst, max_rate, max_burst"
@@ -168,8 +154,8 @@ void ConfigurationCompiler::Statements::read_ports(Ports& result) {
             throw Failure("the switch has more ports than frames can be sent through (" + std::to_string(no_port) +
                           ")");
         Port& port = result.ports.emplace_back();
-        port.number = ports.in_range<int32_t>(0, 1, highest_int);
-        port.ether = ports.in_range<int32_t>(1, INT32_MIN, highest_int);
+        port.number = ports.number<int32_t>(0);
+        port.ether = ports.number<int32_t>(1);
         port.type = ports.in_range<PortType>(2, 0, 2);
         port.is_enabled = ports.flag(3);
         port.accepts_untagged = ports.flag(4);
@@ -182,32 +168,32 @@ void ConfigurationCompiler::Statements::read_ports(Ports& result) {
         port.is_in_lag = ports.flag(11);
         port.has_ip_interface = ports.flag(12);
         port.breaks_loops = ports.flag(13);
-        port.tag_type = ports.in_range<uint16_t>(14, 0, 0xffff);
-        port.pvid = ports.in_range<uint16_t>(15, 0, vid_count - 1);
-        port.aging = ports.in_range<uint32_t>(16, 0, highest_word);
-        port.default_stream = ports.in_range<uint8_t>(17, 0, 255);
-        port.default_class = ports.in_range<uint8_t>(18, 0, class_count - 1);
-        port.default_color = ports.in_range<uint8_t>(19, 0, color_count - 1);
-        port.link_mode = ports.in_range<LinkMode>(20, 0, 2);
-        port.link_depend = ports.in_range<LinkDepend>(21, 0, 2);
-        port.link_depend_ports = ports.in_range<uint32_t>(22, 0, highest_word);
+        port.tag_type = ports.number<uint16_t>(14);
+        port.pvid = ports.number<uint16_t>(15);
+        port.aging = ports.number<uint32_t>(16);
+        port.default_stream = ports.number<uint8_t>(17);
+        port.default_class = ports.number<uint8_t>(18);
+        port.default_color = ports.number<uint8_t>(19);
+        port.link_mode = ports.optional_number<LinkMode>(20).value_or(LinkMode::none);
+        port.link_depend = ports.optional_number<LinkDepend>(21).value_or(LinkDepend::none);
+        port.link_depend_ports = ports.number<uint32_t>(22);
     });
 }
 
 void ConfigurationCompiler::Statements::read_cos_maps(Ports& result) {
     cos_maps.for_each([&] {
         Port& port = result.ports[read_port(cos_maps, 0, result)];
-        port.class_of_priority[cos_maps.in_range<size_t>(1, 0, 7)] = cos_maps.in_range<uint8_t>(2, 0, class_count - 1);
+        port.class_of_priority[cos_maps.number<size_t>(1)] = cos_maps.number<uint8_t>(2);
     });
 }
 
 void ConfigurationCompiler::Statements::read_policers(Ports& result) {
     policers.for_each([&] {
         Port& port = result.ports[read_port(policers, 0, result)];
-        Policer& policer = port.policers[policers.in_range<size_t>(1, 0, class_count - 1)];
-        policer.rate = policers.in_range<uint32_t>(2, 1, highest_int);
-        policer.burst = policers.in_range<uint32_t>(3, 1, highest_int);
-        policer.excess = policers.in_range<uint8_t>(4, 0, 255);
+        Policer& policer = port.policers[policers.number<size_t>(1)];
+        policer.rate = policers.number<uint32_t>(2);
+        policer.burst = policers.number<uint32_t>(3);
+        policer.excess = policers.number<uint8_t>(4);
         if (policer.excess >= color_count && policer.excess != discards_excess) policers.fail_as_damaged(4);
     });
 }
@@ -215,7 +201,7 @@ void ConfigurationCompiler::Statements::read_policers(Ports& result) {
 void ConfigurationCompiler::Statements::read_link_frames(Ports& result) {
     link_frames.for_each([&] {
         Port& port = result.ports[read_port(link_frames, 0, result)];
-        const auto kind = static_cast<uint8_t>(1U << link_frames.in_range<unsigned>(1, 0, 7));
+        const auto kind = static_cast<uint8_t>(1U << link_frames.number<unsigned>(1));
         if (link_frames.flag(2)) port.forwarded_link_frames = static_cast<uint8_t>(port.forwarded_link_frames | kind);
     });
 }
@@ -234,25 +220,25 @@ std::shared_ptr<const Ports> ConfigurationCompiler::ports() {
 void ConfigurationCompiler::Statements::read_vlans(Vlans& result) {
     vlans.for_each([&] {
         Vlan& vlan = result.vlans.emplace_back();
-        vlan.vid = read_vid(vlans, 0);
+        vlan.vid = vlans.number<uint16_t>(0);
         vlan.name = vlans.text(1);
         vlan.learns = !vlans.flag(2);
         vlan.ignores_fdb = vlans.flag(3);
         vlan.detects_loops = vlans.flag(4);
-        vlan.learning_limit = vlans.in_range<uint32_t>(5, 0, highest_word);
+        vlan.learning_limit = vlans.number<uint32_t>(5);
         result.place[vlan.vid] = static_cast<uint16_t>(result.vlans.size());
     });
 }
 
 void ConfigurationCompiler::Statements::read_protocols(Vlans& result) {
-    protgroups.for_each([&] { result.protgroups.push_back(protgroups.in_range<uint16_t>(0, 0, 0xffff)); });
+    protgroups.for_each([&] { result.protgroups.push_back(protgroups.number<uint16_t>(0)); });
     result.protgroup_types.resize(result.protgroups.size());
     protocols.for_each([&] {
-        const auto group = protocols.in_range<uint16_t>(0, 0, 0xffff);
+        const auto group = protocols.number<uint16_t>(0);
         const auto found = std::lower_bound(result.protgroups.begin(), result.protgroups.end(), group);
         if (found == result.protgroups.end() || *found != group) protocols.fail_as_damaged(0);
         result.protgroup_types[static_cast<size_t>(found - result.protgroups.begin())].push_back(
-            protocols.in_range<uint16_t>(1, 0, 0xffff));
+            protocols.number<uint16_t>(1));
     });
 }
 
@@ -273,13 +259,13 @@ void ConfigurationCompiler::Statements::add_untagged(Vlans& result, const Member
 void ConfigurationCompiler::Statements::read_members(Vlans& result, const Ports& known_ports) {
     result.untagged.resize(known_ports.ports.size());
     members.for_each([&] {
-        const uint16_t vid = read_vid(members, 0);
+        const uint16_t vid = members.number<uint16_t>(0);
         if (result.place[vid] == 0) members.fail_as_damaged(0);
         Member member;
         member.port = read_port(members, 1, known_ports);
         member.is_tagged = members.flag(2);
-        member.tag_type = members.in_range<uint16_t>(3, 0, 0xffff);
-        if (!members.is_null(4)) member.protgroup = members.in_range<uint16_t>(4, 0, 0xffff);
+        member.tag_type = members.number<uint16_t>(3);
+        member.protgroup = members.optional_number<uint16_t>(4);
         member.list = -1;
         add_untagged(result, member, vid);
         result.vlans[result.place[vid] - 1U].members.push_back(member);
@@ -292,7 +278,7 @@ void ConfigurationCompiler::Statements::read_members(Vlans& result, const Ports&
 // The member that the first two columns of the row name.
 Member& ConfigurationCompiler::Statements::require_member(const Statement& row, Vlans& result,
                                                           const Ports& known_ports) {
-    const uint16_t vid = read_vid(row, 0);
+    const uint16_t vid = row.number<uint16_t>(0);
     if (result.place[vid] == 0) row.fail_as_damaged(0);
     const PortIndex port = read_port(row, 1, known_ports);
     std::vector<Member>& members_of_vlan = result.vlans[result.place[vid] - 1U].members;
@@ -304,7 +290,7 @@ Member& ConfigurationCompiler::Statements::require_member(const Statement& row, 
 
 void ConfigurationCompiler::Statements::read_bindings(Vlans& result, const Ports& known_ports, const Lists& known) {
     bindings.for_each([&] {
-        const auto number = bindings.in_range<int32_t>(2, 1, highest_int);
+        const auto number = bindings.number<int32_t>(2);
         const auto found = std::lower_bound(known.lists.begin(), known.lists.end(), number,
                                             [](const auto& one, int32_t wanted) { return one->number < wanted; });
         if (found == known.lists.end() || (*found)->number != number) bindings.fail_as_damaged(2);
@@ -315,9 +301,9 @@ void ConfigurationCompiler::Statements::read_bindings(Vlans& result, const Ports
 void ConfigurationCompiler::Statements::read_extraction_points(Vlans& result, const Ports& known_ports) {
     points.for_each([&] {
         dataplane::ExtractionPoint& point =
-            require_member(points, result, known_ports).extraction[points.in_range<size_t>(2, 1, 4) - 1];
-        point.offset = points.in_range<uint16_t>(3, 0, 0xffff);
-        point.width = points.in_range<uint8_t>(4, 1, 4);
+            require_member(points, result, known_ports).extraction[points.number<size_t>(2) - 1];
+        point.offset = points.number<uint16_t>(3);
+        point.width = points.number<uint8_t>(4);
     });
 }
 
@@ -334,9 +320,9 @@ std::shared_ptr<const Vlans> ConfigurationCompiler::vlans(const Ports& ports, co
 // --- Filter entries ---
 
 void ConfigurationCompiler::Statements::read_static(const Statement& row, Filters& result, const Ports& known_ports) {
-    StaticEntry& entry = result.statics.put(read_vid(row, 0), read_mac(row, 1));
+    StaticEntry& entry = result.statics.put(row.number<uint16_t>(0), read_mac(row, 1));
     entry.port = read_port_or_none(row, 2, known_ports);
-    entry.flags = row.in_range<uint8_t>(3, 0, 255);
+    entry.flags = row.number<uint8_t>(3);
     entry.is_of_system = row.flag(4);
 }
 
@@ -394,23 +380,24 @@ void ConfigurationCompiler::Statements::read_rules(int32_t number, std::vector<R
     rules.for_each(
         [&] {
             Rule& rule = result.emplace_back();
-            rule.line = rules.in_range<int32_t>(0, 1, highest_int);
-            rule.stream = rules.in_range<uint8_t>(1, 0, 255);
-            rule.traffic_class = rules.in_range<uint8_t>(2, 0, class_count - 1);
+            rule.line = rules.number<int32_t>(0);
+            rule.stream = rules.number<uint8_t>(1);
+            rule.traffic_class = rules.number<uint8_t>(2);
             rule.color = rules.in_range<uint8_t>(3, 0, color_count - 1);
         },
         number);
     auto rule = result.begin();
     matches.for_each(
         [&] {
-            const auto line = matches.in_range<int32_t>(0, 1, highest_int);
+            const auto line = matches.number<int32_t>(0);
             while (rule != result.end() && rule->line < line)
                 ++rule;
             if (rule == result.end() || rule->line != line) matches.fail_as_damaged(0);
+            const auto low = matches.number<uint32_t>(2);
             rule->matches.push_back({.field = read_field(matches, 1),
-                                     .low = matches.in_range<uint32_t>(2, 0, highest_word),
-                                     .high = matches.in_range<uint32_t>(3, 0, highest_word),
-                                     .mask = matches.in_range<uint32_t>(4, 0, highest_word)});
+                                     .low = low,
+                                     .high = matches.optional_number<uint32_t>(3).value_or(low),
+                                     .mask = matches.number<uint32_t>(4)});
         },
         number);
 }
@@ -430,8 +417,8 @@ std::shared_ptr<const Lists> ConfigurationCompiler::lists_without_rules() {
     Statement& rows = statements->lists;
     rows.for_each([&] {
         auto list = std::make_shared<List>();
-        list->number = rows.in_range<int32_t>(0, 1, highest_int);
-        list->marking = rows.in_range<Marking>(1, 0, 2);
+        list->number = rows.number<int32_t>(0);
+        list->marking = rows.optional_number<Marking>(1).value_or(Marking::normal);
         result->lists.push_back(std::move(list));
     });
     return result;
@@ -450,7 +437,7 @@ std::shared_ptr<const Lists> ConfigurationCompiler::lists(const Lists& before, c
         if (std::find(changed.begin(), changed.end(), list->number) == changed.end()) continue;
         Marking marking = Marking::normal;
         Statement& row = statements->list;
-        row.for_each([&] { marking = row.in_range<Marking>(0, 0, 2); }, list->number);
+        row.for_each([&] { marking = row.optional_number<Marking>(0).value_or(Marking::normal); }, list->number);
         list = statements->read_list(list->number, marking);
     }
     return result;
@@ -463,20 +450,20 @@ std::shared_ptr<const Mirrors> ConfigurationCompiler::mirrors(const Ports& ports
     Statement& rows = statements->mirrors;
     rows.for_each([&] {
         Mirror& mirror = result->mirrors.emplace_back();
-        mirror.number = rows.in_range<uint16_t>(0, 1, 0xffff);
-        mirror.source = rows.in_range<MirrorSource>(1, 1, 5);
+        mirror.number = rows.number<uint16_t>(0);
+        mirror.source = rows.number<MirrorSource>(1);
         mirror.source_port = read_port_or_none(rows, 2, ports);
-        mirror.source_vid = rows.in_range<uint16_t>(3, 0, vid_count - 1);
+        mirror.source_vid = rows.optional_number<uint16_t>(3).value_or(0);
         mirror.destination = read_port(rows, 4, ports);
         mirror.is_filtered = !rows.is_null(5);
         if (mirror.is_filtered) {
-            mirror.stream = rows.in_range<uint8_t>(5, 0, 255);
-            mirror.traffic_class = rows.in_range<uint8_t>(6, 0, class_count - 1);
+            mirror.stream = rows.number<uint8_t>(5);
+            mirror.traffic_class = rows.number<uint8_t>(6);
             mirror.color = rows.in_range<uint8_t>(7, 0, color_count - 1);
         }
         mirror.adds_tag = rows.flag(8);
-        mirror.tag_type = rows.in_range<uint16_t>(9, 0, 0xffff);
-        mirror.tag_vid = rows.in_range<uint16_t>(10, 0, vid_count - 1);
+        mirror.tag_type = rows.number<uint16_t>(9);
+        mirror.tag_vid = rows.number<uint16_t>(10);
     });
     return result;
 }
@@ -486,14 +473,14 @@ std::shared_ptr<const Mirrors> ConfigurationCompiler::mirrors(const Ports& ports
 void ConfigurationCompiler::Statements::read_streams(Qos& result, const Ports& known_ports) {
     streams.for_each([&] {
         Stream& stream = result.streams.emplace_back();
-        stream.index = streams.in_range<uint16_t>(0, 0, static_cast<int64_t>(result.place.size()) - 1);
+        stream.index = streams.number<uint16_t>(0);
         stream.port = read_port(streams, 1, known_ports);
-        stream.is_strict = streams.number(2) == 2;
-        stream.priority = streams.in_range<uint32_t>(3, 0, 7);
-        stream.min_rate = streams.in_range<uint32_t>(4, 0, highest_int);
-        stream.min_burst = streams.in_range<uint32_t>(5, 0, highest_int);
-        stream.max_rate = streams.in_range<uint32_t>(6, 0, highest_int);
-        stream.max_burst = streams.in_range<uint32_t>(7, 0, highest_int);
+        stream.is_strict = streams.number(2) == qos_type::strict_priority;
+        stream.priority = streams.number<uint32_t>(3);
+        stream.min_rate = streams.number<uint32_t>(4);
+        stream.min_burst = streams.number<uint32_t>(5);
+        stream.max_rate = streams.number<uint32_t>(6);
+        stream.max_burst = streams.number<uint32_t>(7);
         result.place[stream.index] = static_cast<uint16_t>(result.streams.size());
     });
 }
@@ -506,36 +493,36 @@ Stream* ConfigurationCompiler::Statements::find_stream(Qos& result, uint16_t ind
 
 void ConfigurationCompiler::Statements::read_tos_maps(Qos& result) {
     tos_maps.for_each([&] {
-        Stream* const stream = find_stream(result, tos_maps.in_range<uint16_t>(0, 0, 1023));
+        Stream* const stream = find_stream(result, tos_maps.number<uint16_t>(0));
         if (stream == nullptr) return;
-        stream->tos_map.push_back({.entry = tos_maps.in_range<uint8_t>(1, 0, class_count - 1),
-                                   .value = tos_maps.in_range<uint32_t>(2, 0, highest_word),
-                                   .mask = tos_maps.in_range<uint32_t>(3, 0, highest_word)});
+        stream->tos_map.push_back({.entry = tos_maps.number<uint8_t>(1),
+                                   .value = tos_maps.number<uint32_t>(2),
+                                   .mask = tos_maps.number<uint32_t>(3)});
     });
 }
 
 void ConfigurationCompiler::Statements::read_queues(Qos& result) {
     queues.for_each([&] {
-        Stream* const stream = find_stream(result, queues.in_range<uint16_t>(0, 0, 1023));
+        Stream* const stream = find_stream(result, queues.number<uint16_t>(0));
         if (stream == nullptr) return;
-        Queue& queue = stream->queues[queues.in_range<size_t>(1, 0, class_count - 1)];
+        Queue& queue = stream->queues[queues.number<size_t>(1)];
         queue.exists = true;
-        queue.length = queues.in_range<uint32_t>(2, 1, highest_int);
-        queue.priority = queues.in_range<uint32_t>(3, 0, 7);
-        queue.ratio = queues.in_range<uint32_t>(4, 0, highest_int);
+        queue.length = queues.number<uint32_t>(2);
+        queue.priority = queues.number<uint32_t>(3);
+        queue.ratio = queues.number<uint32_t>(4);
     });
 }
 
 void ConfigurationCompiler::Statements::read_drop_policies(Qos& result) {
     drop_policies.for_each([&] {
-        Stream* const stream = find_stream(result, drop_policies.in_range<uint16_t>(0, 0, 1023));
+        Stream* const stream = find_stream(result, drop_policies.number<uint16_t>(0));
         if (stream == nullptr) return;
-        Queue& queue = stream->queues[drop_policies.in_range<size_t>(1, 0, class_count - 1)];
+        Queue& queue = stream->queues[drop_policies.number<size_t>(1)];
         DropPolicy& policy = queue.drop[drop_policies.in_range<size_t>(2, 0, color_count - 1)];
-        policy.min_threshold = drop_policies.in_range<uint32_t>(3, 0, 100);
-        policy.min_drop = drop_policies.in_range<uint32_t>(4, 0, 100);
-        policy.max_threshold = drop_policies.in_range<uint32_t>(5, 0, 100);
-        policy.max_drop = drop_policies.in_range<uint32_t>(6, 0, 100);
+        policy.min_threshold = drop_policies.number<uint32_t>(3);
+        policy.min_drop = drop_policies.number<uint32_t>(4);
+        policy.max_threshold = drop_policies.number<uint32_t>(5);
+        policy.max_drop = drop_policies.number<uint32_t>(6);
     });
 }
 
@@ -547,9 +534,9 @@ std::shared_ptr<const Qos> ConfigurationCompiler::qos(const Ports& ports) {
     statements->read_drop_policies(*result);
     Statement& shapers = statements->shapers;
     shapers.for_each([&] {
-        result->shapers.push_back({.ether = shapers.in_range<int32_t>(0, INT32_MIN, highest_int),
-                                   .rate = shapers.in_range<uint32_t>(1, 1, highest_int),
-                                   .burst = shapers.in_range<uint32_t>(2, 1, highest_int)});
+        result->shapers.push_back({.ether = shapers.number<int32_t>(0),
+                                   .rate = shapers.number<uint32_t>(1),
+                                   .burst = shapers.number<uint32_t>(2)});
     });
     return result;
 }

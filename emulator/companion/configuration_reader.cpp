@@ -403,10 +403,10 @@ void ConfigurationReader::read_learned(State& state, Nanoseconds now) {
     Statement& rows = statements->learned;
     rows.for_each([&] {
         const auto mac = mac_of_text(rows.text(1));
-        const PortIndex port = current.ports->find(rows.in_range<int32_t>(2, 0, INT32_MAX));
+        const PortIndex port = current.ports->find(rows.number<int32_t>(2));
         if (!mac) rows.fail_as_damaged(1);
         if (port == no_port) rows.fail_as_damaged(2);
-        stored.put(rows.in_range<uint32_t>(0, 1, vid_count - 1), *mac) = port;
+        stored.put(rows.number<uint32_t>(0), *mac) = port;
     });
     std::vector<uint64_t> gone;
     state.learned.for_each([&](uint32_t vid, Mac mac, const LearnedEntry&) {

@@ -1,6 +1,8 @@
 // Frames read from words, and told in words.
 #include "companion/frame_text.h"
 
+#include "companion/words.h"
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -24,13 +26,6 @@ struct NamedProtocol {
     uint8_t number;
 };
 constexpr NamedProtocol protocols[] = {{"icmp", icmp}, {"igmp", igmp}, {"tcp", tcp}, {"udp", udp}};
-
-int hex_value(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
-}
 
 bool is_blank(char c) {
     return c == ' ' || c == '\t' || c == '\r' || c == '\n';

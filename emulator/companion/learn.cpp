@@ -1,25 +1,17 @@
 // Learned addresses, as frames would bring them.
 #include "companion/command_line.h"
 #include "companion/commands.h"
+#include "companion/configuration_compiler.h"
 #include "companion/learning.h"
-
-#include <algorithm>
+#include "companion/names.h"
+#include "companion/words.h"
 
 namespace {
 
-bool is_hex(char c) {
-    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f');
-}
-
 std::string require_mac(const std::string& text) {
-    std::string mac = text;
-    std::transform(mac.begin(), mac.end(), mac.begin(),
-                   [](char c) { return c >= 'A' && c <= 'F' ? static_cast<char>(c + 'a' - 'A') : c; });
-    bool is_mac = mac.size() == 17;
-    for (size_t i = 0; is_mac && i < mac.size(); ++i)
-        is_mac = i % 3 == 2 ? mac[i] == ':' : is_hex(mac[i]);
-    if (!is_mac) throw Failure("\"" + text + "\" is not a MAC address; write it as 00:11:22:33:44:55");
-    return mac;
+    const std::optional<dataplane::Mac> mac = mac_of_text(text);
+    if (!mac) throw Failure("\"" + shown(text) + "\" is not a MAC address; write it as 00:11:22:33:44:55");
+    return MacText(*mac).text;
 }
 
 // A VLAN and a port of it, which have to let the port learn.
@@ -31,8 +23,8 @@ struct Place {
 
 Place require_learning(Database& database, const std::string& vlan, int64_t port) {
     Query rows(database, "SELECT vid, learning_limit, learning_off FROM vlan WHERE name = ?", {vlan});
-    if (!rows.next()) throw Failure("there is no VLAN \"" + vlan + "\"; emuswitch show vlans lists them");
-    Place place{rows.number("vid"), rows.number("learning_limit"), "VLAN \"" + vlan + "\""};
+    if (!rows.next()) throw Failure("there is no VLAN \"" + shown(vlan) + "\"; emuswitch show vlans lists them");
+    Place place{rows.number("vid"), rows.number("learning_limit"), "VLAN \"" + shown(vlan) + "\""};
     Query member(database, "SELECT enabled FROM vlan_member JOIN port USING (port) WHERE vid = ? AND port = ?",
                  {place.vid, port});
     const std::string port_name = "port " + std::to_string(port);
@@ -42,7 +34,8 @@ Place require_learning(Database& database, const std::string& vlan, int64_t port
     if (!member.flag("enabled"))
         throw Failure(port_name + " is disabled and takes no frames; tolvane enable " + port_name + " changes that");
     if (rows.flag("learning_off"))
-        throw Failure(place.vlan + " learns nothing; tolvane set vlan " + vlan + " learning on changes that");
+        throw Failure(place.vlan + " learns nothing; tolvane set vlan " + quote_word(vlan) +
+                      " learning on changes that");
     return place;
 }
 

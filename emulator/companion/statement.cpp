@@ -15,6 +15,8 @@ void Statement::start() {
     if (prepared != nullptr) return;
     if (sqlite3_prepare_v3(database.handle(), sql, -1, SQLITE_PREPARE_PERSISTENT, &prepared, nullptr) != SQLITE_OK)
         database.fail();
+    for (int column = 0; column < sqlite3_column_count(prepared); ++column)
+        domains.push_back(emulator::find_domain(sqlite3_column_name(prepared, column)));
 }
 
 bool Statement::has_row() {

@@ -6,7 +6,12 @@
 #include <sqlite3.h>
 
 #include <concepts>
+#include <limits>
+#include <optional>
 #include <string_view>
+#include <type_traits>
+#include <utility>
+#include <vector>
 
 class Statement {
 public:
@@ -39,15 +44,29 @@ public:
         return sqlite3_changes(database.handle());
     }
 
-    int64_t number(int column) const { return sqlite3_column_int64(prepared, column); }
     bool is_null(int column) const { return sqlite3_column_type(prepared, column) == SQLITE_NULL; }
-    bool flag(int column) const { return number(column) != 0; }
     std::string_view text(int column) const;
 
-    // A number that has to lie in a range; a store where it does not is damaged.
+    // A number in the domain of its column, as `Query` has them, that fits its type; a store where it is none is
+    // damaged.
+    template <typename Number = int64_t> Number number(int column) const {
+        return in_range<Number>(column, std::numeric_limits<int64_t>::min(), std::numeric_limits<int64_t>::max());
+    }
+    template <typename Number> std::optional<Number> optional_number(int column) const {
+        if (is_null(column)) return std::nullopt;
+        return number<Number>(column);
+    }
+    bool flag(int column) const { return in_range<int>(column, 0, 1) == 1; }
+
+    // The same where the table has less in such a column than others have.
     template <typename Number> Number in_range(int column, int64_t lowest, int64_t highest) const {
-        const int64_t found = number(column);
-        if (found < lowest || found > highest || sqlite3_column_type(prepared, column) != SQLITE_INTEGER)
+        using Held = typename std::conditional_t<std::is_enum_v<Number>, std::underlying_type<Number>,
+                                                 std::type_identity<Number>>::type;
+        const emulator::Domain* const domain = domains[static_cast<size_t>(column)];
+        const bool is_number = sqlite3_column_type(prepared, column) == SQLITE_INTEGER;
+        const int64_t found = sqlite3_column_int64(prepared, column);
+        const bool is_in_domain = domain == nullptr || domain->contains(found);
+        if (!is_number || !is_in_domain || found < lowest || found > highest || !std::in_range<Held>(found))
             fail_as_damaged(column);
         return static_cast<Number>(found);
     }
@@ -66,4 +85,5 @@ private:
     Database& database;
     const char* sql;
     sqlite3_stmt* prepared = nullptr;
+    std::vector<const emulator::Domain*> domains; // of the columns; null: any number
 };

@@ -22,13 +22,6 @@ bool is_blank(char c) {
 // A program takes no longer word than this (Linux: 32 pages with the NUL behind it).
 constexpr size_t longest_word = 131071;
 
-int hex_value(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
-}
-
 char read_byte(const std::string& line, size_t at) {
     const int high = at + 2 < line.size() ? hex_value(line[at + 1]) : -1;
     const int low = high >= 0 ? hex_value(line[at + 2]) : -1;
@@ -70,6 +63,13 @@ std::string read_quoted(const std::string& line, size_t& at) {
 }
 
 } // namespace
+
+int hex_value(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return -1;
+}
 
 std::string quote_word(const std::string& word) {
     if (!word.empty() && std::all_of(word.begin(), word.end(), stands_alone)) return word;

@@ -5,6 +5,9 @@
 #include <string>
 #include <vector>
 
+// Of a hexadecimal digit; -1: it is none.
+int hex_value(char c);
+
 // A word as it stands, or in double quotes with \" \\ \n \t and \xHH where that is needed.
 std::string quote_word(const std::string& word);
 
