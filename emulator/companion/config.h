@@ -23,9 +23,7 @@ public:
 
     // A library call, in place of a sentence that there is none for.
     template <typename... Operands> void call(const char* function, const Operands&... operands) {
-        std::string line = std::string("emuswitch call ") + function;
-        ((line += " " + operand(operands)), ...);
-        add(line);
+        add(library_call(function, operand(operands)...));
     }
 
     Database& database;

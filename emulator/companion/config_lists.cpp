@@ -33,13 +33,27 @@ void add_bindings(Configuration& out) {
     points.expect_end();
 }
 
+namespace {
+
+// Behind a port, the name of all VLANs is none.
+void add_source(Configuration& out, const Query& row) {
+    const bool is_call = !row.is_null("source_port") && !row.is_null("source_vid") && stands_for_all(row.text("name"));
+    if (is_call)
+        out.call("brgfdb_set_mirror_source", row.number("mirror"), row.number("source_type"), row.number("source_port"),
+                 row.number("source_vid"));
+    else
+        out.add("set mirror " + text(row.number("mirror")) + " source " + source(row));
+}
+
+} // namespace
+
 void add_mirrors(Configuration& out) {
     Query rows(out.database, "SELECT mirror.*, name FROM mirror LEFT JOIN vlan ON vid = source_vid ORDER BY mirror");
     while (rows.next()) {
         const std::string mirror = text(rows.number("mirror"));
         const std::string set = "set mirror " + mirror;
         out.add("create mirror " + mirror);
-        if (!rows.is_null("source_type")) out.add(set + " source " + source(rows));
+        if (!rows.is_null("source_type")) add_source(out, rows);
         if (!rows.is_null("destination")) out.add(set + " dest port " + text(rows.number("destination")));
         if (!rows.is_null("stream"))
             out.add(set + " classify " + text(rows.number("stream") + 1) + "/" + text(rows.number("traffic_class")) +

@@ -13,16 +13,16 @@ void add_vlans(Configuration& out) {
     Query rows(out.database, "SELECT * FROM vlan ORDER BY vid");
     while (rows.next()) {
         const std::string name = rows.text("name");
-        if (name == "all") {
+        const int64_t vid = rows.number("vid");
+        if (stands_for_all(name)) {
             out.remark("the tool keeps this name for itself");
-            out.call("brgfdb_create_vlan", name, rows.number("vid"));
+            out.call("brgfdb_create_vlan", name, vid);
         } else {
-            out.add("create vlan " + quote_word(name) + " vid " + text(rows.number("vid")));
-            out.expected.name(qualifier::vlan, name, rows.number("vid"));
+            out.add("create vlan " + quote_word(name) + " vid " + text(vid));
+            out.expected.name(qualifier::vlan, name, vid);
         }
-        const std::string set = "set vlan " + quote_word(name);
-        if (rows.flag("loop_detection")) out.add(set + " simple_loop_detection on");
-        if (rows.flag("ignore_fdb")) out.add(set + " ignorefdb on");
+        if (rows.flag("loop_detection")) out.add(vlan_setting(vid, name, "simple_loop_detection on"));
+        if (rows.flag("ignore_fdb")) out.add(vlan_setting(vid, name, "ignorefdb on"));
     }
     Query pvids(out.database, "SELECT port, pvid FROM port WHERE pvid <> 0 ORDER BY port");
     while (pvids.next())
@@ -31,11 +31,13 @@ void add_vlans(Configuration& out) {
 
 // What keeps a VLAN from learning comes behind what it has learned.
 void add_learning_settings(Configuration& out) {
-    Query rows(out.database, "SELECT name, learning_limit, learning_off FROM vlan ORDER BY vid");
+    Query rows(out.database, "SELECT vid, name, learning_limit, learning_off FROM vlan ORDER BY vid");
     while (rows.next()) {
-        const std::string set = "set vlan " + quote_word(rows.text("name"));
-        if (rows.number("learning_limit") != 0) out.add(set + " learninglimit " + text(rows.number("learning_limit")));
-        if (rows.flag("learning_off")) out.add(set + " learning off");
+        const std::string name = rows.text("name");
+        const int64_t vid = rows.number("vid");
+        const int64_t limit = rows.number("learning_limit");
+        if (limit != 0) out.add(vlan_setting(vid, name, "learninglimit " + text(limit)));
+        if (rows.flag("learning_off")) out.add(vlan_setting(vid, name, "learning off"));
     }
 }
 

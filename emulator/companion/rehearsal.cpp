@@ -14,12 +14,6 @@ using namespace wording;
 
 namespace {
 
-template <typename... Operands> std::string call(const char* function, const Operands&... operands) {
-    std::string line = std::string("emuswitch call ") + function;
-    ((line += " " + operands), ...);
-    return line;
-}
-
 std::string port_words(int64_t port) {
     return "port " + text(port);
 }
@@ -37,27 +31,12 @@ bool is_reserved(const std::string& mac) {
     return addresses.contains(mac);
 }
 
-// The name that sentences about VLANs keep for all of them.
-bool stands_for_all(const std::string& name) {
-    return name == "all";
-}
-
 void forget_source(SwitchModel::Mirror& mirror) {
     mirror.is_enabled = false;
     mirror.source_type.reset();
     mirror.source.clear();
     mirror.source_port = 0;
     mirror.source_vid = 0;
-}
-
-// What the call takes that stands for a setting of a VLAN.
-std::string option_call(int64_t vid, const std::string& keyword, const std::string& words) {
-    const std::string value = words.substr(words.find(' ') + 1);
-    if (keyword == "learninglimit")
-        return call("brgfdb_set_vlan_learninglimit", text(vid), value == "none" ? std::string("0") : value);
-    if (keyword == "learning") return call("brgfdb_set_vlan_learning_off", text(vid), text(value == "on" ? 0 : 1));
-    return call(keyword == "ignorefdb" ? "brgfdb_set_vlan_ignore_fdb" : "brgfdb_set_vlan_sld", text(vid),
-                text(value == "on" ? 1 : 0));
 }
 
 constexpr int64_t buffers_of_stream = 64;
@@ -162,7 +141,7 @@ void Rehearsal::set_link_mode(int64_t port, int64_t mode) {
     if (port >= lowest_logical_port && port <= highest_logical_port)
         say("set " + port_words(port) + " link_mode " + word_for(link_mode_words, mode));
     else
-        say(call("brgfdb_set_link_mode", text(port), text(mode)));
+        say(library_call("brgfdb_set_link_mode", text(port), text(mode)));
     model.ports.at(port).link_mode = mode;
     model.side_tables.set_link_mode(port, mode);
 }
@@ -175,7 +154,7 @@ void Rehearsal::set_link_depend(int64_t port, int64_t type, int64_t mask) {
         say("set " + port_words(port) + " link_depend " + (on_vlan ? "vlan" : "port " + typed_ports(mask)));
         model.side_tables.set_link_depend(port, type, mask);
     } else {
-        say(call("brgfdb_set_link_depend", text(port), text(type), text(mask)));
+        say(library_call("brgfdb_set_link_depend", text(port), text(type), text(mask)));
     }
     model.ports.at(port).link_depend = {type, mask};
 }
@@ -208,7 +187,7 @@ void Rehearsal::create_vlan(int64_t vid, const std::string& name) {
     need("vlan_name_length", static_cast<int64_t>(name.size()));
     model.vlans[vid] = SwitchModel::new_vlan(name);
     if (stands_for_all(name)) {
-        say(call("brgfdb_create_vlan", name, text(vid)));
+        say(library_call("brgfdb_create_vlan", name, text(vid)));
         return;
     }
     say("create vlan " + quote_word(name) + " vid " + text(vid));
@@ -225,10 +204,7 @@ void Rehearsal::delete_vlan(int64_t vid) {
 }
 
 void Rehearsal::set_vlan(int64_t vid, const std::string& keyword, const std::string& words) {
-    if (stands_for_all(name_of(vid)))
-        say(option_call(vid, keyword, words));
-    else
-        say("set vlan " + quote_word(name_of(vid)) + " " + words);
+    say(vlan_setting(vid, name_of(vid), words));
     model.vlans.at(vid).settings[keyword] = words;
 }
 
@@ -317,12 +293,12 @@ void Rehearsal::create_stream(int64_t index, const SwitchModel::Stream& stream) 
         return;
     }
     remark("stream " + place.address + " was not made or deleted to its end");
-    say(call("brgfdb_create_stream", text(index)));
+    say(library_call("brgfdb_create_stream", text(index)));
     if (stream.is_attached)
-        say(call("brgfdb_add_stream_to_port", text(index), text(place.port()), text(place.number())));
+        say(library_call("brgfdb_add_stream_to_port", text(index), text(place.port()), text(place.number())));
     if (stream.type != 0 || stream.first != 0 || stream.second != 0)
-        say(call("brgfdb_set_qostype_in_stream", text(index), text(stream.type), text(stream.first),
-                 text(stream.second)));
+        say(library_call("brgfdb_set_qostype_in_stream", text(index), text(stream.type), text(stream.first),
+                         text(stream.second)));
 }
 
 void Rehearsal::delete_stream(int64_t index) {
@@ -331,7 +307,7 @@ void Rehearsal::delete_stream(int64_t index) {
         say("delete stream " + place.address);
         model.side_tables.forget_name(qualifier::stream, place.address);
     } else {
-        say(call("brgfdb_delete_stream", text(index)));
+        say(library_call("brgfdb_delete_stream", text(index)));
     }
     model.streams.erase(index);
     take_buffers(-buffers_of_stream);
@@ -340,8 +316,8 @@ void Rehearsal::delete_stream(int64_t index) {
 void Rehearsal::set_stream(int64_t index, const std::string& keyword, const std::string& words) {
     SwitchModel::Stream& stream = model.streams.at(index);
     if (keyword == "shaping" && !stream.is_attached)
-        say(call("brgfdb_set_shaping_in_stream", text(index),
-                 words == "shaping off" ? std::string("0 0 0 0") : words.substr(words.find(' ') + 1)));
+        say(library_call("brgfdb_set_shaping_in_stream", text(index),
+                         words == "shaping off" ? std::string("0 0 0 0") : words.substr(words.find(' ') + 1)));
     else
         say("set stream " + Stream(index).address + " " + words);
     stream.settings[keyword] = words;
@@ -364,11 +340,11 @@ void Rehearsal::create_queue(const SwitchModel::Queue& place, const SwitchModel:
         return;
     }
     remark("queue " + queue_address(place) + " was not made or deleted to its end");
-    say(call("brgfdb_create_queue", queue_index(place), text(queue.blocks), text(queue.length)));
+    say(library_call("brgfdb_create_queue", queue_index(place), text(queue.blocks), text(queue.length)));
     SwitchModel::QueueState& kept = model.queues[place] = queue;
     if (!queue.is_attached) return;
-    say(call("brgfdb_add_queue_to_stream", queue_index(place), text(place.first), text(place.second),
-             text(queue.stream_type), text(place.second), text(queue.weighted)));
+    say(library_call("brgfdb_add_queue_to_stream", queue_index(place), text(place.first), text(place.second),
+                     text(queue.stream_type), text(place.second), text(queue.weighted)));
     kept.service = "pri " + text(place.second) + " ratio 1";
 }
 
@@ -389,7 +365,7 @@ void Rehearsal::delete_queue(const SwitchModel::Queue& place) {
         say("delete queue " + queue_address(place));
         model.side_tables.forget_name(qualifier::queue, queue_address(place));
     } else {
-        say(call("brgfdb_delete_queue", queue_index(place)));
+        say(library_call("brgfdb_delete_queue", queue_index(place)));
     }
     take_buffers(-model.queues.at(place).blocks);
     model.queues.erase(place);
@@ -417,8 +393,8 @@ void Rehearsal::set_length(const SwitchModel::Queue& place, int64_t blocks, int6
     if (length >= shortest && blocks * block_size(length) == length)
         say("set queue " + queue_address(place) + " queue_length " + text(length));
     else
-        say(call("brgfdb_set_queue_size", queue_index(place), text(place.first), text(place.second), text(blocks),
-                 text(length)));
+        say(library_call("brgfdb_set_queue_size", queue_index(place), text(place.first), text(place.second),
+                         text(blocks), text(length)));
     queue.blocks = blocks;
     queue.length = length;
 }
@@ -487,8 +463,8 @@ void Rehearsal::create_static(const Address& address, const SwitchModel::StaticE
     if (entry.owner == entry_owner::user)
         say("create sfdbentry " + quote_word(mac) + " in vlan " + quote_word(name_of(vid)) + " " + entry.target);
     else
-        say(call("brgfdb_create_sfil", text(vid), quote_word(mac), text(entry.port.value_or(0)), text(entry.action),
-                 text(entry.owner)));
+        say(library_call("brgfdb_create_sfil", text(vid), quote_word(mac), text(entry.port.value_or(0)),
+                         text(entry.action), text(entry.owner)));
     forget_learned_address(address);
     need_entry();
     model.static_entries[address] = entry;
@@ -500,7 +476,7 @@ void Rehearsal::delete_static(const Address& address) {
     if (owner == entry_owner::user)
         say("delete sfdbentry " + quote_word(mac) + " in vlan " + quote_word(name_of(vid)));
     else
-        say(call("brgfdb_delete_sfil", text(vid), quote_word(mac), text(owner)));
+        say(library_call("brgfdb_delete_sfil", text(vid), quote_word(mac), text(owner)));
     model.static_entries.erase(address);
 }
 
@@ -509,7 +485,7 @@ void Rehearsal::create_local(int64_t port, const std::string& mac, const SwitchM
         say("create lfdbentry " + quote_word(mac) + " in " + port_words(port) + " " +
             word_for(local_type_words, entry.type));
     else
-        say(call("brgfdb_create_lfil", text(port), quote_word(mac), text(entry.type), text(entry.owner)));
+        say(library_call("brgfdb_create_lfil", text(port), quote_word(mac), text(entry.type), text(entry.owner)));
     need_entry();
     model.ports.at(port).local_entries[mac] = entry;
 }
@@ -520,7 +496,7 @@ void Rehearsal::delete_local(int64_t port, const std::string& mac) {
     if (owner == entry_owner::user && !is_reserved(mac))
         say("delete lfdbentry " + quote_word(mac) + " in " + port_words(port));
     else
-        say(call("brgfdb_delete_lfil", text(port), quote_word(mac), text(owner)));
+        say(library_call("brgfdb_delete_lfil", text(port), quote_word(mac), text(owner)));
     entries.erase(mac);
 }
 
@@ -562,8 +538,8 @@ void Rehearsal::switch_mirror(int64_t mirror, bool is_enabled) {
 void Rehearsal::set_source(int64_t mirror, const SwitchModel::Mirror& wanted) {
     // Behind a port, the name of all VLANs is none.
     if (wanted.source_port != 0 && wanted.source_vid != 0 && stands_for_all(name_of(wanted.source_vid)))
-        say(call("brgfdb_set_mirror_source", text(mirror), text(*wanted.source_type), text(wanted.source_port),
-                 text(wanted.source_vid)));
+        say(library_call("brgfdb_set_mirror_source", text(mirror), text(*wanted.source_type), text(wanted.source_port),
+                         text(wanted.source_vid)));
     else
         say("set mirror " + text(mirror) + " source " + wanted.source);
     SwitchModel::Mirror& kept = model.mirrors.at(mirror);
@@ -585,7 +561,7 @@ void Rehearsal::set_classification(int64_t mirror, const std::string& words) {
 
 void Rehearsal::set_tag(int64_t mirror, const SwitchModel::Mirror& wanted) {
     if (!wanted.unused_tag.empty())
-        say(call("brgfdb_set_mirror_tag", text(mirror), std::string("0"), wanted.unused_tag));
+        say(library_call("brgfdb_set_mirror_tag", text(mirror), std::string("0"), wanted.unused_tag));
     else
         say("set mirror " + text(mirror) + " tag " + wanted.tag);
     SwitchModel::Mirror& kept = model.mirrors.at(mirror);

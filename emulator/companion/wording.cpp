@@ -57,6 +57,18 @@ struct RuleOperands {
     }
 };
 
+// The call that a setting of a VLAN comes to.
+std::string setting_call(int64_t vid, const std::string& setting) {
+    const std::string keyword = setting.substr(0, setting.find(' '));
+    const std::string value = setting.substr(keyword.size() + 1);
+    if (keyword == "learninglimit")
+        return library_call("brgfdb_set_vlan_learninglimit", text(vid), value == "none" ? std::string("0") : value);
+    if (keyword == "learning")
+        return library_call("brgfdb_set_vlan_learning_off", text(vid), text(value == "on" ? 0 : 1));
+    return library_call(keyword == "ignorefdb" ? "brgfdb_set_vlan_ignore_fdb" : "brgfdb_set_vlan_sld", text(vid),
+                        text(value == "on" ? 1 : 0));
+}
+
 } // namespace
 
 std::string text(int64_t number) {
@@ -106,6 +118,14 @@ std::string tagging(const Query& member) {
     if (member.flag("tagged")) return "on tagtype " + hex(member.number("tag_type"), 4);
     const std::optional<int64_t> group = member.optional_number("protgroup");
     return group ? "off protgroup " + text(*group) : "off";
+}
+
+bool stands_for_all(const std::string& vlan) {
+    return vlan == "all";
+}
+
+std::string vlan_setting(int64_t vid, const std::string& name, const std::string& setting) {
+    return stands_for_all(name) ? setting_call(vid, setting) : "set vlan " + quote_word(name) + " " + setting;
 }
 
 Stream::Stream(int64_t stream_index)

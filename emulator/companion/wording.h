@@ -20,6 +20,13 @@ constexpr int64_t initial_length = 16384;
 std::string text(int64_t number);
 std::string hex(int64_t value, int digits = 1);
 
+// The line for a library call, in place of a sentence that there is none for. The operands are written as they are.
+template <typename... Operands> std::string library_call(const char* function, const Operands&... operands) {
+    std::string line = std::string("emuswitch call ") + function;
+    ((line += " " + operands), ...);
+    return line;
+}
+
 // What can be set, in the words behind `set port 3`, and what it is on a new port.
 struct Setting {
     std::string words;
@@ -33,6 +40,13 @@ std::string typed_ports(int64_t mask);
 std::string policer(const Query& row);      // on rcolor discard rate 64 burst 8000 byte
 std::string ether_shaper(const Query& row); // on rate 64 burst 8000 byte
 std::string tagging(const Query& member);   // on tagtype 8100, off protgroup 7
+
+// Whether it is the name that sentences keep for all VLANs. One that has it is not what they mean where they can mean
+// all.
+bool stands_for_all(const std::string& vlan);
+
+// The line that gives a VLAN such a setting: learninglimit 50, ignorefdb on.
+std::string vlan_setting(int64_t vid, const std::string& name, const std::string& setting);
 
 struct Stream {
     int64_t index;

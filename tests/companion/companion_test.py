@@ -1,5 +1,6 @@
 """emuswitch as its users meet it: what it prints, where, and with which exit status."""
 
+import contextlib
 import fcntl
 import json
 import os
@@ -9,6 +10,7 @@ import re
 import select
 import shutil
 import signal
+import sqlite3
 import struct
 import subprocess
 import tempfile
@@ -387,6 +389,17 @@ class Looking(Companion):
         self.assertEqual(events[-2:], self.emuswitch("events", "--last", "2").stdout.splitlines())
         self.assertEqual(last.count("> "), len(self.emuswitch("log", "--last", "3", "--json").stdout.splitlines()))
 
+    def test_the_end_of_the_log_has_no_call_of_an_older_sentence_that_came_in_between(self):
+        for name in ("older", "newer"):
+            self.tolvane("create", "vlan", name)
+        newer = self.emuswitch("log", "--last", "1").stdout
+        self.assertEqual(2, newer.count("> "))
+        with contextlib.closing(sqlite3.connect(self.store)) as store, store:
+            places = [row[0] for row in store.execute("SELECT id FROM call_log ORDER BY id DESC")]
+            for place, to in ((places[0], places[0] + 1), (places[2], places[0])):
+                store.execute("UPDATE call_log SET id = ? WHERE id = ?", (to, place))
+        self.assertEqual(newer, self.emuswitch("log", "--last", "1").stdout)
+
     def test_the_systems_own_entries_are_left_out_unless_asked_for(self):
         self.played()
         self.assertEqual("no entries but the system's own (--all)\n", self.emuswitch("show", "fdb").stdout)
@@ -455,6 +468,32 @@ emuswitch fail brgfdb_set_qostype_in_stream 106
         self.emuswitch("play", self.file(config, "config.play"))
         self.assertEqual(before, self.emuswitch("show", "--json").stdout)
         self.assertEqual(config, self.emuswitch("config").stdout)
+
+    def test_a_vlan_with_the_name_of_all_is_one_of_them(self):
+        """No sentence makes it, and one that names it can mean every VLAN."""
+        self.emuswitch("play", "-", text="""\
+create vlan other vid 20
+create port 1 npport 1 portType ether
+create port 2 npport 2 portType ether
+emuswitch call brgfdb_create_vlan all 10
+emuswitch call brgfdb_set_vlan_sld 10 1
+emuswitch call brgfdb_set_vlan_ignore_fdb 10 1
+emuswitch call brgfdb_set_vlan_learninglimit 10 50
+emuswitch call brgfdb_set_vlan_learning_off 10 1
+add port 1 to vlan all tag on
+create mirror 1
+emuswitch call brgfdb_set_mirror_source 1 2 1 10
+create mirror 2
+set mirror 2 source vlan all
+""")
+        state, config = self.emuswitch("show", "--json").stdout, self.emuswitch("config").stdout
+        self.assertNotIn("set vlan", config)
+        self.emuswitch("reset")
+        self.emuswitch("play", self.file(config, "config.play"))
+        self.assertEqual(state, self.emuswitch("show", "--json").stdout)
+        self.emuswitch("reset")
+        self.emuswitch("apply", str(self.folder / "config.play"))
+        self.assertEqual((state, config), (self.emuswitch("show", "--json").stdout, self.emuswitch("config").stdout))
 
     def test_a_configuration_is_of_one_moment(self):
         self.emuswitch("play", "-", text="".join(f"create port {p} npport {p} portType ether\n" for p in (1, 2)))
