@@ -83,31 +83,27 @@ public:
         : table(followed), take(take_row) {}
 
     void catch_up(Database& database) {
-        if (!has_begun) skipped = before_wanted(database);
-        has_begun = true;
         if (!is_still_there(database)) begin_anew();
         Query rows(database,
-                   "SELECT id, at, " + std::string(table.columns) + " FROM " + table.name + " WHERE id > ? ORDER BY id",
-                   {std::max(last.id, skipped)});
+                   "SELECT id, at, " + std::string(table.columns) + " FROM " + table.name + " WHERE id > ? AND " +
+                       newest() + " ORDER BY id",
+                   {last.id});
+        has_begun = true;
         while (rows.next()) {
             take(rows);
             last = {rows.number("id"), rows.text("at")};
         }
     }
 
-    void begin_anew() {
-        last = {};
-        skipped = 0;
-    }
+    void begin_anew() { last = {}; }
 
 private:
-    // The id of the last row that is too old to be wanted.
-    int64_t before_wanted(Database& database) const {
-        if (table.last == 0) return 0;
+    // Which of the rows that are there at the beginning are wanted: not those of older groups that come in between.
+    std::string newest() const {
+        if (has_begun || table.last == 0) return "TRUE";
         const std::string group = table.group;
-        return database.number("SELECT min(first) - 1 FROM (SELECT min(id) AS first FROM " + std::string(table.name) +
-                                   " GROUP BY " + group + " ORDER BY max(id) DESC LIMIT ?)",
-                               {table.last});
+        return group + " IN (SELECT " + group + " FROM " + table.name + " GROUP BY " + group +
+               " ORDER BY max(id) DESC LIMIT " + std::to_string(table.last) + ")";
     }
 
     // Whether the ids go on behind the last row. Where that one is gone, newer ones show that it was only too old.
@@ -121,7 +117,6 @@ private:
     GrowingTable table;
     std::function<void(const Query&)> take;
     Place last;
-    int64_t skipped = 0;
     bool has_begun = false;
 };
 

@@ -4,7 +4,6 @@
 #include "companion/database.h"
 
 #include <functional>
-
 #include <memory>
 
 class Command;
