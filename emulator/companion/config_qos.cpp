@@ -8,16 +8,20 @@ namespace config {
 
 namespace {
 
+bool is_attached(const Query& row) {
+    return row.optional_number("port").has_value();
+}
+
 // Whether a sentence makes a stream like this one.
 bool is_made_by_sentence(const Query& row) {
-    return !row.is_null("port") && row.number("qos_type") != 0 && row.number("qos_first") == first_qos_parameter &&
+    return is_attached(row) && row.number("qos_type") != 0 && row.number("qos_first") == first_qos_parameter &&
            row.number("qos_second") == second_qos_parameter;
 }
 
 void add_stream_by_calls(Configuration& out, const Stream& stream, const Query& row) {
     out.remark("stream " + stream.address + " was not made or deleted to its end");
     out.call("brgfdb_create_stream", stream.index);
-    if (!row.is_null("port")) out.call("brgfdb_add_stream_to_port", stream.index, stream.port(), stream.number());
+    if (is_attached(row)) out.call("brgfdb_add_stream_to_port", stream.index, stream.port(), stream.number());
     if (row.number("qos_type") != 0 || row.number("qos_first") != 0 || row.number("qos_second") != 0)
         out.call("brgfdb_set_qostype_in_stream", stream.index, row.number("qos_type"), row.number("qos_first"),
                  row.number("qos_second"));
@@ -26,7 +30,7 @@ void add_stream_by_calls(Configuration& out, const Stream& stream, const Query& 
 // The sentence that shapes asks for the port, too, which may be gone where the stream is not attached.
 void add_stream_settings(Configuration& out, const Stream& stream, const Query& row) {
     if (row.number("max_rate") != 0) {
-        if (!row.is_null("port"))
+        if (is_attached(row))
             out.add("set stream " + stream.address + " shaping on " + shaping(row));
         else
             out.call("brgfdb_set_shaping_in_stream", stream.index, row.number("min_rate"), row.number("min_burst"),

@@ -2,6 +2,7 @@
 #include "companion/command_line.h"
 #include "companion/commands.h"
 #include "companion/database.h"
+#include "companion/names.h"
 #include "companion/topics.h"
 
 #include <iostream>
@@ -22,7 +23,7 @@ void set_limit(const std::string& name, int64_t value) {
     Database database;
     Transaction transaction(database);
     if (database.change("UPDATE limits SET value = ? WHERE name = ?", {value, name}) == 0)
-        throw Failure("there is no limit \"" + name + "\"; emuswitch show limits lists them");
+        throw Failure("there is no limit \"" + shown(name) + "\"; emuswitch show limits lists them");
     transaction.commit();
 }
 

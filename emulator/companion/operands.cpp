@@ -336,6 +336,13 @@ std::string slashed(std::initializer_list<int32_t> numbers) {
     return text;
 }
 
+// The numbers are judged before the color is looked at.
+Reading judge_colored(const std::string& word, const Reading& place, const std::string& numbers,
+                      std::string_view color) {
+    if (place.kind != Reading::plain) return place;
+    return is_color(color) ? compare(word, numbers + "/" + std::string(color)) : unfit();
+}
+
 Reading read_stream(const Words& words, size_t at) {
     const char* text = words[at].c_str();
     int32_t port = 0;
@@ -378,10 +385,8 @@ Reading read_queue_color(const Words& words, size_t at) {
     std::string_view color;
     if (!scan_numbers(text, {&port, &stream, &traffic_class}) || !scan_literal(text, '/') || !scan_text(text, color))
         return unfit();
-    const Reading place = judge_address(words[at], port, stream, traffic_class);
-    if (place.kind != Reading::plain) return place;
-    if (!is_color(color)) return unfit();
-    return compare(words[at], slashed({port, stream, traffic_class}) + "/" + std::string(color));
+    return judge_colored(words[at], judge_address(words[at], port, stream, traffic_class),
+                         slashed({port, stream, traffic_class}), color);
 }
 
 // <stream/class/color>, where the bridge library judges the numbers.
@@ -411,10 +416,8 @@ Reading read_rule_target(const Words& words, size_t at) {
     if (!scan_decimal(text, stream) || !scan_literal(text, '/') || !scan_octet(text, traffic_class) ||
         !scan_literal(text, '/') || !scan_text(text, color))
         return unfit();
-    const Reading place = judge_address(words[at], 1, stream, traffic_class);
-    if (place.kind != Reading::plain) return place;
-    if (!is_color(color)) return unfit();
-    return compare(words[at], slashed({stream, traffic_class}) + "/" + std::string(color));
+    return judge_colored(words[at], judge_address(words[at], 1, stream, traffic_class),
+                         slashed({stream, traffic_class}), color);
 }
 
 // --- Maps and lists ---

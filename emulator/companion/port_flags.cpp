@@ -2,6 +2,7 @@
 #include "companion/command_line.h"
 #include "companion/commands.h"
 #include "companion/database.h"
+#include "companion/names.h"
 
 namespace {
 
@@ -20,7 +21,7 @@ int set_lag(int64_t port, bool on) {
     Transaction transaction(database);
     Query vlans(database, "SELECT name FROM vlan_member JOIN vlan USING (vid) WHERE port = ? ORDER BY vid", {port});
     if (on && vlans.next())
-        throw Failure(port_name(port) + " is a member of VLAN \"" + vlans.text("name") +
+        throw Failure(port_name(port) + " is a member of VLAN \"" + shown(vlans.text("name")) +
                       "\", and a port of an aggregation group is in none; take it out first");
     set_port_flag(database, "UPDATE port SET in_lag = ? WHERE port = ?", port, on);
     transaction.commit();
@@ -36,7 +37,7 @@ int set_ip_interface(int64_t port, bool on) {
                   " JOIN vlan_member AS other USING (vid) WHERE own.port = ? AND other.port <> own.port ORDER BY vid",
                   {port});
     if (on && crowded.next())
-        throw Failure("VLAN \"" + crowded.text("name") + "\" of " + port_name(port) + " has " +
+        throw Failure("VLAN \"" + shown(crowded.text("name")) + "\" of " + port_name(port) + " has " +
                       port_name(crowded.number("port")) +
                       " too, and a VLAN with an IP interface has one port; take that out first");
     set_port_flag(database, "UPDATE port SET ip_interface = ? WHERE port = ?", port, on);

@@ -191,8 +191,9 @@ void SwitchModel::read_streams(Database& database) {
     Children maps(database, "SELECT * FROM tos_map ORDER BY stream_index, entry", {"stream_index"});
     Query rows(database, "SELECT * FROM stream ORDER BY stream_index");
     while (rows.next()) {
-        Stream& stream = streams[rows.number("stream_index")] = new_stream(
-            !rows.is_null("port"), rows.number("qos_type"), rows.number("qos_first"), rows.number("qos_second"));
+        Stream& stream = streams[rows.number("stream_index")] =
+            new_stream(rows.optional_number("port").has_value(), rows.number("qos_type"), rows.number("qos_first"),
+                       rows.number("qos_second"));
         if (rows.number("max_rate") != 0) {
             // The sentence that shapes asks for the port, too, which may be gone where the stream is not attached.
             set(stream.settings, "shaping on " + shaping(rows));
