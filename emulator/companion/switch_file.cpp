@@ -9,6 +9,7 @@
 #include <array>
 #include <cstring>
 #include <fstream>
+#include <iostream>
 
 namespace fs = std::filesystem;
 
@@ -42,10 +43,12 @@ SwitchModel play_on_empty_switch(const std::string& file) {
     const std::string store = folder.path() / "switch.db";
     prepare_environment(store);
     for (const Sentence& sentence : sentences) {
-        const std::string refusal = say(sentence).refusal;
-        const std::string place = (file == "-" ? "standard input" : file) + ":" + std::to_string(sentence.line);
-        if (!refusal.empty()) throw Failure(place + ": " + sentence.text + ": " + refusal);
-        if (PatientInterrupts::has_come()) throw Failure("interrupted at " + place);
+        const Said said = say(sentence);
+        if (!said.refusal.empty()) {
+            std::cerr << told(file, sentence, said) << "\n";
+            throw Failure("");
+        }
+        if (PatientInterrupts::has_come()) throw Failure("interrupted at line " + std::to_string(sentence.line));
     }
     return read_store(store);
 }

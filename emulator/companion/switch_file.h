@@ -8,8 +8,9 @@
 #include <string>
 
 // The switch in the file of a store, which begins as SQLite files do, or the one that the sentences of any other file
-// make of an empty switch; "-" are sentences on standard input. Nothing is made and nothing is changed. Throws
-// `Failure` with file and line of a sentence that the switch refuses. EMUSWITCH is another one afterwards.
+// make of an empty switch; "-" are sentences on standard input. Nothing is made and nothing is changed. A sentence that
+// the switch refuses is told on standard error, with its place, and `Failure` says no more. EMUSWITCH is another one
+// afterwards.
 SwitchModel read_switch(const std::string& file);
 
 // The switch in the file of a store.

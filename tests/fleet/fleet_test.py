@@ -93,13 +93,16 @@ class TheExample(unittest.TestCase):
         fleet = self.fleet
         first, second, *others = fleet.names
         fleet.companion("fail", "brgfdb_create_port", "1201", "--at", "2", switch=fleet.switch(first))
-        fleet.switch(second).mkdir()  # no switch answers there
-        _, printed = self.expect("changed", status=2, options=("--forks", "2"), of=others)
+        inventory = fleet.folder / "inventory.ini"
+        whole = inventory.read_text()
+        inventory.write_text(whole.replace(f"{second}\n", f"{second} tolvane_command=/nowhere/tolvane\n"))
+        recap, printed = self.expect("changed", status=4, options=("--forks", "2"), of=others)
         self.assertIn("create port 2 npport 2 portType ether: NG 1201", printed)
-        retry = fleet.folder / "site.retry"
-        self.assertEqual({first, second}, set(retry.read_text().split()) | {second}, printed)
-        fleet.switch(second).rmdir()
-        self.expect("changed", options=("--limit", f"{first},{second}"), of=[first, second])
+        self.assertEqual((1, 1), (recap[first]["failed"], recap[second]["unreachable"]), printed)
+        self.assertEqual([first, second], (fleet.folder / "site.retry").read_text().split(), printed)
+        inventory.write_text(whole)
+        recap, printed = self.expect("changed", options=("--limit", "@site.retry"), of=[first, second])
+        self.assertEqual({first, second}, set(recap), printed)
         self.assertEqual({""}, {fleet.differs(name) for name in fleet.names})
 
     def test_what_is_so_already_is_no_failure(self):
@@ -122,7 +125,7 @@ class TheExample(unittest.TestCase):
         first = self.fleet.names[0]
         self.fleet.wanted(first).write_text("create vlan sales vid 10\nadd port 1 to vlan sales tag on\n")
         _, printed = self.expect("failed", status=2, options=("--limit", first), of=[first])
-        self.assertIn(f"{first}.play:2: add port 1 to vlan sales tag on: NG 102", printed)
+        self.assertIn(f"{first}.play:2:1: error: add port 1 to vlan sales tag on: NG 102", printed)
         self.assertFalse(self.fleet.switch(first).exists())
 
 
