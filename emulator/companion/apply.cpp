@@ -51,7 +51,9 @@ int apply(const Words& words) {
     }
     const std::vector<std::string> said = without_remarks(lines);
     if (said.empty()) {
-        std::cout << "nothing to change\n";
+        if (lines.empty()) std::cout << "nothing to change\n";
+        for (const std::string& line : lines) // what no sentence changes
+            std::cout << line << "\n";
         return 0;
     }
     const PatientInterrupts interrupts;

@@ -25,7 +25,7 @@ int print_difference(const Words& words) {
         for (const std::string& line : lines)
             std::cout << line << "\n";
         if (!std::cout.flush()) throw Failure("standard output cannot be written");
-        return without_remarks(lines).empty() ? equal : different;
+        return lines.empty() ? equal : different;
     } catch (const std::exception& problem) {
         if (problem.what()[0] != '\0') std::cerr << "emuswitch: " << problem.what() << "\n";
         return trouble;

@@ -4,8 +4,10 @@ PAIRS=1000 tries more pairs of random lives than the test run does, FIRST_PAIR=7
 single sentences each life is compared before and after.
 """
 
+import contextlib
 import os
 import re
+import sqlite3
 import sys
 import time
 import unittest
@@ -86,6 +88,17 @@ class Differences(unittest.TestCase):
                         self.assertEqual(1, len(back), f"{told}\n{back}")
                     kinds.add(" ".join(sentence.split()[:2]))
         self.assertGreater(len(kinds), 8, kinds)
+
+    def test_what_no_line_brings_about_is_a_difference_that_is_told(self):
+        with Switch() as one, Switch() as other:
+            for switch in one, other:
+                switch.play("create port 1 npport 1 portType ether\ncreate vlan a\nadd port 1 to vlan a tag on\n")
+            with contextlib.closing(sqlite3.connect(other.store)) as store, store:
+                store.execute("UPDATE port SET in_lag = 1")
+            remark = "# it joined VLANs before: emuswitch lag 1 on"
+            self.assertEqual((1, [], [remark]), difference(one, one.store, other.store))
+            self.assertEqual(f"{remark}\n", one.companion("apply", str(other.store)).stdout)
+            self.assertEqual("nothing to change\n", one.companion("apply", str(one.store)).stdout)
 
     @staticmethod
     def has_short_way_back(sentence):
