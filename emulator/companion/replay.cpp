@@ -149,10 +149,7 @@ private:
             }
             if (!options.plot.empty()) plot.mark(due, sentence.text);
             const Said said = say(sentence);
-            if (!said.refusal.empty())
-                ++tally.refused;
-            else if (!said.is_ignored())
-                ++tally.accepted;
+            ++(!said.refusal.empty() ? tally.refused : said.is_ignored() ? tally.ignored : tally.accepted);
             if (!said.refusal.empty() || said.is_ignored()) {
                 bar.clear();
                 std::cerr << told(options.sentences, sentence, said) << "\n";

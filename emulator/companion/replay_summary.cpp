@@ -145,8 +145,11 @@ void print_remarks(std::ostream& out, const ReplaySummary& summary) {
             out << tally.file << ": " << tally.sent << " frames left out, as the ports had sent them\n";
     }
     const SentenceTally& sentences = summary.sentences;
-    if (sentences.accepted + sentences.refused != 0)
-        out << sentences.accepted << " sentences accepted, " << sentences.refused << " refused\n";
+    if (sentences.all() != 0) {
+        out << sentences.accepted << " sentences accepted, ";
+        if (sentences.ignored != 0) out << sentences.ignored << " ignored, ";
+        out << sentences.refused << " refused\n";
+    }
     if (summary.is_interrupted) out << "interrupted; what waits has not been sent\n";
 }
 
@@ -154,6 +157,10 @@ void print_remarks(std::ostream& out, const ReplaySummary& summary) {
 
 Json json_of(const Count& count) {
     return {{"frames", count.frames}, {"bytes", count.bytes}};
+}
+
+Json json_of(const SentenceTally& sentences) {
+    return {{"accepted", sentences.accepted}, {"ignored", sentences.ignored}, {"refused", sentences.refused}};
 }
 
 Json json_of_colors(const std::array<Count, color_count>& counts) {
@@ -256,7 +263,7 @@ void print_summary_as_json(std::ostream& out, const ReplaySummary& summary) {
                       {"queues", json_of_queues(summary)},
                       {"reasons", json_of_reasons(summary)},
                       {"captures", json_of_captures(summary)},
-                      {"sentences", {{"accepted", summary.sentences.accepted}, {"refused", summary.sentences.refused}}},
+                      {"sentences", json_of(summary.sentences)},
                       {"interrupted", summary.is_interrupted}};
     out << json_lines(object);
 }

@@ -8,7 +8,9 @@
 
 struct SentenceTally {
     uint64_t accepted = 0;
+    uint64_t ignored = 0; // the tool takes them, does nothing and says nothing
     uint64_t refused = 0;
+    uint64_t all() const { return accepted + ignored + refused; }
 };
 
 struct ReplaySummary {

@@ -121,14 +121,18 @@ class Replay(unittest.TestCase):
     def test_sentences_in_between(self):
         self.write("in.pcap", [(i / 10, frame(1)) for i in range(40)])
         (self.folder / "changes.play").write_text("# a comment\nat 1 disable port 1\n\nat 3.05 enable port 1\n"
-                                                  "at 2 set port 9 pvid 10\nat 3.5 delete vlan sales\n")
+                                                  "at 2 set port 9 pvid 10\nat 3.5 delete vlan sales\n"
+                                                  "at 3.6 set ether 1 color blue\n")
         done = self.replay("2=in.pcap", "--play", "changes.play", "--json", status=1)
         found = checked("replay", done.stdout)
-        self.assertEqual({"accepted": 2, "refused": 2}, found["sentences"])
+        self.assertEqual({"accepted": 2, "ignored": 1, "refused": 2}, found["sentences"])
         self.assertEqual(21, found["reasons"]["nobody_to_send_to"]["frames"])
         self.assertEqual(19, found["sent"]["frames"])
         self.assertIn("changes.play:5:6: error: set port 9 pvid 10: NG 102", done.stderr)
         self.assertIn("changes.play:6:8: error: delete vlan sales: NG 1501", done.stderr)
+        self.assertIn("changes.play:7:8: warning: set ether 1 color blue: ignored", done.stderr)
+        done = self.replay("2=in.pcap", "--play", "changes.play", status=1)
+        self.assertIn("\n2 sentences accepted, 1 ignored, 2 refused\n", done.stdout)
         config = self.run_(["config"]).stdout
         self.assertIn("enable port 1", config, "the switch stays as it is")
 
