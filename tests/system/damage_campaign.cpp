@@ -228,6 +228,9 @@ private:
 // These read all there is, but for the history and what is to fail.
 const std::vector<Words> always = {{"show", "--json"}, {"config"}};
 
+const char* const the_store = "STORE"; // stands for its path
+const char* const an_empty_switch = "/dev/null";
+
 // A few of these meet each damage, by chance.
 const std::vector<Words> sometimes = {
     {"show"},
@@ -236,6 +239,9 @@ const std::vector<Words> sometimes = {
     {"log"},
     {"events"},
     {"fail", "--list"},
+    {"diff", the_store, an_empty_switch},
+    {"diff", an_empty_switch, the_store},
+    {"apply", "--dry-run", an_empty_switch},
     {"trace", "1", "da", "00:00:5e:00:53:02", "tag", "vid", "10"},
     {"show", "ports"},
     {"show", "vlans"},
@@ -266,7 +272,8 @@ std::vector<Words> readers_of(const std::string& table) {
     return {};
 }
 
-std::vector<Words> commands_for(const std::string& table, const std::string& capture, size_t number) {
+std::vector<Words> commands_for(const std::string& table, const fs::path& store, const std::string& capture,
+                                size_t number) {
     std::vector<Words> commands = always;
     for (const Words& reader : readers_of(table))
         commands.push_back(reader);
@@ -275,6 +282,8 @@ std::vector<Words> commands_for(const std::string& table, const std::string& cap
     std::mt19937 random(static_cast<std::mt19937::result_type>(number));
     std::shuffle(others.begin(), others.end(), random);
     commands.insert(commands.end(), others.begin(), others.begin() + chosen);
+    for (Words& command : commands)
+        std::replace(command.begin(), command.end(), std::string(the_store), store.string());
     return commands;
 }
 
@@ -331,8 +340,9 @@ Outcome run_command(const Words& command, Errors& errors) {
     }
     std::cout.flush();
     const std::string said = errors.take();
-    if (status == 0) return {said.empty() ? "" : "says something: " + said};
-    if (status != 1) return {"ends with " + std::to_string(status) + ": " + said};
+    const bool is_diff = command.front() == "diff"; // which has the statuses of diff(1)
+    if (status == 0 || (is_diff && status == 1)) return {said.empty() ? "" : "says something: " + said};
+    if (status != (is_diff ? 2 : 1)) return {"ends with " + std::to_string(status) + ": " + said};
     return {is_line_of_emuswitch(said) ? "" : "does not say one line: " + said, tells_of_damage(said)};
 }
 
@@ -417,7 +427,7 @@ void try_damage(const Campaign& campaign, const fs::path& base, const fs::path& 
     const fs::path copy = store.string() + ".damaged";
     fs::copy_file(store, copy);
     const std::string title = "damage " + std::to_string(number) + " (" + damage.text + ")";
-    const Meeting meeting(copy, store, commands_for(damage.table, capture, number), number);
+    const Meeting meeting(copy, store, commands_for(damage.table, store, capture, number), number);
     for (progress = {}; progress.step < meeting.count(); ++progress.step) {
         const pid_t child = fork();
         if (child == 0) {
