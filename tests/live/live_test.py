@@ -8,6 +8,7 @@ import pathlib
 import re
 import signal
 import socket
+import sqlite3
 import struct
 import subprocess
 import termios
@@ -222,6 +223,22 @@ class Configuration(Wires):
         self.hosts[2].send(frame(32, 31))
         self.hosts[1].expect(frame(32, 31))
         self.assertIsNone(self.hosts[3].receive())
+
+    def test_frames_go_on_while_what_is_learned_cannot_be_written(self):
+        def change(statement):
+            with sqlite3.connect(self.store) as store:
+                store.execute(statement)
+            store.close()
+        change("CREATE TRIGGER full_disk BEFORE INSERT ON learned_entry BEGIN SELECT RAISE(ABORT, 'no room'); END")
+        self.flood(1, 41)
+        wait_until(lambda: "frames go on" in (self.folder / "errors").read_text(), "the switch says what is wrong")
+        self.flood(2, 42)
+        self.assertTrue(self.say("remove port 2 from vlan office"))
+        self.is_blocked(1)
+        self.assertEqual(set(), self.learned())
+        change("DROP TRIGGER full_disk")
+        wait_until(lambda: (self.address(41), "port", "1") in self.learned(), "it is written after all")
+        self.assertEqual(1, (self.folder / "errors").read_text().count("no room"))
 
 
 class Watching(Wires):

@@ -18,7 +18,7 @@ namespace {
 constexpr Nanoseconds millisecond = 1'000'000;
 constexpr Nanoseconds second = 1000 * millisecond;
 
-constexpr int frames_a_turn = 64;                          // of a port, so that none starves the others
+constexpr size_t frames_a_turn = 64;                       // of a port, so that none starves the others
 constexpr Nanoseconds longest_between_looks = millisecond; // at signals, links and the like, under traffic
 constexpr Nanoseconds between_writes = 200 * millisecond;  // of what was learned
 constexpr Nanoseconds between_parts = 10 * millisecond;    // of one write: a sentence may come in
@@ -106,7 +106,7 @@ LiveSwitch::LiveSwitch(const LiveOptions& chosen, std::vector<OpenPort> opened)
         static_cast<LiveSwitch*>(context)->waiting.give_back(handle);
     };
     for (OpenPort& port : opened) {
-        BoundPort& bound = ports.emplace_back(BoundPort{std::move(port), no_port, false, {}});
+        BoundPort& bound = ports.emplace_back(BoundPort{std::move(port), no_port, false, 0, {}});
         bound.count.port = bound.open.prepared.port;
         const std::string& name = bound.open.prepared.interface;
         name.copy(bound.count.interface.data(), bound.count.interface.size() - 1);
@@ -153,15 +153,16 @@ void LiveSwitch::watch_everything(int guard) {
 
 // Takes what has come, sends what is due. Returns whether anything came.
 bool LiveSwitch::turn() {
-    follow_store();
     bool has_come = false;
+    for (BoundPort& port : ports) {
+        port.due = port.open.interface.waiting(frames_a_turn);
+        has_come = has_come || port.due > 0;
+    }
+    // Behind that, as a frame that comes from here on may follow a sentence that is not in this look at the store.
+    follow_store();
     for (BoundPort& port : ports)
-        for (int i = 0; i < frames_a_turn; ++i) {
-            const std::span<const uint8_t> frame = port.open.interface.next();
-            if (frame.data() == nullptr) break;
-            has_come = true;
-            receive(port, frame);
-        }
+        for (; port.due > 0; --port.due)
+            receive(port, port.open.interface.next());
     if (egress.next_time() <= now) egress.run_before(now + 1, sink);
     flush();
     return has_come;
@@ -388,21 +389,21 @@ void LiveSwitch::keep_house() {
 }
 
 void LiveSwitch::write_learned() {
-    bool is_done = false;
     try {
-        is_done = unless_locked([this] { has_unwritten = reader.write_learned(state, now, entries_a_write); });
+        const bool is_done =
+            unless_locked([this] { has_unwritten = reader.write_learned(state, now, entries_a_write); });
         has_complained = has_complained && !is_done;
+        write_learned_at = now + (!is_done ? between_tries : has_unwritten ? between_parts : between_writes);
     } catch (const Failure& problem) {
         // A full disk is no reason to stop forwarding. A damaged store is found when it is read next.
         if (!has_complained)
             std::cerr << "emuswitch: " << problem.what()
                       << "; frames go on, what was learned is written when that is possible\n";
         has_complained = true;
+        has_unwritten = true;
         write_learned_at = now + second;
-        return;
     }
-    write_learned_at = now + (!is_done ? between_tries : has_unwritten ? between_parts : between_writes);
-    take_configuration(); // writing looks at the store first
+    take_configuration(); // writing looks at the store first, and that may have gone well where it did not
 }
 
 void LiveSwitch::write_all_learned() {

@@ -47,6 +47,7 @@ private:
         OpenPort open;
         dataplane::PortIndex place = dataplane::no_port; // in the configuration; `no_port`: there is no such port now
         bool may_wait = false;                           // frames for its line may have to
+        size_t due = 0;                                  // frames that have come, to be taken in this turn
         PortCount count;
     };
 

@@ -7,6 +7,7 @@
 #include <linux/if_packet.h>
 #include <sys/mman.h>
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <atomic>
 #include <cerrno>
@@ -149,13 +150,25 @@ void PacketPort::open_sending(const std::string& interface, int index) {
     bind_to(sending, index, 0, interface);
 }
 
+uint32_t PacketPort::status_of(size_t number) const {
+    return std::atomic_ref(reinterpret_cast<tpacket2_hdr*>(place(number))->tp_status).load(std::memory_order_acquire);
+}
+
+size_t PacketPort::waiting(size_t most) const {
+    const size_t room = std::min(most, places - unreleased);
+    size_t count = 0;
+    for (size_t number = next_place; count < room && (status_of(number) & TP_STATUS_USER) != 0; ++count)
+        number = place_behind(number);
+    return count;
+}
+
 std::span<const uint8_t> PacketPort::next() {
     if (unreleased == places) return {};
     uint8_t* const start = place(next_place);
-    auto* const header = reinterpret_cast<tpacket2_hdr*>(start);
-    const uint32_t status = std::atomic_ref(header->tp_status).load(std::memory_order_acquire);
+    const auto* const header = reinterpret_cast<const tpacket2_hdr*>(start);
+    const uint32_t status = status_of(next_place);
     if ((status & TP_STATUS_USER) == 0) return {};
-    next_place = next_place + 1 == places ? 0 : next_place + 1;
+    next_place = place_behind(next_place);
     ++unreleased;
 
     std::span<uint8_t> frame(start + header->tp_mac, header->tp_snaplen);
@@ -175,7 +188,7 @@ void PacketPort::release() {
     for (; unreleased > 0; --unreleased) {
         auto* const header = reinterpret_cast<tpacket2_hdr*>(place(number));
         std::atomic_ref(header->tp_status).store(TP_STATUS_KERNEL, std::memory_order_release);
-        number = number + 1 == places ? 0 : number + 1;
+        number = place_behind(number);
     }
 }
 

@@ -32,6 +32,9 @@ public:
 
     int descriptor() const { return receiving.get(); } // readable when a frame waits
 
+    // How many frames can be taken by `next` now, as far as `most`.
+    size_t waiting(size_t most) const;
+
     // The next frame as it was on the line, without FCS: the tag that the kernel keeps aside put back, its checksum
     // whole. Empty: none waits. A frame longer than the ring's places is cut, to more than any port takes. It stays
     // until `release`.
@@ -59,6 +62,8 @@ private:
     static constexpr size_t longest_head = 32;
 
     uint8_t* place(size_t number) const { return ring + number * place_size; }
+    size_t place_behind(size_t number) const { return number + 1 == places ? 0 : number + 1; }
+    uint32_t status_of(size_t number) const;
     void open_ring(const std::string& interface, int index);
     void open_sending(const std::string& interface, int index);
 
