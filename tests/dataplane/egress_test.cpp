@@ -375,6 +375,22 @@ TEST(Shares, FollowOddRatiosToo) {
     EXPECT_NEAR(wide[2] / wide[0] / 20.496, 1, 3e-3);
 }
 
+// Who is as far as another has the turn by class, so that turns come in the same order again and again.
+TEST(Shares, TakeTurnsInOneOrder) {
+    Bench bench;
+    Stream& stream = bench.add_stream(0, false, 0);
+    Bench::add_queue(stream, 0, 2, 1);
+    Bench::add_queue(stream, 1, 2, 3);
+    bench.adopt();
+    for (FrameHandle i = 0; i < 12; ++i)
+        bench.egress.enqueue(Bench::to_queue(0, i % 4 == 0 ? 0 : 1), 1000, i % 4 == 0 ? 0 : 1, 0);
+    bench.run_before(second);
+    std::string order;
+    for (const Sent& sent : bench.sent)
+        order += std::to_string(sent.handle);
+    EXPECT_EQ(order, "011101110111");
+}
+
 TEST(Shares, OfARatioOfNothingAreWhatIsLeft) {
     Bench bench;
     Stream& stream = bench.add_stream(0, false, 0);
@@ -490,6 +506,22 @@ TEST(Shapers, OfStreamsKeepTheirGuarantee) {
     load.forget();
     load.run(15 * second);
     EXPECT_NEAR(load.rate(0, false) / 12'345'000, 1, 3e-5);
+}
+
+TEST(Shapers, OfAStreamWithinItsGuaranteeGoFirst) {
+    Bench bench;
+    bench.qos.streams.reserve(2);
+    Stream& stream = bench.add_stream(0, false, 2);
+    Bench::add_queue(stream, 0, 0, 1);
+    stream.min_rate = 64'000;
+    stream.min_burst = 8000;
+    Bench::add_queue(bench.add_stream(1, false, 5), 0, 0, 1);
+    bench.adopt();
+    bench.egress.enqueue(Bench::to_queue(1, 0), 1000, 1, 0);
+    bench.egress.enqueue(Bench::to_queue(0, 0), 1000, 2, 0);
+    bench.run_before(1);
+    ASSERT_EQ(bench.sent.size(), 1U);
+    EXPECT_EQ(bench.sent[0].handle, 2U);
 }
 
 // What it sends while nobody else wants the line is not held against it.
@@ -656,6 +688,23 @@ TEST(Reconfiguration, KeepsWhatHasBeenSpent) {
     bench.adopt(10'000'000);
     bench.run_before(70'000'000);
     EXPECT_EQ(bench.sent.size(), 8U + 1U) << "10 ms at the old rate and 60 at the new make 1040 bytes";
+}
+
+TEST(Reconfiguration, FillsNoGuaranteeAnew) {
+    Bench bench;
+    bench.qos.streams.reserve(2);
+    Stream& stream = bench.add_stream(0, false, 2);
+    Bench::add_queue(stream, 0, 0, 1);
+    stream.min_rate = 64'000;
+    stream.min_burst = 8000;
+    Bench::add_queue(bench.add_stream(1, false, 5), 0, 0, 1);
+    bench.adopt();
+    Load load(bench, {{Bench::to_queue(0, 0), 996}, {Bench::to_queue(1, 0), 1514}});
+    load.run(10'000'000);
+    EXPECT_EQ(load.bytes[0], 8U * 996);
+    bench.adopt(10'000'000);
+    load.run(20'000'000);
+    EXPECT_EQ(load.bytes[0], 8U * 996) << "10 ms at that rate make 80 bytes";
 }
 
 // Whatever happens, each frame is sent, dropped or waits, and nothing is sent out of its time.

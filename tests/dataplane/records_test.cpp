@@ -1,5 +1,6 @@
 // What records say before anybody has filled them: what is made reads as a switch, a frame or an outcome that was told
 // nothing yet.
+#include "dataplane/egress.h"
 #include "dataplane/forward.h"
 
 #include <gtest/gtest.h>
@@ -174,6 +175,26 @@ TEST(Records, AnOutcome) {
     EXPECT_EQ(outcome.reason, DropReason::none);
     EXPECT_FALSE(outcome.is_classified);
     EXPECT_EQ(outcome.vid + outcome.stream + outcome.traffic_class + outcome.color, 0);
+}
+
+TEST(Records, QueuesAndWhatLeavesThem) {
+    const EgressOptions options;
+    EXPECT_EQ(options.seed, 0U);
+    EXPECT_EQ(options.line_rate, 100'000'000U);
+    EXPECT_EQ(options.most_frames, 262'144U);
+    const QueueName name;
+    EXPECT_TRUE(name.is_best_effort);
+    EXPECT_EQ(name.port + name.stream_index + name.traffic_class, 0);
+    const Departure departure;
+    EXPECT_EQ(departure.time + departure.waited, 0);
+    EXPECT_EQ(departure.handle + departure.queue + departure.next, 0U);
+    EXPECT_EQ(Count().frames + Count().bytes, 0U);
+    const QueueView view;
+    EXPECT_TRUE(view.exists);
+    EXPECT_EQ(view.length + view.fill + view.frames + view.highest_fill, 0U);
+    EXPECT_EQ(view.full.size() + view.early.size(), 6U);
+    const EgressSink sink;
+    EXPECT_TRUE(sink.context == nullptr && sink.send == nullptr && sink.drop == nullptr);
 }
 
 TEST(Records, WhatTheSwitchRemembers) {
