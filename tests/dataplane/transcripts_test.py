@@ -19,8 +19,8 @@ Frames with names and times go through the queues, all of a block together, and 
     lost a4 queue_full, a5 red              what did not leave, and why
 
 The switch itself is the port `switch`. Behind the outcome stand, each after a semicolon, what else has to hold:
-`class 2/5/green`, the name of a step, `no` and one, `kept SETTING`, `assumption 13`, `not assumption 13`. Every output has to be listed: one that is not
-makes the transcript fail.
+`class 2/5/green`, the name of a step, `no` and one, `kept SETTING`, `assumption 13`, `not assumption 13`. Every output
+has to be listed: one that is not makes the transcript fail.
 
     transcripts_test.py FILE ...
 """
