@@ -3,6 +3,7 @@
 #include "companion/command_line.h"
 #include "companion/commands.h"
 #include "companion/difference.h"
+#include "companion/interrupts.h"
 #include "companion/switch_file.h"
 
 #include <iostream>

@@ -2,8 +2,8 @@
 #include "companion/follow.h"
 
 #include "companion/command_line.h"
+#include "companion/interrupts.h"
 
-#include <csignal>
 #include <iostream>
 #include <poll.h>
 #include <sys/inotify.h>
@@ -11,12 +11,6 @@
 #include <unistd.h>
 
 namespace {
-
-volatile std::sig_atomic_t is_interrupted = 0;
-
-void stop_following(int /*signal*/) {
-    is_interrupted = 1;
-}
 
 // Wakes up when the store changes, or another file takes its place. Every call of a library writes it.
 class StoreWatch {
@@ -26,11 +20,6 @@ public:
         const std::filesystem::path folder = std::filesystem::canonical(path).parent_path();
         if (descriptor < 0 || inotify_add_watch(descriptor, folder.c_str(), IN_MODIFY | IN_CREATE | IN_MOVED_TO) < 0)
             throw Failure(path.string() + ": cannot be watched for changes");
-        struct sigaction action {};
-        action.sa_handler = stop_following;
-        sigaction(SIGINT, &action, nullptr);
-        sigaction(SIGTERM, &action, nullptr);
-        sigaction(SIGHUP, &action, nullptr);
         // A signal counts only while the wait is on, so that none falls between the look at the flag and the wait.
         sigset_t ending;
         sigemptyset(&ending);
@@ -45,14 +34,16 @@ public:
     // False: the user has had enough.
     bool wait() const {
         pollfd waiting{descriptor, POLLIN, 0};
-        if (ppoll(&waiting, 1, nullptr, &unblocked) < 0) return is_interrupted == 0;
+        if (PatientInterrupts::has_come()) return false;
+        if (ppoll(&waiting, 1, nullptr, &unblocked) < 0) return !PatientInterrupts::has_come();
         char events[4096];
         while (read(descriptor, events, sizeof events) > 0) {
         }
-        return is_interrupted == 0;
+        return !PatientInterrupts::has_come();
     }
 
 private:
+    PatientInterrupts interrupts;
     int descriptor;
     sigset_t unblocked{};
 };

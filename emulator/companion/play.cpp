@@ -3,20 +3,14 @@
 #include "companion/command_line.h"
 #include "companion/commands.h"
 #include "companion/database.h"
+#include "companion/interrupts.h"
 #include "companion/json_text.h"
 #include "companion/progress_bar.h"
 #include "companion/sentence.h"
 
-#include <csignal>
 #include <iostream>
 
 namespace {
-
-volatile std::sig_atomic_t is_interrupted = 0;
-
-void stop_playing(int /*signal*/) {
-    is_interrupted = 1;
-}
 
 struct PlayOptions {
     std::string file; // "-": standard input
@@ -70,7 +64,7 @@ Tally play_all(const std::vector<Sentence>& sentences, const PlayOptions& option
     ProgressBar progress;
     Tally tally;
     for (const Sentence& sentence : sentences) {
-        if (is_interrupted != 0) break;
+        if (PatientInterrupts::has_come()) break;
         const Said said = say(sentence);
         const bool is_refused = !said.refusal.empty();
         ++(is_refused ? tally.refused : said.is_ignored() ? tally.ignored : tally.accepted);
@@ -99,7 +93,7 @@ void print_tally(const Tally& tally, size_t count, bool is_on_copy) {
     std::cout << tally.accepted << " of " << count << " sentences accepted";
     if (tally.ignored > 0) std::cout << ", " << tally.ignored << " ignored";
     if (tally.refused > 0) std::cout << ", " << tally.refused << " refused";
-    if (is_interrupted != 0)
+    if (PatientInterrupts::has_come())
         std::cout << ", interrupted after " << tally.all();
     else if (tally.all() < count)
         std::cout << ", " << count - tally.all() << " not played";
@@ -112,7 +106,7 @@ void print_tally_as_json(const Tally& tally, size_t count, bool is_copy) {
                             {"ignored", tally.ignored},
                             {"refused", tally.refused},
                             {"not_played", count - tally.all()},
-                            {"interrupted", is_interrupted != 0},
+                            {"interrupted", PatientInterrupts::has_come()},
                             {"dry_run", is_copy}});
 }
 
@@ -121,10 +115,7 @@ int play(const PlayOptions& options) {
     if (options.is_strict) require_nothing_to_tell(sentences, options.file);
 
     // The sentence that is being said comes to its end; then it stops, and the copy goes.
-    struct sigaction action {};
-    action.sa_handler = stop_playing;
-    for (const int number : {SIGINT, SIGTERM, SIGHUP})
-        sigaction(number, &action, nullptr);
+    const PatientInterrupts interrupts;
 
     std::optional<PrivateFolder> copy;
     if (options.dry_run) {

@@ -2,6 +2,7 @@
 #include "companion/switch_file.h"
 
 #include "companion/child_process.h"
+#include "companion/interrupts.h"
 #include "companion/sentence.h"
 #include "companion/words.h"
 #include "core/store.h"
@@ -14,14 +15,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-volatile std::sig_atomic_t is_interrupted = 0;
-
-void remember_interrupt(int /*signal*/) {
-    is_interrupted = 1;
-}
-
-constexpr std::array ending_signals = {SIGINT, SIGTERM, SIGHUP};
 
 // A pipe is not looked into: what is read of it is gone.
 bool is_store(const std::string& file) {
@@ -67,8 +60,9 @@ SwitchModel read_switch(const std::string& file) {
     if (file == "-") return play_on_empty_switch(file);
     std::error_code problem;
     const fs::file_status status = fs::status(file, problem);
-    if (!fs::exists(status)) throw Failure(file + ": there is no such file; a switch's store, or sentences");
-    if (fs::is_directory(status)) throw Failure(file + ": is a folder; a switch's store, or a file of sentences");
+    if (!fs::exists(status))
+        throw Failure(file + ": there is no such file; name a switch's store, or a file of sentences");
+    if (fs::is_directory(status)) throw Failure(file + ": is a folder; name a switch's store, or a file of sentences");
     return is_store(file) ? read_store(file) : play_on_empty_switch(file);
 }
 
@@ -78,20 +72,4 @@ std::string say_to(const std::string& store, const std::string& line) {
     sentence.text = line;
     sentence.words = split_words(line);
     return say(sentence).refusal;
-}
-
-PatientInterrupts::PatientInterrupts() {
-    struct sigaction action {};
-    action.sa_handler = remember_interrupt;
-    for (size_t i = 0; i < ending_signals.size(); ++i)
-        sigaction(ending_signals.at(i), &action, &before.at(i));
-}
-
-PatientInterrupts::~PatientInterrupts() {
-    for (size_t i = 0; i < ending_signals.size(); ++i)
-        sigaction(ending_signals.at(i), &before.at(i), nullptr);
-}
-
-bool PatientInterrupts::has_come() {
-    return is_interrupted != 0;
 }

@@ -3,8 +3,6 @@
 
 #include "companion/switch_model.h"
 
-#include <array>
-#include <csignal>
 #include <string>
 
 // The switch in the file of a store, which begins as SQLite files do, or the one that the sentences of any other file
@@ -18,16 +16,3 @@ SwitchModel read_store(const std::string& file);
 
 // Says a line to the switch in the file of a store. Returns why it was not accepted; empty: it was.
 std::string say_to(const std::string& store, const std::string& line);
-
-// Ctrl-C and its like let the sentence that is being said come to its end, as long as an object lives.
-class PatientInterrupts {
-public:
-    PatientInterrupts();
-    ~PatientInterrupts();
-    PatientInterrupts(const PatientInterrupts&) = delete;
-    PatientInterrupts& operator=(const PatientInterrupts&) = delete;
-    static bool has_come(); // since the program began
-
-private:
-    std::array<struct sigaction, 3> before{};
-};

@@ -166,6 +166,15 @@ class Play(Companion):
         self.assertLess(accepted, count)
         self.assertEqual(list(range(accepted)), [group["protgroup"] for group in self.json("protgroups")["protgroups"]])
 
+    def test_a_signal_that_is_ignored_stays_ignored(self):
+        """As below nohup, when the terminal goes."""
+        path = self.file("".join(f"create vlan v{i}\n" for i in range(20)))
+        before = signal.signal(signal.SIGHUP, signal.SIG_IGN)
+        try:
+            status, output, _ = self.on_terminal(path, signal.SIGHUP)
+        finally:
+            signal.signal(signal.SIGHUP, before)
+        self.assertEqual((0, "20 of 20 sentences accepted\n"), (status, output))
 
     def test_what_ends_a_dry_run_leaves_no_copy(self):
         path = self.file("".join(f"create protgroup {i}\n" for i in range(5000)))
@@ -187,7 +196,6 @@ class Play(Companion):
         for line in ("emuswitch play x", "emuswitch", "emuswitch show"):
             self.assertIn("<stdin>:1:1: error: a file of sentences can have emuswitch call,",
                           self.emuswitch("play", "-", text=line, status=1).stderr)
-
 
     def test_a_silent_sentence_is_ignored_not_accepted(self):
         path = self.file("set ether 1 colour blue\ncreate vlan a\n")
