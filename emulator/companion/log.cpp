@@ -76,7 +76,8 @@ private:
     bool with_times;
 };
 
-// Behind the bracket that closes the operands of a call. Words among them stand in quotes.
+// Behind the bracket that closes the operands of a call, or the dots that end those of a long one. Words among them
+// stand in quotes.
 size_t end_of_operands(const std::string& call) {
     bool is_quoted = false;
     for (size_t at = 0; at < call.size(); ++at) {
@@ -87,7 +88,9 @@ size_t end_of_operands(const std::string& call) {
         else if (call[at] == ')' && !is_quoted)
             return at + 1;
     }
-    return call.size();
+    const std::string dots = "...";
+    const size_t cut = call.rfind(dots);
+    return cut == std::string::npos ? call.size() : cut + dots.size();
 }
 
 // The number behind a word of what a call answered, as in " = -1 status 1202".

@@ -174,6 +174,13 @@ class Streams(OnSwitch):
         text = re.findall(r"^(?:# )?> (.*)$", self.emuswitch("log"), re.M)
         self.assertEqual(text, [call["call"] for call in calls])
 
+    def test_what_became_of_a_call_whose_operands_are_too_long_for_the_log(self):
+        for length in (4010, 6000):
+            self.emuswitch("exec", "tolvane", "create", "vlan", "a = 5 status 6 " + length * "b")
+        calls = self.lines("log", "log", "--json")
+        self.assertEqual(2 * [("brgfdb_create_vlan", -1, 1403)],
+                         [(call["function"], call["result"], call["status"]) for call in calls])
+
     def test_the_events(self):
         self.fill()
         events = self.lines("events", "events", "--json")
