@@ -19,13 +19,16 @@ namespace {
 
 volatile std::sig_atomic_t is_interrupted = 0;
 
-// The second one ends the program at once.
+// The second one ends the program at once. A signal that was ignored at the start stays ignored.
 void stop_at_interrupt() {
     struct sigaction action {};
     action.sa_handler = [](int) { is_interrupted = 1; };
     action.sa_flags = static_cast<int>(SA_RESETHAND);
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+        struct sigaction before {};
+        sigaction(number, nullptr, &before);
+        if (before.sa_handler != SIG_IGN) sigaction(number, &action, nullptr);
+    }
 }
 
 struct ReplayOptions {

@@ -156,17 +156,26 @@ class Replay(unittest.TestCase):
                       "there\n", done.stderr)
         self.assertGreater((self.folder / "out.pcapng").stat().st_size, 500)
 
-    def test_an_interrupt_ends_it_while_it_waits_for_a_pipe(self):
-        with subprocess.Popen([EMUSWITCH, "replay", "2=-", "-o", "out.pcapng"], cwd=self.folder, env=self.environment,
-                              stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE) as process:
-            process.stdin.write(pcap([(0, frame(1)), (1, frame(1))]))
-            process.stdin.flush()
-            wait_until_it_reads(process)
-            process.send_signal(signal.SIGINT)
-            printed, said = (stream.read().decode() for stream in (process.stdout, process.stderr))
-        self.assertEqual((1, "emuswitch: standard input: interrupted\n"), (process.returncode, said))
-        self.assertIn("2 frames in", printed)
-        self.assertGreater((self.folder / "out.pcapng").stat().st_size, 300)
+    def test_what_ends_it_while_it_waits_for_a_pipe(self):
+        """What came is told, and the copy of the switch that sentences change is removed."""
+        (self.folder / "changes.play").write_text("at 1000 create vlan guests vid 20\n")
+        copies = self.folder / "copies"
+        copies.mkdir()
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+            with self.subTest(signal=number), subprocess.Popen(
+                    [EMUSWITCH, "replay", "2=-", "-o", "out.pcapng", "--play", "changes.play"], cwd=self.folder,
+                    env={**self.environment, "TMPDIR": str(copies)}, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                    stderr=subprocess.PIPE) as process:
+                process.stdin.write(pcap([(0, frame(1)), (1, frame(1))]))
+                process.stdin.flush()
+                wait_until_it_reads(process)
+                process.send_signal(number)
+                printed, said = (stream.read().decode() for stream in (process.stdout, process.stderr))
+                process.wait()
+                self.assertEqual((1, "emuswitch: standard input: interrupted\n"), (process.returncode, said))
+                self.assertIn("2 frames in", printed)
+                self.assertGreater((self.folder / "out.pcapng").stat().st_size, 300)
+                self.assertEqual([], list(copies.iterdir()))
 
     def test_a_terminal_shows_how_far_it_is_and_is_left_clean(self):
         self.write("in.pcap", [(i / 1e5, frame(1)) for i in range(20000)])
