@@ -65,7 +65,10 @@ pid_t start(const std::vector<std::string>& command, const posix_spawn_file_acti
 } // namespace
 
 PrivateFolder::PrivateFolder() {
-    std::string pattern = (fs::temp_directory_path() / "emuswitch-XXXXXX").string();
+    std::error_code none;
+    const fs::path place = fs::temp_directory_path(none);
+    if (none) throw Failure("there is no folder for temporary files (" + none.message() + "); set TMPDIR to one");
+    std::string pattern = (place / "emuswitch-XXXXXX").string();
     if (mkdtemp(pattern.data()) == nullptr)
         throw Failure(pattern + ": a temporary folder cannot be made (" + strerror(errno) + "); set TMPDIR");
     folder = pattern;

@@ -186,6 +186,12 @@ class Play(Companion):
             self.assertEqual([], list(self.folder.glob("emuswitch-*")), "the copy is removed")
         self.assertEqual([], self.json("protgroups")["protgroups"])
 
+    def test_no_folder_for_a_copy_is_told(self):
+        path = self.file("create vlan a\n")
+        self.environment["TMPDIR"] = str(self.folder / "nowhere")
+        self.assertEqual("emuswitch: there is no folder for temporary files (No such file or directory); set TMPDIR to one\n",
+                         self.emuswitch("play", "-n", path, status=1).stderr)
+
     def test_lines_for_emuswitch_stand_between_sentences(self):
         path = self.file("emuswitch limit vlans 1\ncreate vlan a\ncreate vlan b\nemuswitch lag 7 on\n")
         result = self.emuswitch("play", "-k", path, status=1)

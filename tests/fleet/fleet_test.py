@@ -18,7 +18,7 @@ SWITCHES = int(os.environ.get("SWITCHES", "4"))
 
 class Fleet:
     def __init__(self, folder, count=SWITCHES):
-        self.folder = pathlib.Path(folder) / "fleet"
+        self.folder = pathlib.Path(folder) / "a fleet"
         programs = [str(pathlib.Path(os.environ[name]).parent) for name in ("COMPANION", "TOLVANE")]
         self.environment = {
             "PATH": ":".join([*programs, os.environ["PATH"]]), "HOME": str(folder), "TMPDIR": str(folder),
