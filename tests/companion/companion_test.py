@@ -134,7 +134,7 @@ class Play(Companion):
                                    text=True)
         os.close(slave)
         shown = b""
-        while select.select([master], [], [], 60)[0]:
+        while True:
             try:
                 piece = os.read(master, 4096)
             except OSError:  # the terminal is closed
