@@ -513,15 +513,30 @@ TEST_F(ConfigurationTest, a_value_out_of_its_domain_is_told_as_damage) {
     brgfdb_create_classify_profile(1, &status);
     ClassifyRule rule{};
     brgfdb_add_classify_action_to_profile(1, 1, &rule, &status);
-    ask("PRAGMA ignore_check_constraints = ON; UPDATE classify_rule SET color = 100");
-    Database database(store);
-    try {
-        const ConfigurationReader reader(database);
-        FAIL() << "taken";
-    } catch (const Failure& failure) {
-        EXPECT_EQ(failure.what(), store.string() +
-                                      ": damaged (color cannot be 100); move it away, the next sentence makes an "
-                                      "empty switch");
+    const struct {
+        const char* table;
+        const char* column;
+        int wrong;
+        int right;
+    } rows[] = {{"classify_rule", "color", 100, 0},
+                {"port", "aging", 59, 300},
+                {"port", "enabled", 2, 1},
+                {"port", "pvid", 4095, 0},
+                {"vlan", "learning_limit", 50001, 0}};
+    for (const auto& row : rows) {
+        const std::string set =
+            std::string("PRAGMA ignore_check_constraints = ON; UPDATE ") + row.table + " SET " + row.column + " = ";
+        ask(set + std::to_string(row.wrong));
+        Database database(store);
+        try {
+            const ConfigurationReader reader(database);
+            ADD_FAILURE() << row.column << " is taken";
+        } catch (const Failure& failure) {
+            EXPECT_EQ(failure.what(), store.string() + ": damaged (" + row.column + " cannot be " +
+                                          std::to_string(row.wrong) +
+                                          "); move it away, the next sentence makes an empty switch");
+        }
+        ask(set + std::to_string(row.right));
     }
 }
 
