@@ -402,6 +402,31 @@ TEST(Shares, OfARatioOfNothingAreWhatIsLeft) {
     EXPECT_EQ(load.bytes[0], 0U);
 }
 
+TEST(Shares, OfNothingGoBeforeThoseOfALowerPriority) {
+    Bench bench;
+    Stream& stream = bench.add_stream(0, false, 0);
+    Bench::add_queue(stream, 0, 2, 0);
+    Bench::add_queue(stream, 1, 1, 5);
+    bench.adopt();
+    Load load(bench, {{Bench::to_queue(0, 0), 1000}, {Bench::to_queue(0, 1), 1000}});
+    load.run(second);
+    EXPECT_EQ(load.bytes[1], 0U);
+}
+
+// The finest share has the widest steps of virtual time, of which 64 bits hold those of less than a second.
+TEST(Shares, StayEvenForEver) {
+    Bench bench;
+    Stream& stream = bench.add_stream(0, false, 0);
+    for (uint8_t traffic_class = 0; traffic_class < 2; ++traffic_class)
+        Bench::add_queue(stream, traffic_class, 2, 1);
+    Bench::add_queue(stream, 2, 2, 2147483647);
+    Bench::add_queue(stream, 3, 2, 2147483629);
+    bench.adopt();
+    Load load(bench, {{Bench::to_queue(0, 0), 1514}, {Bench::to_queue(0, 1), 757}});
+    load.run(3 * second);
+    EXPECT_NEAR(static_cast<double>(load.bytes[0] / 1514 * 1518), static_cast<double>(load.bytes[1] / 757 * 761), 1518);
+}
+
 TEST(Shares, OfStreamsWithOnePriorityAreEven) {
     Bench bench;
     std::vector<std::pair<Output, uint32_t>> flows;
@@ -417,6 +442,26 @@ TEST(Shares, OfStreamsWithOnePriorityAreEven) {
         EXPECT_NEAR(static_cast<double>(load.bytes[i] / lengths[i] * (lengths[i] + 4)) /
                         static_cast<double>(load.bytes[0] / 60 * 64),
                     1, 1e-3);
+}
+
+// As with queues: who comes back has no claim on the time that it was away.
+TEST(Shares, OfStreamsStartAnewAfterARest) {
+    Bench bench;
+    bench.qos.streams.reserve(2);
+    for (uint16_t index = 0; index < 2; ++index)
+        Bench::add_queue(bench.add_stream(index, false, 4), 0, 0, 1);
+    bench.adopt();
+    Load load(bench, {{Bench::to_queue(0, 0), 1000}});
+    load.run(second);
+    for (FrameHandle i = 0; i < 8; ++i)
+        bench.egress.enqueue(Bench::to_queue(1, 0), 1000, 1, second);
+    for (FrameHandle i = 0; i < 4; ++i)
+        bench.egress.enqueue(Bench::to_queue(0, 0), 1000, 0, second);
+    bench.run_before(second + 8 * 1024 * byte_time);
+    uint32_t of_first = 0;
+    for (const Sent& sent : bench.sent)
+        of_first += sent.handle == 0 ? 1U : 0U;
+    EXPECT_NEAR(of_first, 4, 1);
 }
 
 // A queue that comes back after a rest has no claim on the time that it was away, and does not wait for it either.
