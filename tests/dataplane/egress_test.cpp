@@ -641,6 +641,16 @@ TEST(EarlyDrop, FollowsItsCurve) {
     }
 }
 
+TEST(EarlyDrop, OfAQueueBeginsAtItsThreshold) {
+    Bench bench({0, 100'000'000, 16});
+    Bench::add_queue(bench.add_stream(0, true, 0), 0, 0, 1, 2000).drop[0] = {50, 0, 50, 0};
+    bench.adopt();
+    const Output output = Bench::to_queue(0, 0);
+    EXPECT_EQ(bench.egress.enqueue(output, 999, 1, 0), DropReason::none);
+    EXPECT_EQ(bench.egress.enqueue(output, 1, 2, 0), DropReason::none) << "49.95 % are less than the threshold";
+    EXPECT_EQ(bench.egress.enqueue(output, 60, 3, 0), DropReason::red);
+}
+
 TEST(EarlyDrop, OfTheLongestQueueFollowsTheSameCurve) {
     const DropPolicy policy{20, 5, 80, 50};
     for (uint32_t trial = 0; trial < 4000; ++trial) {
