@@ -8,6 +8,7 @@
 #include <linux/capability.h>
 #include <sched.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -54,6 +55,7 @@ void ask_for_short_turns() {
     } attributes{};
     attributes.size = sizeof attributes;
     attributes.policy = SCHED_OTHER;
+    attributes.nice = getpriority(PRIO_PROCESS, 0); // stays what it is
     attributes.runtime = 100'000;
     syscall(SYS_sched_setattr, 0, &attributes, 0);
 }
