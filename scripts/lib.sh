@@ -39,7 +39,7 @@ need_packages() {
     install -y --no-install-recommends "${missing[@]}"
 }
 
-build_packages=(g++ cmake ninja-build libsqlite3-dev libcli11-dev nlohmann-json3-dev netbase)
+build_packages=(g++ cmake ninja-build libsqlite3-dev libcli11-dev libedit-dev nlohmann-json3-dev netbase)
 test_packages=(libgtest-dev graphviz python3 mandoc libxml2-utils bash-completion strace mypy ansible-core)
 variant_packages=(clang libclang-rt-14-dev) # the other compiler, the fuzzer; the sanitizers come with g++
 lint_packages=(clang clang-format clang-tidy cppcheck shellcheck pyflakes3)

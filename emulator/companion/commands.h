@@ -20,6 +20,7 @@ void add_check(CommandLine& line);
 void add_diff(CommandLine& line);
 void add_apply(CommandLine& line);
 void add_exec(CommandLine& line); // and run
+void add_shell(CommandLine& line);
 
 // Forwarding frames
 void add_live(CommandLine& line);

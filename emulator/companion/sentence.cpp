@@ -100,16 +100,6 @@ void take_time(Sentence& sentence) {
         sentence.text += (sentence.text.empty() ? "" : " ") + quote_word(word);
 }
 
-Sentence sentence_of(size_t line, const std::string& text) {
-    Sentence sentence{line, text, {}, {}};
-    for (Word& word : split_line(text)) {
-        sentence.words.push_back(std::move(word.text));
-        sentence.columns.push_back(word.column);
-    }
-    sentence.columns.push_back(text.find_last_not_of(" \t\r") + 2);
-    return sentence;
-}
-
 SentenceFile read_lines(std::istream& in, bool is_timed) {
     SentenceFile file;
     std::string text;
@@ -148,6 +138,16 @@ std::vector<Sentence> only_sentences(const std::string& name, bool is_timed) {
 }
 
 } // namespace
+
+Sentence sentence_of(size_t line, const std::string& text) {
+    Sentence sentence{line, text, {}, {}};
+    for (Word& word : split_line(text)) {
+        sentence.words.push_back(std::move(word.text));
+        sentence.columns.push_back(word.column);
+    }
+    sentence.columns.push_back(text.find_last_not_of(" \t\r") + 2);
+    return sentence;
+}
 
 std::string finding_text(const std::string& file, const Finding& finding) {
     return (file == "-" ? "<stdin>" : file) + ":" + std::to_string(finding.line) + ":" +

@@ -30,6 +30,9 @@ struct SentenceFile {
     std::vector<Finding> errors; // lines that are none
 };
 
+// The sentence of a line, which has no words where the line is blank. Throws `BadLine`.
+Sentence sentence_of(size_t line, const std::string& text);
+
 // One sentence a line; blank lines and comments behind # are left out. Lines for this program that bring about what no
 // sentence can (`emuswitch limit ports 8`) are sentences too. "-" is standard input. Throws `Failure` where there is no
 // such file.

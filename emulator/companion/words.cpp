@@ -107,3 +107,17 @@ std::vector<std::string> split_words(const std::string& line) {
         words.push_back(std::move(word.text));
     return words;
 }
+
+size_t start_of_last_word(const std::string& line) {
+    bool is_quoted = false;
+    size_t start = 0;
+    for (size_t at = 0; at < line.size(); ++at) {
+        if (is_quoted && line[at] == '\\')
+            ++at;
+        else if (line[at] == '"' && (is_quoted || at == start))
+            is_quoted = !is_quoted;
+        else if (!is_quoted && is_blank(line[at]))
+            start = at + 1;
+    }
+    return start;
+}

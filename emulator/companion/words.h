@@ -28,3 +28,6 @@ std::vector<Word> split_line(const std::string& line);
 
 // The same without the columns.
 std::vector<std::string> split_words(const std::string& line);
+
+// Where the word begins in which a line ends, be it whole or not; behind a blank that is the end of the line.
+size_t start_of_last_word(const std::string& line);

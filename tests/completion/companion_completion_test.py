@@ -116,7 +116,7 @@ class Function(Completion):
             self.assertEqual({"create"}, self.bash.offers(command, "tolvane", "cr"))
             self.assertEqual({"npport"}, self.bash.offers(command, "/usr/sbin/tolvane", "create", "port", "1", ""))
             self.assertEqual({"in"}, self.bash.offers(command, "tolvane", "delete", "sfdbentry", "00:11:22:33:44:55", ""))
-            self.assertEqual({"show"}, self.bash.offers(command, "emuswitch", "sh"))
+            self.assertEqual({"show", "shell"}, self.bash.offers(command, "emuswitch", "sh"))
             self.assertEqual({"create"}, self.bash.offers(command, "--", "tolvane", "cr"))
 
     def test_nothing_where_the_words_before_are_wrong(self):
@@ -128,7 +128,7 @@ class Function(Completion):
 class Interactive(Completion):
     def complete_some_commands(self, terminal):
         for typed, line in (
-            ("sh\tvl\t--j\t", "show vlans --json "),
+            ("sho\tvl\t--j\t", "show vlans --json "),
             ("lim\trul\t7", "limit rules_per_clslist 7"),
             ("fa\t--ti\t2 brgfdb_create_vl\t14", "fail --times 2 brgfdb_create_vlan 14"),
             ("lea\t00:11:22:33:44:55 in\t10\t", r"learn 00:11:22:33:44:55 in\ side 103 "),
