@@ -20,7 +20,7 @@ struct MatchField {
     constexpr uint32_t full_mask() const { return word == 4 ? 0xffffffffU : (1U << (8 * word)) - 1; }
 };
 
-constexpr MatchField match_fields[] = {
+inline constexpr MatchField match_fields[] = {
     {"da", rule_field::destination_address, offsetof(ClassifyRule, destination_address), 4, MatchStyle::address},
     {"sa", rule_field::source_address, offsetof(ClassifyRule, source_address), 4, MatchStyle::address},
     {"tos", rule_field::tos, offsetof(ClassifyRule, tos), 1, MatchStyle::decimal},
