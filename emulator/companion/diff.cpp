@@ -2,7 +2,9 @@
 #include "companion/command_line.h"
 #include "companion/commands.h"
 #include "companion/difference.h"
+#include "companion/json_text.h"
 #include "companion/switch_file.h"
+#include "companion/words.h"
 
 #include <iostream>
 
@@ -11,11 +13,20 @@ namespace {
 struct Words {
     std::string from;
     std::string wanted;
+    bool as_json = false;
 };
 
 constexpr int equal = 0;
 constexpr int different = 1;
 constexpr int trouble = 2; // of diff(1), whose statuses these are
+
+// A line is a sentence, or a remark behind # and a blank.
+std::string json_of(const std::string& line) {
+    if (line.starts_with("#"))
+        return json_line(
+            {{"sentence", nullptr}, {"words", nullptr}, {"remark", line.substr(line.find_first_not_of("# "))}});
+    return json_line({{"sentence", line}, {"words", split_words(line)}, {"remark", nullptr}});
+}
 
 int print_difference(const Words& words) {
     if (words.from == "-" && words.wanted == "-") throw WrongUse("diff can read one of the two from standard input");
@@ -23,7 +34,7 @@ int print_difference(const Words& words) {
         const SwitchModel from = read_switch(words.from);
         const std::vector<std::string> lines = difference(from, read_switch(words.wanted));
         for (const std::string& line : lines)
-            std::cout << line << "\n";
+            std::cout << (words.as_json ? json_of(line) : line + "\n");
         if (!std::cout.flush()) throw Failure("standard output cannot be written");
         return lines.empty() ? equal : different;
     } catch (const std::exception& problem) {
@@ -39,6 +50,7 @@ void add_diff(CommandLine& line) {
     line.add("diff", "Print the sentences that make one switch of another")
         .operand("from", words->from, "The file of a switch, or of sentences; - for sentences on standard input")
         .operand("wanted", words->wanted, "What it shall become, likewise")
+        .flag("--json", words->as_json, "For programs: an object on a line for each sentence or remark")
         .footer("A file that begins as SQLite files do is a switch. Any other is taken as sentences, as config prints\n"
                 "them, and played on an empty switch. The lines are the fewest that leave alone what both switches\n"
                 "have; what cannot be changed where it stands is made anew, which a remark behind # tells.\n\n"

@@ -233,6 +233,20 @@ emuswitch limit vlans 7
         self.assertEqual({"sentences": 3, "accepted": 1, "ignored": 0, "refused": 1, "not_played": 1, "interrupted": False,
                           "dry_run": True}, told[-1])
 
+    def test_a_difference(self):
+        wanted = self.folder / "wanted.play"
+        wanted.write_text(f'{SERVICE.read_text()}\n{MORE}\ncreate vlan "in side"\n')
+        self.emuswitch("play", str(SERVICE))
+        words = ("diff", str(self.folder / "switch.db"), str(wanted))
+        told = self.lines("diff", *words, "--json", status=1)
+        plain = subprocess.run([EMUSWITCH, *words], capture_output=True, check=False).stdout.decode(errors="replace")
+        self.assertEqual(plain.splitlines(), [line["sentence"] or "# " + line["remark"] for line in told])
+        self.assertIn(["create", "vlan", "in side"], [(line["words"] or [])[:3] for line in told])
+        self.assertIn("\uf7fc", [word for line in told for word in line["words"] or []])
+        self.assertEqual([], self.lines("diff", "diff", "--json", str(wanted), str(wanted)))
+        back = self.lines("diff", "diff", "--json", str(wanted), str(SERVICE), status=1)
+        self.assertTrue([line["remark"] for line in told + back if line["remark"]])
+
 
 class Schemas(unittest.TestCase):
     def test_each_is_sound_and_refuses_what_is_wrong(self):
