@@ -3,6 +3,7 @@
 #include "companion/commands.h"
 #include "companion/database.h"
 #include "companion/names.h"
+#include "companion/nearest.h"
 #include "companion/topics.h"
 
 #include <iostream>
@@ -19,11 +20,20 @@ struct Words {
     bool as_json = false;
 };
 
+std::string nearest_limit(Database& database, const std::string& name) {
+    std::vector<std::string> known;
+    Query rows(database, "SELECT name FROM limits ORDER BY name");
+    while (rows.next())
+        known.push_back(rows.text("name"));
+    return did_you_mean(name, known);
+}
+
 void set_limit(const std::string& name, int64_t value) {
     Database database;
     Transaction transaction(database);
     if (database.change("UPDATE limits SET value = ? WHERE name = ?", {value, name}) == 0)
-        throw Failure("there is no limit \"" + shown(name) + "\"; emuswitch show limits lists them");
+        throw Failure("there is no limit \"" + shown(name) + "\"" + nearest_limit(database, name) +
+                      "; emuswitch show limits lists them");
     transaction.commit();
 }
 

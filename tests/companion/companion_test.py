@@ -804,7 +804,8 @@ class Doing(Companion):
                                   (("lag", "1", "on"), 'port 1 is a member of VLAN "in side"'),
                                   (("ipif", "1", "on"), 'VLAN "in side" of port 1 has port 2 too'),
                                   (("lag", "9", "on"), "there is no port 9"),
-                                  (("limit", "moons", "3"), 'there is no limit "moons"'),
+                                  (("limit", "moons", "3"), 'there is no limit "moons"; emuswitch show limits'),
+                                  (("limit", "vlan", "3"), 'there is no limit "vlan", did you mean "vlans"?'),
                                   (("fail", "brgfdb_fly", "1"), 'no library has a function "brgfdb_fly"')):
             self.assertIn(reason, self.emuswitch(*arguments, status=1).stderr)
 

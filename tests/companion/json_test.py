@@ -162,6 +162,8 @@ class Streams(OnSwitch):
     def test_the_log(self):
         self.emuswitch("play", "-k", "-", text='create vlan "a) = 5 status 6" vid 10\ncreate vlan "a) = 5 status 6"\n'
                        "create port 1 npport 1 portType ether\n", status=1)
+        self.emuswitch("play", "-",
+                       text="create clslist 1\nadd classify 1/0/green normal x x x udp x x x x x x to clslist 1\n")
         self.emuswitch("call", "brgfdb_delete_vlan", "99", status=1)
         calls = self.lines("log", "log", "--json")
         self.assertEqual([("tolvane", "brgfdb_create_vlan", 0, None), ("tolvane", "qual_register", 0, None),
@@ -169,7 +171,9 @@ class Streams(OnSwitch):
                          [(call["program"], call["function"], call["result"], call["status"]) for call in calls[:3]])
         self.assertEqual(("emuswitch", "call brgfdb_delete_vlan 99", 103),
                          (calls[-1]["program"], calls[-1]["sentence"], calls[-1]["status"]))
-        self.assertEqual(3 + 1, len({call["run"] for call in calls}), "a run is a sentence")
+        self.assertIn(("getprotobyname", 0, None),
+                      [(call["function"], call["result"], call["status"]) for call in calls])
+        self.assertEqual(3 + 2 + 1, len({call["run"] for call in calls}), "a run is a sentence")
         # The text for people tells the same calls.
         text = re.findall(r"^(?:# )?> (.*)$", self.emuswitch("log"), re.M)
         self.assertEqual(text, [call["call"] for call in calls])
