@@ -205,7 +205,10 @@ TEST_F(Mirrors, AFilterWantsStreamClassAndColor) {
     EXPECT_EQ(why_skipped(1, frame_of(reserved_base, anna, {}, arp)), number_of(MirrorSkip::not_classified));
     mirror.is_filtered = false;
     device.apply();
+    EXPECT_TRUE(is_copied(1, in_20));
     EXPECT_TRUE(is_copied(1, frame_of(reserved_base, anna, {}, arp)));
+    const Output& copied = device.outcome.outputs.back();
+    EXPECT_EQ(copied.stream + copied.traffic_class + copied.color, 0) << "not those of the frame before";
 }
 
 TEST_F(Mirrors, AFilterOfWhatIsSentWantsTheClassOfTheSendingPort) {
