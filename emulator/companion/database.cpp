@@ -151,6 +151,27 @@ Database Database::snapshot() {
     return memory;
 }
 
+Database Database::copy_of(const std::filesystem::path& path) {
+    Database store{Unjudged{}, path};
+    Database memory{in_memory, path};
+    store.copy(memory.connection.get());
+    memory.bring_up_to_date();
+    return memory;
+}
+
+// The store has been read from a file that may be any.
+void Database::bring_up_to_date() {
+    const int64_t application = number("SELECT application_id FROM pragma_application_id");
+    const int64_t found = number("SELECT user_version FROM pragma_user_version");
+    if (application != emulator::store::application_id || found < 1)
+        throw Failure(file.string() + ": not the store of an emulated switch");
+    if (found > emulator::store::version)
+        throw Failure(file.string() + ": made by a later emuswitch (version " + std::to_string(found) +
+                      ", this one knows " + std::to_string(emulator::store::version) + "); use that one");
+    for (int64_t step = found; step < emulator::store::version; ++step)
+        script(store_migrations[step - 1]);
+}
+
 Database Database::image(const Database& store, const char* file_system) {
     return {file_system, store.file};
 }

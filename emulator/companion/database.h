@@ -95,6 +95,9 @@ public:
     explicit Database(const std::filesystem::path& path);
     // What the store held at one moment, in memory: whoever reads it may take long, and keeps nobody waiting.
     static Database snapshot();
+    // Likewise of any file that holds a store, which is read and no more: of an earlier version, and one that this user
+    // may not write, too. Locks of SQLite alone keep writers away meanwhile.
+    static Database copy_of(const std::filesystem::path& path);
     // A connection to an image of the store (companion/store_image.h), whose failures name the store.
     static Database image(const Database& store, const char* file_system);
     // A new switch, in memory.
@@ -122,7 +125,10 @@ private:
     struct InMemory {};
     static constexpr InMemory in_memory{};
     Database(InMemory, std::filesystem::path of) : file(std::move(of)) { open(":memory:"); }
+    struct Unjudged {};
+    Database(Unjudged, std::filesystem::path of) : file(std::move(of)) { open(std::filesystem::absolute(file)); }
     Database(const char* file_system, std::filesystem::path of) : file(std::move(of)) { open("image", file_system); }
+    void bring_up_to_date();
     void open(const std::string& name, const char* file_system = nullptr);
     void copy(sqlite3* target);
 

@@ -63,7 +63,9 @@ SwitchModel read_switch(const std::string& file) {
     if (!fs::exists(status))
         throw Failure(file + ": there is no such file; name a switch's store, or a file of sentences");
     if (fs::is_directory(status)) throw Failure(file + ": is a folder; name a switch's store, or a file of sentences");
-    return is_store(file) ? read_store(file) : play_on_empty_switch(file);
+    if (!is_store(file)) return play_on_empty_switch(file);
+    Database copy = Database::copy_of(file);
+    return SwitchModel(copy);
 }
 
 std::string say_to(const std::string& store, const std::string& line) {

@@ -18,7 +18,6 @@ namespace emulator {
 
 namespace {
 
-constexpr uint32_t application_id = 1701671799; // as the schema sets it
 
 const char* variable(const char* name) {
     const char* value = getenv(name);
@@ -148,7 +147,7 @@ int32_t judge_store_file(const char* path, int file, uint32_t& version) {
     if (count < 0) return complain(path, refusal::unwritable, "cannot be read (%s); see to its disk", strerror(errno));
     if (count == 0) return 0; // made, but not written yet
     if (count < static_cast<ssize_t>(sizeof header) || memcmp(header, "SQLite format 3", 16) != 0 ||
-        big_endian_word(header + 68) != application_id)
+        big_endian_word(header + 68) != store::application_id)
         return complain_of(path, nullptr, SQLITE_NOTADB);
     version = big_endian_word(header + 60);
     if (version > store::version)

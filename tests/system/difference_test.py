@@ -6,6 +6,7 @@ single sentences each life is compared before and after.
 
 import contextlib
 import os
+import pathlib
 import re
 import sqlite3
 import sys
@@ -18,6 +19,7 @@ from switch import Switch
 PAIRS = int(os.environ.get("PAIRS", "6"))
 FIRST_PAIR = int(os.environ.get("FIRST_PAIR", "1"))
 STEPS = int(os.environ.get("STEPS", "25"))
+VERSION_1 = pathlib.Path(__file__).resolve().parents[1] / "emulator/version1.sql"
 
 # What can be changed, but not be taken back, so that the way back has to make an object anew.
 LASTING = re.compile(r"set (port \d+ (link_|cosmap)|queue \S+ color|color |mirror )")
@@ -99,6 +101,29 @@ class Differences(unittest.TestCase):
             self.assertEqual((1, [], [remark]), difference(one, one.store, other.store))
             self.assertEqual(f"{remark}\n", one.companion("apply", str(other.store)).stdout)
             self.assertEqual("nothing to change\n", one.companion("apply", str(one.store)).stdout)
+
+    def test_a_store_that_is_named_is_read_and_no_more(self):
+        sentences = "create vlan old vid 10\ncreate port 1 npport 1 portType ether\n"
+        with Switch() as switch:
+            switch.play(sentences)
+            named = pathlib.Path(switch.folder) / "of version 1.db"
+            with contextlib.closing(sqlite3.connect(named)) as store:
+                store.executescript(VERSION_1.read_text())
+            before = named.read_bytes()
+            lines = difference(switch, named, switch.store)[1]
+            self.assertIn("delete vlan", " ".join(difference(switch, switch.store, named)[1]))
+            self.assertIn("create vlan old vid 10", lines)
+            self.assertEqual(before, named.read_bytes())
+            self.assertEqual([], [path.name for path in named.parent.glob("of version*-*")])
+            for change, said in (("PRAGMA user_version = 4", "made by a later emuswitch (version 4, this one knows 3)"),
+                                 ("PRAGMA user_version = 0", "not the store of an emulated switch"),
+                                 ("PRAGMA application_id = 1", "not the store of an emulated switch")):
+                named.write_bytes(before)
+                with contextlib.closing(sqlite3.connect(named)) as store:
+                    store.execute(change)
+                done = switch.companion("diff", str(named), str(switch.store), check=False)
+                self.assertEqual(2, done.returncode, done.stdout)
+                self.assertIn(f"emuswitch: {named}: {said}", done.stderr)
 
     @staticmethod
     def has_short_way_back(sentence):
