@@ -13,12 +13,10 @@ using namespace live;
 
 namespace {
 
-constexpr Range any_rate{0, 100'000'000'000};
-
 struct LiveWords {
     std::vector<std::string> bindings;
     std::string record;
-    int64_t line_rate = 0;
+    int64_t line_rate = 0; // Mbit/s
 };
 
 Binding read_binding(const std::string& word) {
@@ -75,7 +73,7 @@ int run_switch(const LiveWords& words, const std::vector<PreparedPort>& prepared
     LiveOptions options;
     options.store = store_path();
     options.record = words.record;
-    options.line_rate = static_cast<uint64_t>(words.line_rate);
+    options.line_rate = static_cast<uint64_t>(words.line_rate) * 1'000'000;
     std::vector<OpenPort> opened = open_ports(prepared);
     const std::string no_priority = take_priority();
     options.has_priority = no_priority.empty();
@@ -104,7 +102,8 @@ void add_live(CommandLine& line) {
     line.add("live", "Forward real frames between network interfaces, as the switch is configured")
         .operands("binding", words->bindings, "PORT=INTERFACE, or PORT=tap:INTERFACE for a virtual machine")
         .option("--record <file>", words->record, "Write all that comes and goes to this pcapng, - for standard output")
-        .option("--line-rate <bit/s>", words->line_rate, any_rate, "Send no faster than so many bit/s on each line")
+        .option("--line-rate <rate>", words->line_rate, {0, 1'000'000},
+                "Mbit/s of each interface; 0: no limit, as untold")
         .footer("Goes on until interrupted; then the interfaces are as they were. Needs root, or unshare -Urn.\n\n"
                 "Example:\n  emuswitch live 1=veth1 2=veth2 101=tap:vm1")
         .runs([words] { return run_live(*words); });

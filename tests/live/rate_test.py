@@ -87,9 +87,9 @@ class Rate(Wires):
         print(f"{sentences}: {sent} in {looks[-1][1]:.3f} s, at most {self.bound(looks[-1][1]):.1f}; "
               f"{dropped} found the queue full")
 
-    def shape(self, sentences):
+    def shape(self, sentences, options=()):
         self.play(sentences)
-        self.start()
+        self.start(options=options)
         self.hosts[2].send(frame(2))  # known from now on
         self.hosts[1].expect(frame(2))
         began = time.monotonic()
@@ -104,6 +104,9 @@ class Rate(Wires):
     def test_a_shaper_of_a_stream(self):
         self.shape("create stream 2/1 qostype pq\ncreate queue 2/1/0\nset port 1 default_class 1/0/green\n"
                    f"set stream 2/1 shaping on rate 64-{RATE} burst 1-4 kbyte\n")
+
+    def test_a_line_of_a_rate(self):
+        self.shape("set port 1 ingfil on\n", ["--line-rate", str(RATE // 1000)])
 
 
 if __name__ == "__main__":
