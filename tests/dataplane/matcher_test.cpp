@@ -213,6 +213,21 @@ TEST(Matcher, FindsTheFirstOfTwo) {
     EXPECT_EQ(Matcher(rules).find(values), 80U);
 }
 
+// More rules than one index holds.
+TEST(Matcher, FindsTheOnlyOneOfVeryMany) {
+    constexpr auto count = static_cast<uint32_t>(2 * RuleIndex::capacity + 1);
+    std::vector<Rule> rules(count);
+    for (uint32_t place = 0; place < count; ++place)
+        rules[place].matches.push_back({Field::source_ip, place, place});
+    const Matcher matcher(rules);
+    FieldValues values;
+    values.present = 1U << static_cast<unsigned>(Field::source_ip);
+    for (const uint32_t place : {0U, count / 2 - 1, count / 2, count / 2 + 1, count - 2, count - 1}) {
+        values.value[static_cast<size_t>(Field::source_ip)] = place;
+        EXPECT_EQ(matcher.find(values), place);
+    }
+}
+
 TEST(Matcher, ARuleWithoutMatchesMatchesAnyFrame) {
     std::vector<Rule> rules(20);
     for (size_t place = 0; place < 19; ++place)
