@@ -18,7 +18,6 @@ namespace emulator {
 
 namespace {
 
-
 const char* variable(const char* name) {
     const char* value = getenv(name);
     return value != nullptr && value[0] != '\0' ? value : nullptr;

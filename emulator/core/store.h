@@ -10,7 +10,7 @@
 
 namespace emulator::store {
 
-constexpr int version = 3; // of the schema; PRAGMA user_version
+constexpr int version = 3;                      // of the schema; PRAGMA user_version
 constexpr uint32_t application_id = 1701671799; // as the schema sets it
 
 // For whom to wait when another process holds the store and nothing changes: 20 seconds, once for all calls of a

@@ -151,6 +151,17 @@ struct Load {
     }
 };
 
+// A stream with a guarantee, its queue of class 0, and beside it stream 1/2 of a higher priority, which would take all.
+Stream& add_guaranteed(Bench& bench, uint32_t rate) {
+    bench.qos.streams.reserve(2);
+    Stream& stream = bench.add_stream(0, false, 2);
+    Bench::add_queue(stream, 0, 0, 1);
+    stream.min_rate = rate;
+    stream.min_burst = 8000;
+    Bench::add_queue(bench.add_stream(1, false, 5), 0, 0, 1);
+    return stream;
+}
+
 TEST(Line, SendsAFrameWhenItComes) {
     Bench bench;
     bench.adopt();
@@ -537,14 +548,9 @@ TEST(Shapers, OfStreamsKeepTheirCeiling) {
 // Against a stream of a higher priority that would take all, and beside its own ceiling.
 TEST(Shapers, OfStreamsKeepTheirGuarantee) {
     Bench bench;
-    bench.qos.streams.reserve(2);
-    Stream& stream = bench.add_stream(0, false, 2);
-    Bench::add_queue(stream, 0, 0, 1);
-    stream.min_rate = 12'345'000;
+    Stream& stream = add_guaranteed(bench, 12'345'000);
     stream.max_rate = 50'000'000;
-    stream.min_burst = 8000;
     stream.max_burst = 16000;
-    Bench::add_queue(bench.add_stream(1, false, 5), 0, 0, 1);
     bench.adopt();
     Load load(bench, {{Bench::to_queue(0, 0), 996}, {Bench::to_queue(1, 0), 1514}});
     load.run(5 * second);
@@ -555,12 +561,7 @@ TEST(Shapers, OfStreamsKeepTheirGuarantee) {
 
 TEST(Shapers, OfAStreamWithinItsGuaranteeGoFirst) {
     Bench bench;
-    bench.qos.streams.reserve(2);
-    Stream& stream = bench.add_stream(0, false, 2);
-    Bench::add_queue(stream, 0, 0, 1);
-    stream.min_rate = 64'000;
-    stream.min_burst = 8000;
-    Bench::add_queue(bench.add_stream(1, false, 5), 0, 0, 1);
+    add_guaranteed(bench, 64'000);
     bench.adopt();
     bench.egress.enqueue(Bench::to_queue(1, 0), 1000, 1, 0);
     bench.egress.enqueue(Bench::to_queue(0, 0), 1000, 2, 0);
@@ -572,12 +573,7 @@ TEST(Shapers, OfAStreamWithinItsGuaranteeGoFirst) {
 // What it sends while nobody else wants the line is not held against it.
 TEST(Shapers, OfStreamsKeepTheirGuaranteeAfterTheyHadMore) {
     Bench bench;
-    bench.qos.streams.reserve(2);
-    Stream& stream = bench.add_stream(0, false, 2);
-    Bench::add_queue(stream, 0, 0, 1);
-    stream.min_rate = 10'000'000;
-    stream.min_burst = 8000;
-    Bench::add_queue(bench.add_stream(1, false, 5), 0, 0, 1);
+    add_guaranteed(bench, 10'000'000);
     bench.adopt();
     Load load(bench, {{Bench::to_queue(0, 0), 996}});
     load.run(second);
@@ -747,12 +743,7 @@ TEST(Reconfiguration, KeepsWhatHasBeenSpent) {
 
 TEST(Reconfiguration, FillsNoGuaranteeAnew) {
     Bench bench;
-    bench.qos.streams.reserve(2);
-    Stream& stream = bench.add_stream(0, false, 2);
-    Bench::add_queue(stream, 0, 0, 1);
-    stream.min_rate = 64'000;
-    stream.min_burst = 8000;
-    Bench::add_queue(bench.add_stream(1, false, 5), 0, 0, 1);
+    add_guaranteed(bench, 64'000);
     bench.adopt();
     Load load(bench, {{Bench::to_queue(0, 0), 996}, {Bench::to_queue(1, 0), 1514}});
     load.run(10'000'000);
