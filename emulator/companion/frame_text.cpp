@@ -1,6 +1,7 @@
 // Frames read from words, and told in words.
 #include "companion/frame_text.h"
 
+#include "companion/names.h"
 #include "companion/words.h"
 
 #include <algorithm>
@@ -31,9 +32,9 @@ bool is_blank(char c) {
     return c == ' ' || c == '\t' || c == '\r' || c == '\n';
 }
 
-std::string shown(std::string_view word) {
+std::string in_quotes(std::string_view word) {
     constexpr size_t longest = 40;
-    return "\"" + std::string(word.substr(0, longest)) + (word.size() > longest ? "...\"" : "\"");
+    return "\"" + shown(word.substr(0, longest)) + (word.size() > longest ? "...\"" : "\"");
 }
 
 // --- Words to bytes ---
@@ -92,7 +93,7 @@ private:
 };
 
 [[noreturn]] void refuse(const std::string& name, const std::string& wanted, std::string_view word) {
-    throw NotAFrame(name + " takes " + wanted + ", not " + shown(word));
+    throw NotAFrame(name + " takes " + wanted + ", not " + in_quotes(word));
 }
 
 const std::string& FieldReader::next(const std::string& name, const std::string& wanted) {
@@ -224,7 +225,7 @@ bool FieldReader::read_ipv4_field(const std::string& name) {
 // Each field stands once, those of a tag once for each.
 void FieldReader::note(const std::string& name) {
     constexpr std::string_view of_tag[] = {"vid", "pri", "dei", "tagtype"};
-    if (has_said(name)) throw NotAFrame(shown(name) + " stands there twice");
+    if (has_said(name)) throw NotAFrame(in_quotes(name) + " stands there twice");
     if (name != "tag")
         said.emplace_back(name);
     else
@@ -247,7 +248,7 @@ Fields FieldReader::read() {
         const std::string& name = words[at++];
         note(name);
         if (!read_link_field(name) && !read_tag_field(name) && !read_ipv4_field(name))
-            throw NotAFrame("there is no field " + shown(name) +
+            throw NotAFrame("there is no field " + in_quotes(name) +
                             "; the fields are da, sa, tag (vid, pri, dei, tagtype), etype, src, dst, prot, sport, "
                             "dport, tos, fragment and length");
     }
@@ -399,7 +400,7 @@ FrameBytes read_hex_frame(std::string_view text) {
     for (const char c : text) {
         if (is_blank(c) || c == ':') continue;
         const int digit = hex_value(c);
-        if (digit < 0) throw NotAFrame(shown(std::string(1, c)) + " is no hexadecimal digit");
+        if (digit < 0) throw NotAFrame(in_quotes(std::string(1, c)) + " is no hexadecimal digit");
         if (high < 0) {
             high = digit;
             continue;

@@ -19,7 +19,7 @@ CHOICES = {"add classify normal", "add classify dot1p", "add classify dscp", "cr
 
 # Its commands that set nothing, or nothing but what sentences and the others set.
 LOOKS = {"show", "config", "log", "events", "graph", "trace", "replay", "live", "top", "play", "check", "diff", "apply",
-         "exec", "run", "call"}
+         "shell", "exec", "run", "call"}
 
 # What sets each column of the store that a frame could meet; "": it says which object the row is of. A new column needs
 # its setting here, and that a row in the page. `elsewhere` is no part of what a frame meets.
