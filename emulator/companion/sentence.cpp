@@ -8,6 +8,7 @@
 #include "companion/words.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <optional>
@@ -120,6 +121,9 @@ SentenceFile read_lines(std::istream& in, bool is_timed) {
 }
 
 SentenceFile open_and_read(const std::string& name, bool is_timed) {
+    std::error_code problem;
+    if (name != "-" && std::filesystem::is_directory(name, problem))
+        throw Failure(name + ": is a folder; name a file of sentences");
     std::ifstream opened;
     if (name != "-") opened.open(name);
     std::istream& in = name == "-" ? std::cin : opened;

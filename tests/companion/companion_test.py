@@ -121,6 +121,9 @@ class Play(Companion):
     def test_says_what_is_wrong_with_a_file(self):
         result = self.emuswitch("play", str(self.folder / "none.play"), status=1)
         self.assertEqual(f"emuswitch: {self.folder}/none.play: cannot be read\n", result.stderr)
+        for command in "play", "check":
+            self.assertEqual(f"emuswitch: {self.folder}: is a folder; name a file of sentences\n",
+                             self.emuswitch(command, str(self.folder), status=1).stderr)
         path = self.file('create vlan a\ncreate vlan "b\n', "bad.play")
         result = self.emuswitch("play", path, status=1)
         self.assertEqual(f"{path}:2:13: error: a closing quotation mark is missing\n", result.stderr)
