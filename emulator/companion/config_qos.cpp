@@ -75,10 +75,11 @@ void add_queue(Configuration& out, const Query& row) {
     const int64_t index = stream.index * classes_per_stream + traffic_class;
     const int64_t blocks = row.number("blocks");
     const int64_t length = row.number("length");
-    if (row.is_null("priority") || row.is_null("qos_type") || !is_attached_by_sentence(row)) {
+    const bool is_attached = row.flag("attached");
+    if (!is_attached || row.is_null("qos_type") || !is_attached_by_sentence(row)) {
         out.remark("queue " + queue + " was not made or deleted to its end");
         out.call("brgfdb_create_queue", index, blocks, length);
-        if (row.is_null("priority")) return;
+        if (!is_attached) return;
         out.call("brgfdb_add_queue_to_stream", index, stream.index, traffic_class, row.number("stream_type"),
                  traffic_class, row.number("weighted"));
     } else {
@@ -98,7 +99,8 @@ void add_queue(Configuration& out, const Query& row) {
 void add_queues(Configuration& out) {
     expect_queues_in_streams(out.database);
     Query rows(out.database, "SELECT queue.stream_index, queue.traffic_class, blocks, length, stream_type, weighted,"
-                             " queue_in_stream.priority, ratio, qos_type FROM queue"
+                             " queue_in_stream.priority, ratio, qos_type,"
+                             " queue_in_stream.traffic_class IS NOT NULL AS attached FROM queue"
                              " LEFT JOIN queue_in_stream USING (stream_index, traffic_class)"
                              " LEFT JOIN stream USING (stream_index) ORDER BY queue.stream_index, queue.traffic_class");
     while (rows.next())

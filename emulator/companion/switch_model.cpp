@@ -216,10 +216,11 @@ void SwitchModel::read_streams(Database& database) {
 
 void SwitchModel::read_queues(Database& database) {
     Query rows(database, "SELECT queue.stream_index, queue.traffic_class, blocks, length, stream_type, weighted,"
-                         " queue_in_stream.priority, ratio FROM queue"
+                         " queue_in_stream.priority, ratio,"
+                         " queue_in_stream.traffic_class IS NOT NULL AS attached FROM queue"
                          " LEFT JOIN queue_in_stream USING (stream_index, traffic_class)");
     while (rows.next()) {
-        QueueState queue{!rows.is_null("priority"), 0, 0, rows.number("blocks"), rows.number("length"), ""};
+        QueueState queue{rows.flag("attached"), 0, 0, rows.number("blocks"), rows.number("length"), ""};
         if (queue.is_attached) {
             queue.stream_type = rows.number("stream_type");
             queue.weighted = rows.number("weighted");

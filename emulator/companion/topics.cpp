@@ -425,26 +425,27 @@ void read_streams(Database& database, const Take& take) {
 
 // The type that a queue was attached with; none where that was none.
 std::optional<std::string> type_told(const Query& row) {
-    if (row.is_null("stream_type") || row.number("stream_type") == 0) return std::nullopt;
+    if (!row.flag("attached") || row.number("stream_type") == 0) return std::nullopt;
     return row.word("stream_type", qos_type_words);
 }
 
 void read_queues(Database& database, const Take& take) {
     expect_queues_in_streams(database);
-    Query rows(database, "SELECT stream_index, traffic_class, blocks, length, stream_type, weighted, priority, ratio"
+    Query rows(database, "SELECT stream_index, traffic_class, blocks, length, stream_type, weighted, priority, ratio,"
+                         " queue_in_stream.traffic_class IS NOT NULL AS attached"
                          " FROM queue LEFT JOIN queue_in_stream USING (stream_index, traffic_class)"
                          " ORDER BY stream_index, traffic_class");
     while (rows.next()) {
         const int64_t index = rows.number("stream_index");
-        const bool is_attached = !rows.is_null("priority");
+        const bool is_attached = rows.flag("attached");
         take({{"port", index / streams_per_port + 1},
               {"stream", index % streams_per_port + 1},
               {"class", rows.number("traffic_class")},
               {"blocks", rows.number("blocks")},
               {"length_bytes", rows.number("length")},
               {"attached", is_attached},
-              {"priority", or_null(rows.optional_number("priority"))},
-              {"ratio", or_null(rows.optional_number("ratio"))},
+              {"priority", is_attached ? Json(rows.number("priority")) : Json(nullptr)},
+              {"ratio", is_attached ? Json(rows.number("ratio")) : Json(nullptr)},
               {"weighted", is_attached ? Json(rows.flag("weighted")) : Json(nullptr)},
               {"stream_type", or_null(type_told(rows))}});
     }
