@@ -7,6 +7,7 @@
 #include "companion/words.h"
 #include "core/store.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <fstream>
@@ -16,13 +17,19 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// A pipe is not looked into: what is read of it is gone.
+// A pipe is not looked into: what is read of it is gone. A file that begins as neither does is told in one line, where
+// each of its lines would be a bad sentence.
 bool is_store(const std::string& file) {
     static constexpr char magic[] = "SQLite format 3";
-    std::array<char, sizeof magic> beginning{};
+    std::array<char, 100> beginning{};
     if (!fs::is_regular_file(file)) return false;
-    std::ifstream(file, std::ios::binary).read(beginning.data(), beginning.size());
-    return memcmp(beginning.data(), magic, sizeof magic) == 0;
+    std::ifstream in(file, std::ios::binary);
+    in.read(beginning.data(), beginning.size());
+    if (memcmp(beginning.data(), magic, sizeof magic) == 0) return true;
+    const auto end = beginning.begin() + in.gcount();
+    if (std::find(beginning.begin(), end, '\0') != end)
+        throw Failure(file + ": neither a switch's store nor a file of sentences: there is a NUL in its first bytes");
+    return false;
 }
 
 SwitchModel play_on_empty_switch(const std::string& file) {

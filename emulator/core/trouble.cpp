@@ -62,6 +62,9 @@ int32_t complain(const char* path, int32_t status, const char* format, ...) {
     va_start(arguments, format);
     vsnprintf(line + start, sizeof line - static_cast<size_t>(start), format, arguments);
     va_end(arguments);
+    // SQLite quotes what a damaged file says: one line, and nothing that a terminal obeys.
+    for (char* at = line; *at != '\0'; ++at)
+        if (static_cast<unsigned char>(*at) < ' ' || *at == '\x7f') *at = '?';
     dprintf(STDERR_FILENO, "%s\n", line);
     return status;
 }

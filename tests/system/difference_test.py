@@ -115,6 +115,10 @@ class Differences(unittest.TestCase):
             self.assertIn("create vlan old vid 10", lines)
             self.assertEqual(before, named.read_bytes())
             self.assertEqual([], [path.name for path in named.parent.glob("of version*-*")])
+            named.write_bytes(b"x" + before[1:])
+            done = switch.companion("diff", str(named), str(switch.store), check=False)
+            self.assertEqual((2, 1), (done.returncode, done.stderr.count("\n")), done.stderr)
+            self.assertIn("neither a switch's store nor a file of sentences", done.stderr)
             for change, said in (("PRAGMA user_version = 4", "made by a later emuswitch (version 4, this one knows 3)"),
                                  ("PRAGMA user_version = 0", "not the store of an emulated switch"),
                                  ("PRAGMA application_id = 1", "not the store of an emulated switch")):
