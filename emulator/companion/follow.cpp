@@ -111,20 +111,44 @@ private:
     bool has_begun = false;
 };
 
-void follow(Follower& follower, const std::function<void()>& print) {
-    const std::filesystem::path path = store_path();
-    std::optional<Database> database(std::in_place);
-    const StoreWatch watch(path);
-    std::optional<FileId> open = file_at(path);
-    do {
+// The store that a path names from time to time.
+class FollowedStore {
+public:
+    explicit FollowedStore(std::filesystem::path followed) : path(std::move(followed)) {
+        database.emplace();
+        open = file_at(path);
+    }
+
+    // A file that goes, or gives its place to another, while it is read is no trouble: there will be another wake-up.
+    void catch_up(Follower& follower) {
         const std::optional<FileId> present = file_at(path);
-        if (!present) continue;
-        if (present != open) {
-            database.emplace();
-            follower.begin_anew();
-            open = file_at(path);
+        if (!present) return;
+        try {
+            if (present != open) reopen(follower);
+            follower.catch_up(*database);
+        } catch (const Failure&) {
+            if (file_at(path) == present) throw;
         }
-        follower.catch_up(*database);
+    }
+
+private:
+    void reopen(Follower& follower) {
+        open.reset();
+        database.emplace();
+        follower.begin_anew();
+        open = file_at(path);
+    }
+
+    std::filesystem::path path;
+    std::optional<Database> database;
+    std::optional<FileId> open;
+};
+
+void follow(Follower& follower, const std::function<void()>& print) {
+    FollowedStore store(store_path());
+    const StoreWatch watch(store_path());
+    do {
+        store.catch_up(follower);
         print();
         std::cout.flush();
     } while (std::cout && watch.wait());
