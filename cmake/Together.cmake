@@ -1,6 +1,6 @@
-# Sources that belong together are compiled as one: most of the time goes into headers and templates that all of them use.
-# It halves the work of a whole build, and makes that of a build after a change larger; whoever changes much turns it
-# off. Tests and packages are built alike, so that what is tested is what is shipped.
+# Sources that belong together are compiled as one: most of the time goes into headers and templates that all of them
+# use. It halves the work of a whole build, and makes that of a build after a change larger; whoever changes much
+# turns it off. Tests and packages are built alike, so that what is tested is what is shipped.
 option(TOLVANE_TOGETHER "Compile sources that belong together as one" ON)
 
 # tolvane_together(TARGET GROUP sources...)

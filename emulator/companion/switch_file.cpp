@@ -17,19 +17,18 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// A pipe is not looked into: what is read of it is gone. A file that begins as neither does is told in one line, where
-// each of its lines would be a bad sentence.
-bool is_store(const std::string& file) {
+enum class Contents { store, sentences, neither };
+
+// By how it begins. A pipe is not looked into: what is read of it is gone.
+Contents contents_of(const std::string& file) {
     static constexpr char magic[] = "SQLite format 3";
     std::array<char, 100> beginning{};
-    if (!fs::is_regular_file(file)) return false;
+    if (!fs::is_regular_file(file)) return Contents::sentences;
     std::ifstream in(file, std::ios::binary);
     in.read(beginning.data(), beginning.size());
-    if (memcmp(beginning.data(), magic, sizeof magic) == 0) return true;
+    if (memcmp(beginning.data(), magic, sizeof magic) == 0) return Contents::store;
     const auto end = beginning.begin() + in.gcount();
-    if (std::find(beginning.begin(), end, '\0') != end)
-        throw Failure(file + ": neither a switch's store nor a file of sentences: there is a NUL in its first bytes");
-    return false;
+    return std::find(beginning.begin(), end, '\0') == end ? Contents::sentences : Contents::neither;
 }
 
 SwitchModel play_on_empty_switch(const std::string& file) {
@@ -70,7 +69,11 @@ SwitchModel read_switch(const std::string& file) {
     if (!fs::exists(status))
         throw Failure(file + ": there is no such file; name a switch's store, or a file of sentences");
     if (fs::is_directory(status)) throw Failure(file + ": is a folder; name a switch's store, or a file of sentences");
-    if (!is_store(file)) return play_on_empty_switch(file);
+    const Contents contents = contents_of(file);
+    // In one line, where each of its own would be a bad sentence.
+    if (contents == Contents::neither)
+        throw Failure(file + ": neither a switch's store nor a file of sentences: there is a NUL in its first bytes");
+    if (contents == Contents::sentences) return play_on_empty_switch(file);
     Database copy = Database::copy_of(file);
     return SwitchModel(copy);
 }

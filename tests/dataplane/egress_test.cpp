@@ -402,26 +402,24 @@ TEST(Shares, TakeTurnsInOneOrder) {
     EXPECT_EQ(order, "011101110111");
 }
 
-TEST(Shares, OfARatioOfNothingAreWhatIsLeft) {
+// The bytes that a queue without a ratio, and one of ratio 5 and that priority, send in a second.
+std::vector<uint64_t> bytes_beside_nothing(uint8_t priority_of_other) {
     Bench bench;
     Stream& stream = bench.add_stream(0, false, 0);
     Bench::add_queue(stream, 0, 2, 0);
-    Bench::add_queue(stream, 1, 2, 5);
+    Bench::add_queue(stream, 1, priority_of_other, 5);
     bench.adopt();
     Load load(bench, {{Bench::to_queue(0, 0), 1000}, {Bench::to_queue(0, 1), 1000}});
     load.run(second);
-    EXPECT_EQ(load.bytes[0], 0U);
+    return {load.bytes[0], load.bytes[1]};
+}
+
+TEST(Shares, OfARatioOfNothingAreWhatIsLeft) {
+    EXPECT_EQ(bytes_beside_nothing(2)[0], 0U);
 }
 
 TEST(Shares, OfNothingGoBeforeThoseOfALowerPriority) {
-    Bench bench;
-    Stream& stream = bench.add_stream(0, false, 0);
-    Bench::add_queue(stream, 0, 2, 0);
-    Bench::add_queue(stream, 1, 1, 5);
-    bench.adopt();
-    Load load(bench, {{Bench::to_queue(0, 0), 1000}, {Bench::to_queue(0, 1), 1000}});
-    load.run(second);
-    EXPECT_EQ(load.bytes[1], 0U);
+    EXPECT_EQ(bytes_beside_nothing(1)[1], 0U);
 }
 
 // The finest share has the widest steps of virtual time, of which 64 bits hold those of less than a second.
