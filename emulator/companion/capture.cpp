@@ -58,37 +58,37 @@ constexpr int64_t second = 1'000'000'000;
 class InputFile {
 public:
     explicit InputFile(const std::string& file) : name(file == "-" ? "standard input" : file) {
-        descriptor = file == "-" ? STDIN_FILENO : open(file.c_str(), O_RDONLY | O_CLOEXEC);
-        if (descriptor < 0) throw Failure(file + ": cannot be read (" + strerror(errno) + ")");
+        descriptor_ = file == "-" ? STDIN_FILENO : open(file.c_str(), O_RDONLY | O_CLOEXEC);
+        if (descriptor_ < 0) throw Failure(file + ": cannot be read (" + strerror(errno) + ")");
         struct stat status {};
-        if (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) length = static_cast<uint64_t>(status.st_size);
-        buffer.resize(chunk);
+        if (fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode)) length = static_cast<uint64_t>(status.st_size);
+        buffer_.resize(chunk);
     }
     ~InputFile() {
-        if (descriptor > STDIN_FILENO) close(descriptor);
+        if (descriptor_ > STDIN_FILENO) close(descriptor_);
     }
     InputFile(const InputFile&) = delete;
     InputFile& operator=(const InputFile&) = delete;
 
     // Up to `count` bytes that come next, less only where the file ends. They stay valid until the next call.
     std::span<const uint8_t> peek(size_t count) {
-        if (end - begin < count) fill(count);
-        return {buffer.data() + begin, std::min(count, end - begin)};
+        if (end_ - begin_ < count) fill(count);
+        return {buffer_.data() + begin_, std::min(count, end_ - begin_)};
     }
 
     // Goes on by so many bytes, or to the end of the file. Returns how many there were.
     uint64_t skip(uint64_t count) {
-        if (count <= end - begin) {
-            begin += static_cast<size_t>(count);
+        if (count <= end_ - begin_) {
+            begin_ += static_cast<size_t>(count);
             position += count;
             return count;
         }
         uint64_t skipped = 0;
         while (skipped < count) {
-            if (begin == end) fill(1);
-            const size_t step = static_cast<size_t>(std::min<uint64_t>(end - begin, count - skipped));
+            if (begin_ == end_) fill(1);
+            const size_t step = static_cast<size_t>(std::min<uint64_t>(end_ - begin_, count - skipped));
             if (step == 0) break;
-            begin += step;
+            begin_ += step;
             skipped += step;
         }
         position += skipped;
@@ -103,23 +103,23 @@ private:
     static constexpr size_t chunk = 256 << 10; // stays in the cache
 
     void fill(size_t count) {
-        std::memmove(buffer.data(), buffer.data() + begin, end - begin);
-        end -= begin;
-        begin = 0;
-        if (buffer.size() < count) buffer.resize(std::max(count, chunk));
-        while (end < count) {
-            const ssize_t got = read(descriptor, buffer.data() + end, buffer.size() - end);
+        std::memmove(buffer_.data(), buffer_.data() + begin_, end_ - begin_);
+        end_ -= begin_;
+        begin_ = 0;
+        if (buffer_.size() < count) buffer_.resize(std::max(count, chunk));
+        while (end_ < count) {
+            const ssize_t got = read(descriptor_, buffer_.data() + end_, buffer_.size() - end_);
             if (got < 0 && errno == EINTR) throw Failure(name + ": interrupted"); // by who does not want it restarted
             if (got < 0) throw Failure(name + ": cannot be read (" + strerror(errno) + ")");
             if (got == 0) return;
-            end += static_cast<size_t>(got);
+            end_ += static_cast<size_t>(got);
         }
     }
 
-    int descriptor = -1;
-    std::vector<uint8_t> buffer;
-    size_t begin = 0;
-    size_t end = 0;
+    int descriptor_ = -1;
+    std::vector<uint8_t> buffer_;
+    size_t begin_ = 0;
+    size_t end_ = 0;
 };
 
 // --- Numbers in the byte order of a file ---
@@ -384,20 +384,20 @@ struct Option {
 // other readers have it.
 class Options {
 public:
-    Options(const Fields& of, size_t from, size_t to) : fields(of), at(from), end(to) {}
+    Options(const Fields& of, size_t from, size_t to) : fields_(of), at_(from), end_(to) {}
 
     bool next(Option& found) {
-        if (at + 4 > end) return false;
-        found = {fields.u16(at), fields.u16(at + 2), at + 4};
-        if (found.code == option::end || found.at + found.length > end) return false;
-        at = found.at + padded(found.length);
+        if (at_ + 4 > end_) return false;
+        found = {fields_.u16(at_), fields_.u16(at_ + 2), at_ + 4};
+        if (found.code == option::end || found.at + found.length > end_) return false;
+        at_ = found.at + padded(found.length);
         return true;
     }
 
 private:
-    const Fields& fields;
-    size_t at;
-    size_t end;
+    const Fields& fields_;
+    size_t at_;
+    size_t end_;
 };
 
 // Bits 5 to 8 of a packet's flags: the length of its FCS, 0 where it is not told.

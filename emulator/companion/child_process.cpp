@@ -71,12 +71,12 @@ PrivateFolder::PrivateFolder() {
     std::string pattern = (place / "emuswitch-XXXXXX").string();
     if (mkdtemp(pattern.data()) == nullptr)
         throw Failure(pattern + ": a temporary folder cannot be made (" + strerror(errno) + "); set TMPDIR");
-    folder = pattern;
+    folder_ = pattern;
 }
 
 PrivateFolder::~PrivateFolder() {
     std::error_code ignored;
-    fs::remove_all(folder, ignored);
+    fs::remove_all(folder_, ignored);
 }
 
 std::string own_path() {
@@ -97,18 +97,18 @@ void prepare_environment(const fs::path& store) {
 }
 
 EndingSignals::EndingSignals() {
-    sigemptyset(&waited_for);
-    sigaddset(&waited_for, SIGCHLD);
+    sigemptyset(&waited_for_);
+    sigaddset(&waited_for_, SIGCHLD);
     for (const int number : {SIGTERM, SIGHUP}) {
         struct sigaction action {};
         sigaction(number, nullptr, &action);
-        if (action.sa_handler != SIG_IGN) sigaddset(&waited_for, number);
+        if (action.sa_handler != SIG_IGN) sigaddset(&waited_for_, number);
     }
-    sigprocmask(SIG_BLOCK, &waited_for, &blocked_before);
+    sigprocmask(SIG_BLOCK, &waited_for_, &blocked_before_);
 }
 
 EndingSignals::~EndingSignals() {
-    sigprocmask(SIG_SETMASK, &blocked_before, nullptr);
+    sigprocmask(SIG_SETMASK, &blocked_before_, nullptr);
 }
 
 int EndingSignals::wait_for(pid_t child) const {
@@ -118,7 +118,7 @@ int EndingSignals::wait_for(pid_t child) const {
         const pid_t ended = waitpid(child, &status, WNOHANG);
         if (ended == child) return exit_status_of(status);
         if (ended < 0) throw Failure(std::string("the command cannot be waited for: ") + strerror(errno));
-        const int number = sigwaitinfo(&waited_for, nullptr);
+        const int number = sigwaitinfo(&waited_for_, nullptr);
         if (number < 0 || number == SIGCHLD) continue;
         kill(child, is_told ? SIGKILL : number);
         is_told = true;

@@ -14,10 +14,10 @@ public:
     ~PrivateFolder();
     PrivateFolder(const PrivateFolder&) = delete;
     PrivateFolder& operator=(const PrivateFolder&) = delete;
-    const std::filesystem::path& path() const { return folder; }
+    const std::filesystem::path& path() const { return folder_; }
 
 private:
-    std::filesystem::path folder;
+    std::filesystem::path folder_;
 };
 
 // This program.
@@ -45,11 +45,11 @@ public:
 
     // Waits until the child has ended, and passes on what comes to end this program; the second time it kills.
     int wait_for(pid_t child) const;
-    const sigset_t& before() const { return blocked_before; }
+    const sigset_t& before() const { return blocked_before_; }
 
 private:
-    sigset_t waited_for{};
-    sigset_t blocked_before{};
+    sigset_t waited_for_{};
+    sigset_t blocked_before_{};
 };
 
 // Runs a command in the foreground, as a shell would: interrupts are the command's.

@@ -172,18 +172,18 @@ std::string value_name(const std::string& names, const std::string& otherwise) {
 } // namespace
 
 Command& Command::operand(const std::string& name, std::string& value, const std::string& about) {
-    app.add_option(name, value, about)->required();
+    app_.add_option(name, value, about)->required();
     return *this;
 }
 
 Command& Command::operand(const std::string& name, int64_t& value, Range range, const std::string& about) {
-    app.add_option_function<std::string>(name, store_in(value), about)->required()->check(number_in(range));
+    app_.add_option_function<std::string>(name, store_in(value), about)->required()->check(number_in(range));
     return *this;
 }
 
 Command& Command::operand(const std::string& name, bool& is_on, const std::string& about) {
-    app.add_option_function<std::string>(
-           name, [&is_on](const std::string& word) { is_on = word == "on"; }, about)
+    app_.add_option_function<std::string>(
+            name, [&is_on](const std::string& word) { is_on = word == "on"; }, about)
         ->required()
         ->option_text("{on|off}")
         ->check(one_of({"on", "off"}));
@@ -191,12 +191,12 @@ Command& Command::operand(const std::string& name, bool& is_on, const std::strin
 }
 
 Command& Command::operands(const std::string& name, std::vector<std::string>& values, const std::string& about) {
-    app.add_option(name, values, about)->required();
+    app_.add_option(name, values, about)->required();
     return *this;
 }
 
 Command& Command::optional_operand(const std::string& name, std::string& value, const std::string& about) {
-    app.add_option(name, value, about);
+    app_.add_option(name, value, about);
     return *this;
 }
 
@@ -206,36 +206,36 @@ Command& Command::optional_operand(const std::string& name, int64_t& value, Rang
 
 Command& Command::optional_operand(const std::string& name, std::string& value, const std::vector<std::string>& choices,
                                    const std::string& about) {
-    app.add_option(name, value, about + ": " + joined(choices, ", "))->check(one_of(choices));
+    app_.add_option(name, value, about + ": " + joined(choices, ", "))->check(one_of(choices));
     return *this;
 }
 
 Command& Command::optional_operands(const std::string& name, std::vector<std::string>& values,
                                     const std::string& about) {
-    app.add_option(name, values, about);
+    app_.add_option(name, values, about);
     return *this;
 }
 
 Command& Command::flag(const std::string& names, bool& is_given, const std::string& about) {
-    app.add_flag(names, is_given, about)->disable_flag_override();
+    app_.add_flag(names, is_given, about)->disable_flag_override();
     return *this;
 }
 
 Command& Command::option(const std::string& names, std::string& value, const std::string& about) {
-    app.add_option(without_value_name(names), value, about)->type_name(value_name(names, "text"));
+    app_.add_option(without_value_name(names), value, about)->type_name(value_name(names, "text"));
     return *this;
 }
 
 Command& Command::option(const std::string& names, int64_t& value, Range range, const std::string& about) {
-    app.add_option_function<std::string>(without_value_name(names), store_in(value), about)
+    app_.add_option_function<std::string>(without_value_name(names), store_in(value), about)
         ->type_name(value_name(names, "number"))
         ->check(number_in(range));
     return *this;
 }
 
 Command& Command::rest(std::vector<std::string>& words) {
-    app.prefix_command();
-    app.parse_complete_callback([this_app = &app, &words] {
+    app_.prefix_command();
+    app_.parse_complete_callback([this_app = &app_, &words] {
         words = this_app->remaining();
         if (words.empty()) return;
         if (words.front() == "--")
@@ -247,37 +247,37 @@ Command& Command::rest(std::vector<std::string>& words) {
 }
 
 Command& Command::footer(const std::string& text) {
-    app.footer(text);
+    app_.footer(text);
     return *this;
 }
 
 void Command::runs(const std::function<int()>& run) {
-    app.callback([&status = exit_status, run] { status = run(); });
+    app_.callback([&status = exit_status_, run] { status = run(); });
 }
 
 CommandLine::CommandLine()
-    : app(std::make_unique<CLI::App>("Looks at the emulated switch that tolvane configures, and steers it.",
-                                     "emuswitch")) {
-    app->formatter(std::make_shared<HelpText>());
-    app->set_help_flag("-h,--help", "Tell this and end");
-    app->set_version_flag("--version", version, "Tell the version and end");
-    app->footer("emuswitch help <command> tells the operands and options of a command, with examples.\n\n"
-                "The switch is the file that EMUSWITCH names, else that of the user\n"
-                "(${XDG_STATE_HOME:-~/.local/state}/emuswitch/switch.db), made on first use.\n\n"
-                "Examples:\n"
-                "  emuswitch play service.play      run a file of sentences\n"
-                "  emuswitch show                   what there is now\n"
-                "  emuswitch config > saved.play    save the switch\n"
-                "  emuswitch run ./my-test          a test on a switch of its own\n\n"
-                "Exit status: 0 done, 1 failed, 2 used wrongly; exec and run: that of the command.");
+    : app_(std::make_unique<CLI::App>("Looks at the emulated switch that tolvane configures, and steers it.",
+                                      "emuswitch")) {
+    app_->formatter(std::make_shared<HelpText>());
+    app_->set_help_flag("-h,--help", "Tell this and end");
+    app_->set_version_flag("--version", version, "Tell the version and end");
+    app_->footer("emuswitch help <command> tells the operands and options of a command, with examples.\n\n"
+                 "The switch is the file that EMUSWITCH names, else that of the user\n"
+                 "(${XDG_STATE_HOME:-~/.local/state}/emuswitch/switch.db), made on first use.\n\n"
+                 "Examples:\n"
+                 "  emuswitch play service.play      run a file of sentences\n"
+                 "  emuswitch show                   what there is now\n"
+                 "  emuswitch config > saved.play    save the switch\n"
+                 "  emuswitch run ./my-test          a test on a switch of its own\n\n"
+                 "Exit status: 0 done, 1 failed, 2 used wrongly; exec and run: that of the command.");
 }
 
 CommandLine::~CommandLine() = default;
 
 Command CommandLine::add(const std::string& name, const std::string& about) {
-    CLI::App& command = *app->add_subcommand(name, about);
+    CLI::App& command = *app_->add_subcommand(name, about);
     command.group("Commands");
-    return Command(command, status);
+    return Command(command, status_);
 }
 
 void CommandLine::add_help() {
@@ -286,7 +286,7 @@ void CommandLine::add_help() {
         .optional_operand("command", *topic, "The command")
         .footer("Examples:\n  emuswitch help\n  emuswitch help play")
         .runs([this, topic] {
-            std::cout << (topic->empty() ? *app : find(*topic)).help();
+            std::cout << (topic->empty() ? *app_ : find(*topic)).help();
             return 0;
         });
     add("version", "Tell the version").footer("Example:\n  emuswitch version").runs([] {
@@ -297,7 +297,7 @@ void CommandLine::add_help() {
 
 CLI::App& CommandLine::find(const std::string& name) {
     std::vector<std::string> known;
-    for (CLI::App* command : app->get_subcommands({})) {
+    for (CLI::App* command : app_->get_subcommands({})) {
         if (command->get_name() == name) return *command;
         known.push_back(command->get_name());
     }
@@ -310,7 +310,7 @@ CLI::App& CommandLine::find(const std::string& name) {
 void CommandLine::parse(std::vector<std::string> words) {
     if (words.empty()) throw WrongUse("a command is missing; emuswitch help lists them");
     const bool is_command = !is_option(words.front());
-    CLI::App& command = is_command ? find(words.front()) : *app;
+    CLI::App& command = is_command ? find(words.front()) : *app_;
     if (is_command) words.erase(words.begin());
     std::reverse(words.begin(), words.end()); // as CLI11 takes them
     try {
@@ -336,5 +336,5 @@ int CommandLine::run(int count, char** words) {
         std::cerr << "emuswitch: standard output cannot be written\n";
         return exit_failure;
     }
-    return status;
+    return status_;
 }

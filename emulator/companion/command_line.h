@@ -39,7 +39,7 @@ class WrongUse : public std::runtime_error {
 // Where the value of a word goes has to live as long as what the command runs.
 class Command {
 public:
-    explicit Command(CLI::App& declared, int& status) : app(declared), exit_status(status) {}
+    explicit Command(CLI::App& declared, int& status) : app_(declared), exit_status_(status) {}
 
     Command& operand(const std::string& name, std::string& value, const std::string& about);
     Command& operand(const std::string& name, int64_t& value, Range range, const std::string& about);
@@ -63,8 +63,8 @@ public:
     void runs(const std::function<int()>& run);
 
 private:
-    CLI::App& app;
-    int& exit_status;
+    CLI::App& app_;
+    int& exit_status_;
 };
 
 class CommandLine {
@@ -86,6 +86,6 @@ private:
     CLI::App& find(const std::string& name);
     void parse(std::vector<std::string> words);
 
-    std::unique_ptr<CLI::App> app;
-    int status = 0;
+    std::unique_ptr<CLI::App> app_;
+    int status_ = 0;
 };

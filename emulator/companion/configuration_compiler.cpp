@@ -143,7 +143,8 @@ struct ConfigurationCompiler::Statements {
     Statement shapers{database, "SELECT ether, rate, burst FROM ether_shaper ORDER BY ether"};
 };
 
-ConfigurationCompiler::ConfigurationCompiler(Database& database) : statements(std::make_unique<Statements>(database)) {}
+ConfigurationCompiler::ConfigurationCompiler(Database& database)
+    : statements_(std::make_unique<Statements>(database)) {}
 ConfigurationCompiler::~ConfigurationCompiler() = default;
 
 // --- Ports ---
@@ -208,10 +209,10 @@ void ConfigurationCompiler::Statements::read_link_frames(Ports& result) {
 
 std::shared_ptr<const Ports> ConfigurationCompiler::ports() {
     auto result = std::make_shared<Ports>();
-    statements->read_ports(*result);
-    statements->read_cos_maps(*result);
-    statements->read_policers(*result);
-    statements->read_link_frames(*result);
+    statements_->read_ports(*result);
+    statements_->read_cos_maps(*result);
+    statements_->read_policers(*result);
+    statements_->read_link_frames(*result);
     return result;
 }
 
@@ -309,11 +310,11 @@ void ConfigurationCompiler::Statements::read_extraction_points(Vlans& result, co
 
 std::shared_ptr<const Vlans> ConfigurationCompiler::vlans(const Ports& ports, const Lists& lists) {
     auto result = std::make_shared<Vlans>();
-    statements->read_vlans(*result);
-    statements->read_protocols(*result);
-    statements->read_members(*result, ports);
-    statements->read_bindings(*result, ports, lists);
-    statements->read_extraction_points(*result, ports);
+    statements_->read_vlans(*result);
+    statements_->read_protocols(*result);
+    statements_->read_members(*result, ports);
+    statements_->read_bindings(*result, ports, lists);
+    statements_->read_extraction_points(*result, ports);
     return result;
 }
 
@@ -340,37 +341,37 @@ void ConfigurationCompiler::Statements::set_learned_room(Filters& result, uint64
 
 std::shared_ptr<const Filters> ConfigurationCompiler::filters(const Ports& ports) {
     auto result = std::make_shared<Filters>();
-    Statement& statics = statements->statics;
+    Statement& statics = statements_->statics;
     statics.for_each([&] { Statements::read_static(statics, *result, ports); });
-    Statement& locals = statements->locals;
+    Statement& locals = statements_->locals;
     locals.for_each([&] { Statements::read_local(locals, *result, ports); });
-    statements->set_learned_room(*result, result->statics.size());
+    statements_->set_learned_room(*result, result->statics.size());
     return result;
 }
 
 std::shared_ptr<const Filters> ConfigurationCompiler::filters_without_statics(const Ports& ports) {
     auto result = std::make_shared<Filters>();
-    Statement& locals = statements->locals;
+    Statement& locals = statements_->locals;
     locals.for_each([&] { Statements::read_local(locals, *result, ports); });
-    statements->set_learned_room(*result, static_cast<uint64_t>(statements->static_count.only_number()));
+    statements_->set_learned_room(*result, static_cast<uint64_t>(statements_->static_count.only_number()));
     return result;
 }
 
 std::shared_ptr<const Filters> ConfigurationCompiler::filters(const Filters& before, const FilterScopes& changed,
                                                               const Ports& ports) {
     auto result = std::make_shared<Filters>(before);
-    Statement& statics = statements->statics_of_vlan;
+    Statement& statics = statements_->statics_of_vlan;
     erase_scopes(result->statics, changed.vids);
     for (const uint32_t vid : changed.vids)
         statics.for_each([&] { Statements::read_static(statics, *result, ports); }, vid);
-    Statement& locals = statements->locals_of_port;
+    Statement& locals = statements_->locals_of_port;
     std::vector<uint32_t> places;
     for (const int32_t port : changed.ports)
         places.push_back(ports.find(port));
     erase_scopes(result->locals, places);
     for (const int32_t port : changed.ports)
         locals.for_each([&] { Statements::read_local(locals, *result, ports); }, port);
-    statements->set_learned_room(*result, result->statics.size());
+    statements_->set_learned_room(*result, result->statics.size());
     return result;
 }
 
@@ -414,7 +415,7 @@ std::shared_ptr<const List> ConfigurationCompiler::Statements::read_list(int32_t
 
 std::shared_ptr<const Lists> ConfigurationCompiler::lists_without_rules() {
     auto result = std::make_shared<Lists>();
-    Statement& rows = statements->lists;
+    Statement& rows = statements_->lists;
     rows.for_each([&] {
         auto list = std::make_shared<List>();
         list->number = rows.number<int32_t>(0);
@@ -427,7 +428,7 @@ std::shared_ptr<const Lists> ConfigurationCompiler::lists_without_rules() {
 std::shared_ptr<const Lists> ConfigurationCompiler::lists() {
     auto result = std::make_shared<Lists>(*lists_without_rules());
     for (auto& list : result->lists)
-        list = statements->read_list(list->number, list->marking);
+        list = statements_->read_list(list->number, list->marking);
     return result;
 }
 
@@ -436,9 +437,9 @@ std::shared_ptr<const Lists> ConfigurationCompiler::lists(const Lists& before, c
     for (auto& list : result->lists) {
         if (std::find(changed.begin(), changed.end(), list->number) == changed.end()) continue;
         Marking marking = Marking::normal;
-        Statement& row = statements->list;
+        Statement& row = statements_->list;
         row.for_each([&] { marking = row.optional_number<Marking>(0).value_or(Marking::normal); }, list->number);
-        list = statements->read_list(list->number, marking);
+        list = statements_->read_list(list->number, marking);
     }
     return result;
 }
@@ -447,7 +448,7 @@ std::shared_ptr<const Lists> ConfigurationCompiler::lists(const Lists& before, c
 
 std::shared_ptr<const Mirrors> ConfigurationCompiler::mirrors(const Ports& ports) {
     auto result = std::make_shared<Mirrors>();
-    Statement& rows = statements->mirrors;
+    Statement& rows = statements_->mirrors;
     rows.for_each([&] {
         Mirror& mirror = result->mirrors.emplace_back();
         mirror.number = rows.number<uint16_t>(0);
@@ -528,11 +529,11 @@ void ConfigurationCompiler::Statements::read_drop_policies(Qos& result) {
 
 std::shared_ptr<const Qos> ConfigurationCompiler::qos(const Ports& ports) {
     auto result = std::make_shared<Qos>();
-    statements->read_streams(*result, ports);
-    statements->read_tos_maps(*result);
-    statements->read_queues(*result);
-    statements->read_drop_policies(*result);
-    Statement& shapers = statements->shapers;
+    statements_->read_streams(*result, ports);
+    statements_->read_tos_maps(*result);
+    statements_->read_queues(*result);
+    statements_->read_drop_policies(*result);
+    Statement& shapers = statements_->shapers;
     shapers.for_each([&] {
         result->shapers.push_back({.ether = shapers.number<int32_t>(0),
                                    .rate = shapers.number<uint32_t>(1),

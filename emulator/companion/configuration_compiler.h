@@ -41,7 +41,7 @@ public:
 
 private:
     struct Statements;
-    std::unique_ptr<Statements> statements;
+    std::unique_ptr<Statements> statements_;
 };
 
 // An address as the store has it, 01:80:c2:00:00:0a; nothing where the text is none.

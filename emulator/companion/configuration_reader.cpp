@@ -52,18 +52,18 @@ namespace {
 // A transaction that only reads, unless one is open: all of it sees one state of the store.
 class Snapshot {
 public:
-    explicit Snapshot(Database& target) : database(target), is_own(sqlite3_get_autocommit(target.handle()) != 0) {
-        if (is_own) database.script("BEGIN");
+    explicit Snapshot(Database& target) : database_(target), is_own_(sqlite3_get_autocommit(target.handle()) != 0) {
+        if (is_own_) database_.script("BEGIN");
     }
     ~Snapshot() {
-        if (is_own) sqlite3_exec(database.handle(), "COMMIT", nullptr, nullptr, nullptr);
+        if (is_own_) sqlite3_exec(database_.handle(), "COMMIT", nullptr, nullptr, nullptr);
     }
     Snapshot(const Snapshot&) = delete;
     Snapshot& operator=(const Snapshot&) = delete;
 
 private:
-    Database& database;
-    bool is_own;
+    Database& database_;
+    bool is_own_;
 };
 
 // What the parts are compiled from.
@@ -210,7 +210,7 @@ template <typename Number> bool read_first_argument(std::string_view call, Numbe
 } // namespace
 
 ConfigurationReader::ConfigurationReader(Database& owner, Reading how)
-    : database(owner), reading(how), statements(std::make_unique<Statements>(owner)) {
+    : database_(owner), reading_(how), statements_(std::make_unique<Statements>(owner)) {
     take_over(copy_changes(false), nullptr, 0);
 }
 
@@ -220,23 +220,23 @@ ConfigurationReader::~ConfigurationReader() = default;
 uint32_t ConfigurationReader::change_counter() {
     sqlite3_file* file = nullptr;
     unsigned char bytes[4]{};
-    sqlite3_file_control(database.handle(), "main", SQLITE_FCNTL_FILE_POINTER, &file);
+    sqlite3_file_control(database_.handle(), "main", SQLITE_FCNTL_FILE_POINTER, &file);
     constexpr sqlite3_int64 place_in_header = 24;
     if (file == nullptr || file->pMethods == nullptr ||
         file->pMethods->xRead(file, bytes, sizeof bytes, place_in_header) != SQLITE_OK)
-        return ~known_counter;
+        return ~known_counter_;
     return static_cast<uint32_t>(bytes[0]) << 24 | static_cast<uint32_t>(bytes[1]) << 16 |
            static_cast<uint32_t>(bytes[2]) << 8 | bytes[3];
 }
 
 bool ConfigurationReader::has_changed() {
-    return change_counter() != known_counter;
+    return change_counter() != known_counter_;
 }
 
 State ConfigurationReader::make_state(Nanoseconds now) {
     State state;
     take_over(copy_changes(true), nullptr, now);
-    adopt(state, nullptr, current);
+    adopt(state, nullptr, current_);
     read_learned(state, now);
     return state;
 }
@@ -248,10 +248,10 @@ unsigned ConfigurationReader::refresh(State& state, Nanoseconds now) {
 
 // Has what is new in the image.
 ConfigurationReader::Effect ConfigurationReader::copy_changes(bool with_learned) {
-    const Snapshot snapshot(database);
-    const int64_t last_call = statements->last_call.only_number(); // the first read, which begins the snapshot
+    const Snapshot snapshot(database_);
+    const int64_t last_call = statements_->last_call.only_number(); // the first read, which begins the snapshot
     Effect effect;
-    if (const uint32_t counter = change_counter(); !has_read || counter != known_counter) {
+    if (const uint32_t counter = change_counter(); !has_read_ || counter != known_counter_) {
         effect = explain_changes(counter);
         effect.counter = counter;
         effect.last_call = last_call;
@@ -259,7 +259,7 @@ ConfigurationReader::Effect ConfigurationReader::copy_changes(bool with_learned)
     }
     std::vector<const char*> tables = tables_of(effect);
     if (with_learned || !effect.is_known) tables.push_back("learned_entry");
-    if (!tables.empty()) statements->image.take(tables);
+    if (!tables.empty()) statements_->image.take(tables);
     return effect;
 }
 
@@ -267,7 +267,7 @@ std::vector<const char*> ConfigurationReader::tables_of(const Effect& effect) co
     std::vector<const char*> tables;
     for (const PartTables& each : part_tables)
         if ((effect.parts & each.part) != 0) tables.insert(tables.end(), each.tables);
-    const bool has_rules = reading == Reading::all || !effect.changed_lists.empty();
+    const bool has_rules = reading_ == Reading::all || !effect.changed_lists.empty();
     if ((effect.parts & part::lists) != 0 && has_rules)
         tables.insert(tables.end(), std::begin(rule_tables), std::end(rule_tables));
     return tables;
@@ -276,26 +276,26 @@ std::vector<const char*> ConfigurationReader::tables_of(const Effect& effect) co
 // From the image. Returns the parts that are others now.
 unsigned ConfigurationReader::take_over(const Effect& effect, State* state, Nanoseconds now) {
     if (effect.is_nothing) return 0;
-    const Configuration before = current;
+    const Configuration before = current_;
     compile(effect);
     if (state != nullptr) {
         forget_flushed(*state, effect);
-        adopt(*state, &before, current);
+        adopt(*state, &before, current_);
         if (!effect.is_known) read_learned(*state, now);
     }
-    known_counter = effect.counter;
-    known_call = effect.last_call;
-    has_read = true;
+    known_counter_ = effect.counter;
+    known_call_ = effect.last_call;
+    has_read_ = true;
     return effect.parts;
 }
 
 ConfigurationReader::Effect ConfigurationReader::explain_changes(uint32_t counter) {
     Effect effect;
-    const uint32_t writes = counter - known_counter;
+    const uint32_t writes = counter - known_counter_;
     uint32_t explained = 0;
     const auto explain = [&] {
         ++explained;
-        const std::string_view call = statements->calls.text(0);
+        const std::string_view call = statements_->calls.text(0);
         const FunctionEffect* const function = find_effect(call.substr(0, call.find('(')));
         if (function == nullptr) effect.is_known = false;
         if (function == nullptr || is_refused(call)) return;
@@ -313,8 +313,8 @@ ConfigurationReader::Effect ConfigurationReader::explain_changes(uint32_t counte
         }
     };
     constexpr uint32_t most = 10000; // beyond that everything is read faster than explained
-    effect.is_known = has_read && writes <= most;
-    if (effect.is_known) statements->calls.for_each(explain, known_call, writes + 1);
+    effect.is_known = has_read_ && writes <= most;
+    if (effect.is_known) statements_->calls.for_each(explain, known_call_, writes + 1);
     if (explained != writes) effect.is_known = false;
     if (!effect.is_known) effect.parts = part::all;
     constexpr size_t most_scopes = 50; // beyond that all of them are read faster
@@ -328,53 +328,54 @@ ConfigurationReader::Effect ConfigurationReader::explain_changes(uint32_t counte
 }
 
 void ConfigurationReader::compile(const Effect& effect) {
-    ConfigurationCompiler& compiler = statements->compiler;
-    Configuration next = current;
+    ConfigurationCompiler& compiler = statements_->compiler;
+    Configuration next = current_;
     const auto is_due = [&](unsigned which) { return (effect.parts & which) != 0; };
     if (is_due(part::ports)) next.ports = compiler.ports();
     const bool is_of_some_lists = !effect.changed_lists.empty();
     if (is_due(part::lists) && is_of_some_lists) next.lists = compiler.lists(*next.lists, effect.changed_lists);
     if (is_due(part::lists) && !is_of_some_lists)
-        next.lists = reading == Reading::all ? compiler.lists() : compiler.lists_without_rules();
+        next.lists = reading_ == Reading::all ? compiler.lists() : compiler.lists_without_rules();
     if (is_due(part::vlans)) next.vlans = compiler.vlans(*next.ports, *next.lists);
-    const bool is_of_some_filters = reading == Reading::all && !effect.changed_filters.is_empty();
+    const bool is_of_some_filters = reading_ == Reading::all && !effect.changed_filters.is_empty();
     if (is_due(part::filters) && is_of_some_filters)
         next.filters = compiler.filters(*next.filters, effect.changed_filters, *next.ports);
     if (is_due(part::filters) && !is_of_some_filters)
         next.filters =
-            reading == Reading::all ? compiler.filters(*next.ports) : compiler.filters_without_statics(*next.ports);
+            reading_ == Reading::all ? compiler.filters(*next.ports) : compiler.filters_without_statics(*next.ports);
     if (is_due(part::mirrors)) next.mirrors = compiler.mirrors(*next.ports);
     if (is_due(part::qos)) next.qos = compiler.qos(*next.ports);
-    if (is_due(part::lists) && !is_of_some_lists) lists_with_rules.clear();
-    if (is_due(part::filters)) vlans_with_statics.clear();
-    current = std::move(next);
+    if (is_due(part::lists) && !is_of_some_lists) lists_with_rules_.clear();
+    if (is_due(part::filters)) vlans_with_statics_.clear();
+    current_ = std::move(next);
 }
 
 void ConfigurationReader::copy_tables(std::span<const char* const> tables) {
-    const Snapshot snapshot(database);
-    statements->last_call.only_number(); // begins it
-    statements->image.take(tables);
+    const Snapshot snapshot(database_);
+    statements_->last_call.only_number(); // begins it
+    statements_->image.take(tables);
 }
 
 bool ConfigurationReader::read_statics(uint32_t vid) {
-    const auto is_read = std::find(vlans_with_statics.begin(), vlans_with_statics.end(), vid);
-    if (reading == Reading::all || is_read != vlans_with_statics.end()) return false;
+    const auto is_read = std::find(vlans_with_statics_.begin(), vlans_with_statics_.end(), vid);
+    if (reading_ == Reading::all || is_read != vlans_with_statics_.end()) return false;
     constexpr const char* tables[] = {"static_entry", "limits"};
     copy_tables(tables);
     auto filters =
-        std::make_shared<Filters>(*statements->compiler.filters(*current.filters, {{vid}, {}}, *current.ports));
-    filters->learned_room = current.filters->learned_room; // which they were counted in
-    current.filters = std::move(filters);
-    vlans_with_statics.push_back(vid);
+        std::make_shared<Filters>(*statements_->compiler.filters(*current_.filters, {{vid}, {}}, *current_.ports));
+    filters->learned_room = current_.filters->learned_room; // which they were counted in
+    current_.filters = std::move(filters);
+    vlans_with_statics_.push_back(vid);
     return true;
 }
 
 bool ConfigurationReader::read_rules(int32_t list) {
-    const bool is_there = std::find(lists_with_rules.begin(), lists_with_rules.end(), list) != lists_with_rules.end();
-    if (reading == Reading::all || is_there) return false;
+    const bool is_there =
+        std::find(lists_with_rules_.begin(), lists_with_rules_.end(), list) != lists_with_rules_.end();
+    if (reading_ == Reading::all || is_there) return false;
     copy_tables(rule_tables);
-    current.lists = statements->compiler.lists(*current.lists, {list});
-    lists_with_rules.push_back(list);
+    current_.lists = statements_->compiler.lists(*current_.lists, {list});
+    lists_with_rules_.push_back(list);
     return true;
 }
 
@@ -395,15 +396,15 @@ void ConfigurationReader::forget_flushed(State& state, const Effect& effect) {
 // The store's entries count, but for those that are still to be written there. Those that are known keep their age.
 void ConfigurationReader::read_learned(State& state, Nanoseconds now) {
     std::vector<uint64_t> changed = state.learned.take_changes();
-    pending.insert(pending.end(), changed.begin(), changed.end());
-    std::sort(pending.begin(), pending.end());
-    const auto is_pending = [&](uint64_t key) { return std::binary_search(pending.begin(), pending.end(), key); };
+    pending_.insert(pending_.end(), changed.begin(), changed.end());
+    std::sort(pending_.begin(), pending_.end());
+    const auto is_pending = [&](uint64_t key) { return std::binary_search(pending_.begin(), pending_.end(), key); };
 
     AddressTable<PortIndex> stored;
-    Statement& rows = statements->learned;
+    Statement& rows = statements_->learned;
     rows.for_each([&] {
         const auto mac = mac_of_text(rows.text(1));
-        const PortIndex port = current.ports->find(rows.number<int32_t>(2));
+        const PortIndex port = current_.ports->find(rows.number<int32_t>(2));
         if (!mac) rows.fail_as_damaged(1);
         if (port == no_port) rows.fail_as_damaged(2);
         stored.put(rows.number<uint32_t>(0), *mac) = port;
@@ -424,27 +425,27 @@ void ConfigurationReader::read_learned(State& state, Nanoseconds now) {
 }
 
 bool ConfigurationReader::write_learned(State& state, Nanoseconds now, size_t limit) {
-    if (pending.empty() && !state.learned.has_changes()) return false;
+    if (pending_.empty() && !state.learned.has_changes()) return false;
     refresh(state, now); // before anybody waits for it
-    Transaction transaction(database);
+    Transaction transaction(database_);
     refresh(state, now); // what came in between
     const std::vector<uint64_t> changed = state.learned.take_changes();
-    pending.insert(pending.end(), changed.begin(), changed.end());
-    std::sort(pending.begin(), pending.end());
-    pending.erase(std::unique(pending.begin(), pending.end()), pending.end());
+    pending_.insert(pending_.end(), changed.begin(), changed.end());
+    std::sort(pending_.begin(), pending_.end());
+    pending_.erase(std::unique(pending_.begin(), pending_.end()), pending_.end());
 
-    const size_t count = std::min(limit, pending.size());
-    const int64_t room = statements->fdb_room.only_number();
-    const int64_t changes_before = sqlite3_total_changes64(database.handle());
+    const size_t count = std::min(limit, pending_.size());
+    const int64_t room = statements_->fdb_room.only_number();
+    const int64_t changes_before = sqlite3_total_changes64(database_.handle());
     int64_t room_left = room;
     for (size_t i = 0; i < count; ++i)
-        write_entry(state, pending[i], room_left);
-    if (room_left != room) statements->take_room.change(room - room_left);
-    const bool has_written = sqlite3_total_changes64(database.handle()) != changes_before;
+        write_entry(state, pending_[i], room_left);
+    if (room_left != room) statements_->take_room.change(room - room_left);
+    const bool has_written = sqlite3_total_changes64(database_.handle()) != changes_before;
     transaction.commit();
-    if (has_written) ++known_counter;
-    pending.erase(pending.begin(), pending.begin() + static_cast<std::ptrdiff_t>(count));
-    return !pending.empty();
+    if (has_written) ++known_counter_;
+    pending_.erase(pending_.begin(), pending_.begin() + static_cast<std::ptrdiff_t>(count));
+    return !pending_.empty();
 }
 
 void ConfigurationReader::write_entry(const State& state, uint64_t key, int64_t& room) {
@@ -452,15 +453,15 @@ void ConfigurationReader::write_entry(const State& state, uint64_t key, int64_t&
     const Mac mac = key & 0xffffffffffff;
     const MacText text(mac);
     const LearnedEntry* const entry = state.learned.peek(vid, mac);
-    const int32_t port = entry != nullptr ? current.ports->ports[entry->port].number : 0;
-    const bool is_kept = entry != nullptr && statements->may_learn.only_number(vid, text.text, port) == 1;
+    const int32_t port = entry != nullptr ? current_.ports->ports[entry->port].number : 0;
+    const bool is_kept = entry != nullptr && statements_->may_learn.only_number(vid, text.text, port) == 1;
     int64_t stored_port = -1;
-    statements->find_learned.for_each([&] { stored_port = statements->find_learned.number(0); }, vid, text.text);
+    statements_->find_learned.for_each([&] { stored_port = statements_->find_learned.number(0); }, vid, text.text);
     if (is_kept && stored_port != port && (stored_port >= 0 || room > 0)) {
-        statements->put_learned.change(vid, text.text, port);
+        statements_->put_learned.change(vid, text.text, port);
         if (stored_port < 0) --room;
     } else if (!is_kept && stored_port >= 0) {
-        statements->forget_learned.change(vid, text.text);
+        statements_->forget_learned.change(vid, text.text);
         ++room;
     }
 }

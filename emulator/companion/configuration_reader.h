@@ -48,7 +48,7 @@ public:
     ConfigurationReader& operator=(const ConfigurationReader&) = delete;
 
     // Its parts stay what they are while anybody holds them; `refresh` puts others in their place.
-    const dataplane::Configuration& configuration() const { return current; }
+    const dataplane::Configuration& configuration() const { return current_; }
 
     // A state for this configuration. The learned addresses of the store count as seen at `now`.
     dataplane::State make_state(dataplane::Nanoseconds now);
@@ -87,14 +87,14 @@ private:
     void write_entry(const dataplane::State& state, uint64_t key, int64_t& room);
     uint32_t change_counter();
 
-    Database& database;
-    Reading reading;
-    std::vector<int32_t> lists_with_rules;    // of those that were left out
-    std::vector<uint32_t> vlans_with_statics; // likewise
-    std::unique_ptr<Statements> statements;
-    dataplane::Configuration current;
-    uint32_t known_counter = 0; // of the store, when it was read last
-    int64_t known_call = 0;     // the last in the log then
-    bool has_read = false;
-    std::vector<uint64_t> pending; // addresses whose entry is still to be written back
+    Database& database_;
+    Reading reading_;
+    std::vector<int32_t> lists_with_rules_;    // of those that were left out
+    std::vector<uint32_t> vlans_with_statics_; // likewise
+    std::unique_ptr<Statements> statements_;
+    dataplane::Configuration current_;
+    uint32_t known_counter_ = 0; // of the store, when it was read last
+    int64_t known_call_ = 0;     // the last in the log then
+    bool has_read_ = false;
+    std::vector<uint64_t> pending_; // addresses whose entry is still to be written back
 };

@@ -51,12 +51,12 @@ std::filesystem::path store_path() {
 // --- Query ---
 
 Query::Query(Database& source, const std::string& sql, const std::vector<Parameter>& parameters)
-    : database(source), statement(nullptr, sqlite3_finalize) {
+    : database_(source), statement_(nullptr, sqlite3_finalize) {
     sqlite3_stmt* prepared = nullptr;
-    if (sqlite3_prepare_v2(source.connection.get(), sql.c_str(), -1, &prepared, nullptr) != SQLITE_OK) source.fail();
-    statement.reset(prepared);
+    if (sqlite3_prepare_v2(source.connection_.get(), sql.c_str(), -1, &prepared, nullptr) != SQLITE_OK) source.fail();
+    statement_.reset(prepared);
     for (int i = 0; i < sqlite3_column_count(prepared); ++i)
-        columns.push_back({sqlite3_column_name(prepared, i), emulator::find_domain(sqlite3_column_name(prepared, i))});
+        columns_.push_back({sqlite3_column_name(prepared, i), emulator::find_domain(sqlite3_column_name(prepared, i))});
     int place = 0;
     for (const Parameter& parameter : parameters) {
         ++place;
@@ -69,26 +69,26 @@ Query::Query(Database& source, const std::string& sql, const std::vector<Paramet
 }
 
 bool Query::next() {
-    const int result = sqlite3_step(statement.get());
-    if (result != SQLITE_ROW && result != SQLITE_DONE) database.fail();
+    const int result = sqlite3_step(statement_.get());
+    if (result != SQLITE_ROW && result != SQLITE_DONE) database_.fail();
     return result == SQLITE_ROW;
 }
 
 size_t Query::place_of(const char* column) const {
-    for (size_t place = 0; place < columns.size(); ++place)
-        if (columns[place].name == column) return place;
+    for (size_t place = 0; place < columns_.size(); ++place)
+        if (columns_[place].name == column) return place;
     throw std::logic_error(std::string("a query without a column ") + column);
 }
 
 bool Query::is_null(const char* column) const {
-    return sqlite3_column_type(statement.get(), static_cast<int>(place_of(column))) == SQLITE_NULL;
+    return sqlite3_column_type(statement_.get(), static_cast<int>(place_of(column))) == SQLITE_NULL;
 }
 
 int64_t Query::number_in(const char* column, bool is_any) const {
     const size_t place = place_of(column);
-    const int64_t value = sqlite3_column_int64(statement.get(), static_cast<int>(place));
-    const emulator::Domain* const domain = is_any ? nullptr : columns[place].domain;
-    if (sqlite3_column_type(statement.get(), static_cast<int>(place)) != SQLITE_INTEGER ||
+    const int64_t value = sqlite3_column_int64(statement_.get(), static_cast<int>(place));
+    const emulator::Domain* const domain = is_any ? nullptr : columns_[place].domain;
+    if (sqlite3_column_type(statement_.get(), static_cast<int>(place)) != SQLITE_INTEGER ||
         (domain != nullptr && !domain->contains(value)))
         fail_as_damaged(column);
     return value;
@@ -120,10 +120,10 @@ bool Query::flag(const char* column) const {
 
 std::string Query::text(const char* column) const {
     const auto place = static_cast<int>(place_of(column));
-    if (sqlite3_column_type(statement.get(), place) != SQLITE_TEXT) fail_as_damaged(column);
-    const auto* const bytes = reinterpret_cast<const char*>(sqlite3_column_text(statement.get(), place));
-    std::string found(bytes, static_cast<size_t>(sqlite3_column_bytes(statement.get(), place)));
-    if (columns[static_cast<size_t>(place)].name == "mac" && !is_mac(found)) fail_as_damaged(column);
+    if (sqlite3_column_type(statement_.get(), place) != SQLITE_TEXT) fail_as_damaged(column);
+    const auto* const bytes = reinterpret_cast<const char*>(sqlite3_column_text(statement_.get(), place));
+    std::string found(bytes, static_cast<size_t>(sqlite3_column_bytes(statement_.get(), place)));
+    if (columns_[static_cast<size_t>(place)].name == "mac" && !is_mac(found)) fail_as_damaged(column);
     return found;
 }
 
@@ -133,28 +133,28 @@ std::optional<std::string> Query::optional_text(const char* column) const {
 }
 
 void Query::fail_as_damaged(const char* column) const {
-    database.fail_as_damaged(statement.get(), static_cast<int>(place_of(column)));
+    database_.fail_as_damaged(statement_.get(), static_cast<int>(place_of(column)));
 }
 
 // --- Database ---
 
-Database::Database(const std::filesystem::path& path) : file(path) {
+Database::Database(const std::filesystem::path& path) : file_(path) {
     if (emulator::store::begin() != 0 || emulator::store::commit() != 0) throw Failure(already_said);
-    open(file);
+    open(file_);
     script("PRAGMA journal_mode = PERSIST; PRAGMA synchronous = OFF; PRAGMA foreign_keys = ON");
 }
 
 Database Database::snapshot() {
     Database store;
-    Database memory{in_memory, store.file};
-    store.copy(memory.connection.get());
+    Database memory{in_memory, store.file_};
+    store.copy(memory.connection_.get());
     return memory;
 }
 
 Database Database::copy_of(const std::filesystem::path& path) {
     Database store{Unjudged{}, path};
     Database memory{in_memory, path};
-    store.copy(memory.connection.get());
+    store.copy(memory.connection_.get());
     memory.bring_up_to_date();
     return memory;
 }
@@ -164,16 +164,16 @@ void Database::bring_up_to_date() {
     const int64_t application = number("SELECT application_id FROM pragma_application_id");
     const int64_t found = number("SELECT user_version FROM pragma_user_version");
     if (application != emulator::store::application_id || found < 1)
-        throw Failure(file.string() + ": not the store of an emulated switch");
+        throw Failure(file_.string() + ": not the store of an emulated switch");
     if (found > emulator::store::version)
-        throw Failure(file.string() + ": made by a later emuswitch (version " + std::to_string(found) +
+        throw Failure(file_.string() + ": made by a later emuswitch (version " + std::to_string(found) +
                       ", this one knows " + std::to_string(emulator::store::version) + "); use that one");
     for (int64_t step = found; step < emulator::store::version; ++step)
         script(store_migrations[step - 1]);
 }
 
 Database Database::image(const Database& store, const char* file_system) {
-    return {file_system, store.file};
+    return {file_system, store.file_};
 }
 
 Database Database::fresh() {
@@ -186,18 +186,18 @@ void Database::open(const std::string& name, const char* file_system) {
     sqlite3* opened = nullptr;
     const int access = file_system == nullptr ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY;
     const int result = sqlite3_open_v2(name.c_str(), &opened, access | SQLITE_OPEN_NOMUTEX, file_system);
-    connection = {opened, sqlite3_close};
+    connection_ = {opened, sqlite3_close};
     if (result != SQLITE_OK) fail();
     sqlite3_busy_timeout(opened, longest_wait);
 }
 
 void Database::fail() {
-    const int result = connection != nullptr ? sqlite3_errcode(connection.get()) : SQLITE_NOMEM;
-    const std::string reason = connection != nullptr ? sqlite3_errmsg(connection.get()) : "out of memory";
+    const int result = connection_ != nullptr ? sqlite3_errcode(connection_.get()) : SQLITE_NOMEM;
+    const std::string reason = connection_ != nullptr ? sqlite3_errmsg(connection_.get()) : "out of memory";
     // A schema that is not ours does not fit our statements.
     if (result == SQLITE_CORRUPT || result == SQLITE_NOTADB || result == SQLITE_ERROR) fail_as_damaged(reason);
-    if (result == SQLITE_BUSY) throw Locked(file.string() + ": " + reason);
-    throw Failure(file.string() + ": " + trouble_of(result, reason));
+    if (result == SQLITE_BUSY) throw Locked(file_.string() + ": " + reason);
+    throw Failure(file_.string() + ": " + trouble_of(result, reason));
 }
 
 void Database::fail_as_damaged(sqlite3_stmt* row, int column) {
@@ -208,7 +208,7 @@ void Database::fail_as_damaged(sqlite3_stmt* row, int column) {
 }
 
 void Database::fail_as_damaged(const std::string& what) {
-    throw Failure(file.string() + ": damaged (" + shown(what) +
+    throw Failure(file_.string() + ": damaged (" + shown(what) +
                   "); move it away, the next sentence makes an empty switch");
 }
 
@@ -220,21 +220,21 @@ int64_t Database::number(const std::string& sql, const std::vector<Parameter>& p
 int Database::change(const std::string& sql, const std::vector<Parameter>& parameters) {
     Query query(*this, sql, parameters);
     query.next();
-    return sqlite3_changes(connection.get());
+    return sqlite3_changes(connection_.get());
 }
 
 void Database::script(const std::string& sql) {
-    if (sqlite3_exec(connection.get(), sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) fail();
+    if (sqlite3_exec(connection_.get(), sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) fail();
 }
 
 void Database::copy(sqlite3* target) {
-    sqlite3_backup* const backup = sqlite3_backup_init(target, "main", connection.get(), "main");
+    sqlite3_backup* const backup = sqlite3_backup_init(target, "main", connection_.get(), "main");
     const int result = backup == nullptr ? SQLITE_ERROR : sqlite3_backup_step(backup, -1);
     sqlite3_backup_finish(backup);
     if (result == SQLITE_DONE) return;
     const std::string reason = sqlite3_errmsg(target);
     if (result == SQLITE_CORRUPT || result == SQLITE_NOTADB) fail_as_damaged(reason);
-    throw Failure(file.string() + ": cannot be copied (" + reason + ")");
+    throw Failure(file_.string() + ": cannot be copied (" + reason + ")");
 }
 
 void Database::copy_to(const std::filesystem::path& path) {
@@ -247,10 +247,10 @@ void Database::copy_to(const std::filesystem::path& path) {
 
 // --- Transaction ---
 
-Transaction::Transaction(Database& target) : database(target) {
+Transaction::Transaction(Database& target) : database_(target) {
     if (emulator::store::take_turn() != 0) throw Failure(already_said);
     try {
-        database.script("BEGIN IMMEDIATE");
+        database_.script("BEGIN IMMEDIATE");
     } catch (const Failure&) {
         emulator::store::give_turn_back();
         throw;
@@ -259,33 +259,33 @@ Transaction::Transaction(Database& target) : database(target) {
 
 Transaction::~Transaction() {
     try {
-        if (is_open) database.script("ROLLBACK");
+        if (is_open_) database_.script("ROLLBACK");
     } catch (const Failure&) { // the failure that brought us here has taken the transaction back
     }
     emulator::store::give_turn_back();
 }
 
 void Transaction::commit() {
-    database.script("COMMIT");
-    is_open = false;
+    database_.script("COMMIT");
+    is_open_ = false;
 }
 
 // --- Children ---
 
 Children::Children(Database& source, const std::string& sql, std::vector<const char*> common)
-    : rows(source, sql), keys(std::move(common)), has_row(rows.next()) {}
+    : rows_(source, sql), keys_(std::move(common)), has_row_(rows_.next()) {}
 
 bool Children::is_at(const Query& parent) const {
-    if (!has_row) return false;
-    for (const char* key : keys) {
-        const int64_t own = rows.any_number(key);
+    if (!has_row_) return false;
+    for (const char* key : keys_) {
+        const int64_t own = rows_.any_number(key);
         const int64_t wanted = parent.any_number(key);
-        if (own < wanted) rows.fail_as_damaged(key); // its parent would have come before
+        if (own < wanted) rows_.fail_as_damaged(key); // its parent would have come before
         if (own > wanted) return false;
     }
     return true;
 }
 
 void Children::expect_end() const {
-    if (has_row) rows.fail_as_damaged(keys.front());
+    if (has_row_) rows_.fail_as_damaged(keys_.front());
 }

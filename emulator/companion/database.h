@@ -82,9 +82,9 @@ private:
     size_t place_of(const char* column) const;
     int64_t number_in(const char* column, bool is_any) const;
 
-    Database& database;
-    std::vector<Column> columns;
-    std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)> statement;
+    Database& database_;
+    std::vector<Column> columns_;
+    std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)> statement_;
 };
 
 // One connection. Every failure throws `Failure` with the name of the file.
@@ -114,7 +114,7 @@ public:
     void copy_to(const std::filesystem::path& path);
 
     // For what reads so much that it prepares its statements once (companion/statement.h).
-    sqlite3* handle() const { return connection.get(); }
+    sqlite3* handle() const { return connection_.get(); }
     [[noreturn]] void fail();
     // A value that the store cannot have by itself, such as class 100: `what` names it.
     [[noreturn]] void fail_as_damaged(const std::string& what);
@@ -124,16 +124,16 @@ private:
     friend class Query;
     struct InMemory {};
     static constexpr InMemory in_memory{};
-    Database(InMemory, std::filesystem::path of) : file(std::move(of)) { open(":memory:"); }
+    Database(InMemory, std::filesystem::path of) : file_(std::move(of)) { open(":memory:"); }
     struct Unjudged {};
-    Database(Unjudged, std::filesystem::path of) : file(std::move(of)) { open(std::filesystem::absolute(file)); }
-    Database(const char* file_system, std::filesystem::path of) : file(std::move(of)) { open("image", file_system); }
+    Database(Unjudged, std::filesystem::path of) : file_(std::move(of)) { open(std::filesystem::absolute(file_)); }
+    Database(const char* file_system, std::filesystem::path of) : file_(std::move(of)) { open("image", file_system); }
     void bring_up_to_date();
     void open(const std::string& name, const char* file_system = nullptr);
     void copy(sqlite3* target);
 
-    std::filesystem::path file;
-    std::unique_ptr<sqlite3, int (*)(sqlite3*)> connection{nullptr, nullptr};
+    std::filesystem::path file_;
+    std::unique_ptr<sqlite3, int (*)(sqlite3*)> connection_{nullptr, nullptr};
 };
 
 // A transaction that is undone unless it is committed.
@@ -146,8 +146,8 @@ public:
     void commit();
 
 private:
-    Database& database;
-    bool is_open = true;
+    Database& database_;
+    bool is_open_ = true;
 };
 
 // The rows that belong to the rows of another query, both in the order of the columns that they have in common. A row
@@ -158,8 +158,8 @@ public:
 
     // Calls `take` with each row that belongs to this one.
     template <typename Take> void of(const Query& parent, Take take) {
-        for (; is_at(parent); has_row = rows.next())
-            take(rows);
+        for (; is_at(parent); has_row_ = rows_.next())
+            take(rows_);
     }
 
     // Behind the last of the others.
@@ -168,7 +168,7 @@ public:
 private:
     bool is_at(const Query& parent) const;
 
-    Query rows;
-    std::vector<const char*> keys;
-    bool has_row;
+    Query rows_;
+    std::vector<const char*> keys_;
+    bool has_row_;
 };

@@ -77,7 +77,7 @@ std::string why_anew(const SwitchModel::Stream& stream, const SwitchModel::Strea
 
 class Plan {
 public:
-    Plan(const SwitchModel& now, const SwitchModel& target) : on(now), from(now), wanted(target) {}
+    Plan(const SwitchModel& now, const SwitchModel& target) : on_(now), from_(now), wanted_(target) {}
     std::vector<std::string> lines();
 
 private:
@@ -129,50 +129,50 @@ private:
 
     std::vector<std::string> framed(std::vector<std::string> lines) const;
 
-    Rehearsal on;
-    const SwitchModel& from;
-    const SwitchModel& wanted;
-    std::set<int64_t> gone_ports;
-    std::set<int64_t> gone_vlans;
-    std::set<int64_t> gone_streams;
+    Rehearsal on_;
+    const SwitchModel& from_;
+    const SwitchModel& wanted_;
+    std::set<int64_t> gone_ports_;
+    std::set<int64_t> gone_vlans_;
+    std::set<int64_t> gone_streams_;
 };
 
 // --- What goes ---
 
 void Plan::find_gone() {
-    for (const auto& [number, port] : from.ports) {
-        const SwitchModel::Port* const other = find(wanted.ports, number);
+    for (const auto& [number, port] : from_.ports) {
+        const SwitchModel::Port* const other = find(wanted_.ports, number);
         const std::string why = other != nullptr ? why_anew(port, *other) : "";
         if (other != nullptr && why.empty()) continue;
-        gone_ports.insert(number);
-        if (other != nullptr) on.remark("port " + text(number) + " is made anew: " + why);
+        gone_ports_.insert(number);
+        if (other != nullptr) on_.remark("port " + text(number) + " is made anew: " + why);
     }
-    for (const auto& [vid, vlan] : from.vlans) {
-        const SwitchModel::Vlan* const other = find(wanted.vlans, vid);
-        if (other == nullptr || other->name != vlan.name) gone_vlans.insert(vid);
+    for (const auto& [vid, vlan] : from_.vlans) {
+        const SwitchModel::Vlan* const other = find(wanted_.vlans, vid);
+        if (other == nullptr || other->name != vlan.name) gone_vlans_.insert(vid);
     }
-    for (const auto& [index, stream] : from.streams) {
-        const SwitchModel::Stream* const other = find(wanted.streams, index);
+    for (const auto& [index, stream] : from_.streams) {
+        const SwitchModel::Stream* const other = find(wanted_.streams, index);
         const std::string why = other != nullptr ? why_anew(stream, *other) : "";
-        const bool goes_with_port = stream.is_attached && gone_ports.contains(wording::Stream(index).port());
+        const bool goes_with_port = stream.is_attached && gone_ports_.contains(wording::Stream(index).port());
         if (other != nullptr && why.empty() && !goes_with_port) continue;
-        gone_streams.insert(index);
+        gone_streams_.insert(index);
         if (!why.empty() && !goes_with_port)
-            on.remark("stream " + wording::Stream(index).address + " is made anew: " + why);
+            on_.remark("stream " + wording::Stream(index).address + " is made anew: " + why);
     }
 }
 
 bool Plan::is_gone(const InVlan& place) const {
-    const SwitchModel::Member* const member = find(on.now().members, place);
+    const SwitchModel::Member* const member = find(on_.now().members, place);
     if (member == nullptr) return false;
-    const SwitchModel::Member* const other = find(wanted.members, place);
-    return other == nullptr || !is_same_member(*member, *other) || gone_vlans.contains(place.first) ||
-           gone_ports.contains(place.second);
+    const SwitchModel::Member* const other = find(wanted_.members, place);
+    return other == nullptr || !is_same_member(*member, *other) || gone_vlans_.contains(place.first) ||
+           gone_ports_.contains(place.second);
 }
 
 bool Plan::is_queue_gone(const SwitchModel::Queue& place, const SwitchModel::QueueState& queue) const {
-    const SwitchModel::QueueState* const other = find(wanted.queues, place);
-    if (other == nullptr || (queue.is_attached && gone_streams.contains(place.first))) return true;
+    const SwitchModel::QueueState* const other = find(wanted_.queues, place);
+    if (other == nullptr || (queue.is_attached && gone_streams_.contains(place.first))) return true;
     if (queue.is_attached != other->is_attached) return true;
     if (!queue.is_attached) return !(queue == *other);
     return queue.stream_type != other->stream_type || queue.weighted != other->weighted;
@@ -180,122 +180,122 @@ bool Plan::is_queue_gone(const SwitchModel::Queue& place, const SwitchModel::Que
 
 // A port of a VLAN cannot leave it with an IP interface, nor join one in an aggregation group.
 void Plan::release_ports() {
-    std::set<int64_t> leaving = gone_ports;
+    std::set<int64_t> leaving = gone_ports_;
     std::set<int64_t> joining;
-    for (const auto& [place, member] : from.members)
+    for (const auto& [place, member] : from_.members)
         if (is_gone(place)) leaving.insert(place.second);
-    for (const auto& [place, member] : wanted.members)
-        if (!from.members.contains(place) || is_gone(place)) joining.insert(place.second);
-    for (const int64_t number : keys_of(from.ports)) {
-        const SwitchModel::Port& port = from.ports.at(number);
-        const SwitchModel::Port* const other = find(wanted.ports, number);
-        const bool stays = !gone_ports.contains(number);
+    for (const auto& [place, member] : wanted_.members)
+        if (!from_.members.contains(place) || is_gone(place)) joining.insert(place.second);
+    for (const int64_t number : keys_of(from_.ports)) {
+        const SwitchModel::Port& port = from_.ports.at(number);
+        const SwitchModel::Port* const other = find(wanted_.ports, number);
+        const bool stays = !gone_ports_.contains(number);
         if (port.has_ip_interface && (leaving.contains(number) || !other->has_ip_interface))
-            on.set_ip_interface(number, false);
-        if (port.is_in_lag && stays && (joining.contains(number) || !other->is_in_lag)) on.set_lag(number, false);
+            on_.set_ip_interface(number, false);
+        if (port.is_in_lag && stays && (joining.contains(number) || !other->is_in_lag)) on_.set_lag(number, false);
     }
 }
 
 void Plan::remove_members() {
-    for (const InVlan& place : keys_of(on.now().members)) {
-        const SwitchModel::Member& member = on.now().members.at(place);
-        const SwitchModel::Member* const other = find(wanted.members, place);
-        if (member.list && (is_gone(place) || other->list != member.list)) on.unbind_list(place);
+    for (const InVlan& place : keys_of(on_.now().members)) {
+        const SwitchModel::Member& member = on_.now().members.at(place);
+        const SwitchModel::Member* const other = find(wanted_.members, place);
+        if (member.list && (is_gone(place) || other->list != member.list)) on_.unbind_list(place);
     }
-    for (const InVlan& place : keys_of(on.now().members))
-        if (is_gone(place)) on.remove_member(place);
+    for (const InVlan& place : keys_of(on_.now().members))
+        if (is_gone(place)) on_.remove_member(place);
 }
 
 void Plan::remove_lists() {
-    for (const int64_t number : keys_of(on.now().lists)) {
-        if (wanted.lists.contains(number)) continue;
-        if (!on.now().lists.at(number).rules.empty()) on.remove_rules(number);
-        on.delete_list(number);
+    for (const int64_t number : keys_of(on_.now().lists)) {
+        if (wanted_.lists.contains(number)) continue;
+        if (!on_.now().lists.at(number).rules.empty()) on_.remove_rules(number);
+        on_.delete_list(number);
     }
 }
 
 void Plan::remove_queues_and_streams() {
     std::map<int64_t, std::vector<SwitchModel::Queue>> gone; // by stream
     std::map<int64_t, size_t> attached;
-    for (const auto& [place, queue] : on.now().queues) {
+    for (const auto& [place, queue] : on_.now().queues) {
         if (queue.is_attached) ++attached[place.first];
         if (is_queue_gone(place, queue)) gone[place.first].push_back(place);
     }
     for (const auto& [index, places] : gone) {
         const auto count = static_cast<size_t>(std::count_if(
-            places.begin(), places.end(), [&](const auto& place) { return on.now().queues.at(place).is_attached; }));
-        if (count > 1 && count == attached[index]) on.delete_attached_queues(index);
+            places.begin(), places.end(), [&](const auto& place) { return on_.now().queues.at(place).is_attached; }));
+        if (count > 1 && count == attached[index]) on_.delete_attached_queues(index);
         for (const SwitchModel::Queue& place : places)
-            if (on.now().queues.contains(place)) on.delete_queue(place);
+            if (on_.now().queues.contains(place)) on_.delete_queue(place);
     }
-    for (const int64_t index : gone_streams)
-        on.delete_stream(index);
+    for (const int64_t index : gone_streams_)
+        on_.delete_stream(index);
 }
 
 // Those that go with their VLAN, their port or their membership need no sentence. One for the own address of a port
 // that is to join is in its way.
 bool Plan::is_static_gone(const Address& address, const SwitchModel::StaticEntry& entry) const {
     const auto& [vid, mac] = address;
-    if (gone_vlans.contains(vid) || (entry.port && gone_ports.contains(*entry.port))) return false;
-    const SwitchModel::StaticEntry* const other = find(wanted.static_entries, address);
+    if (gone_vlans_.contains(vid) || (entry.port && gone_ports_.contains(*entry.port))) return false;
+    const SwitchModel::StaticEntry* const other = find(wanted_.static_entries, address);
     if (other == nullptr || !(*other == entry)) return true;
-    for (auto place = wanted.members.lower_bound({vid, 0}); place != wanted.members.end() && place->first.first == vid;
-         ++place)
-        if (!on.now().members.contains(place->first) && own_address(place->first.second) == mac) return true;
+    for (auto place = wanted_.members.lower_bound({vid, 0});
+         place != wanted_.members.end() && place->first.first == vid; ++place)
+        if (!on_.now().members.contains(place->first) && own_address(place->first.second) == mac) return true;
     return false;
 }
 
 void Plan::remove_entries() {
-    for (const Address& address : keys_of(on.now().static_entries))
-        if (is_static_gone(address, on.now().static_entries.at(address))) on.delete_static(address);
-    for (const auto& [number, port] : wanted.ports)
-        if (on.now().ports.contains(number) && !gone_ports.contains(number)) {
-            const auto entries = on.now().ports.at(number).local_entries;
+    for (const Address& address : keys_of(on_.now().static_entries))
+        if (is_static_gone(address, on_.now().static_entries.at(address))) on_.delete_static(address);
+    for (const auto& [number, port] : wanted_.ports)
+        if (on_.now().ports.contains(number) && !gone_ports_.contains(number)) {
+            const auto entries = on_.now().ports.at(number).local_entries;
             for (const auto& [mac, entry] : entries) {
                 const SwitchModel::LocalEntry* const other = find(port.local_entries, mac);
-                if (other == nullptr || !(*other == entry)) on.delete_local(number, mac);
+                if (other == nullptr || !(*other == entry)) on_.delete_local(number, mac);
             }
         }
 }
 
 void Plan::remove_ports_and_vlans() {
-    for (const int64_t port : gone_ports)
-        on.delete_port(port);
-    for (const int64_t vid : gone_vlans)
-        on.delete_vlan(vid);
+    for (const int64_t port : gone_ports_)
+        on_.delete_port(port);
+    for (const int64_t vid : gone_vlans_)
+        on_.delete_vlan(vid);
 }
 
 void Plan::remove_protocols() {
-    for (const int64_t type : keys_of(on.now().protocols)) {
-        const int64_t group = on.now().protocols.at(type);
-        const int64_t* const other = find(wanted.protocols, type);
-        if (wanted.protgroups.contains(group) && (other == nullptr || *other != group)) on.remove_protocol(type);
+    for (const int64_t type : keys_of(on_.now().protocols)) {
+        const int64_t group = on_.now().protocols.at(type);
+        const int64_t* const other = find(wanted_.protocols, type);
+        if (wanted_.protgroups.contains(group) && (other == nullptr || *other != group)) on_.remove_protocol(type);
     }
-    const std::set<int64_t> groups = on.now().protgroups;
+    const std::set<int64_t> groups = on_.now().protgroups;
     for (const int64_t group : groups)
-        if (!wanted.protgroups.contains(group)) on.delete_protgroup(group);
+        if (!wanted_.protgroups.contains(group)) on_.delete_protgroup(group);
 }
 
 // An end or a classification can be changed, but not be taken back.
 void Plan::remove_mirrors() {
-    for (const int64_t number : keys_of(on.now().mirrors)) {
-        const SwitchModel::Mirror& mirror = on.now().mirrors.at(number);
-        const SwitchModel::Mirror* const other = find(wanted.mirrors, number);
+    for (const int64_t number : keys_of(on_.now().mirrors)) {
+        const SwitchModel::Mirror& mirror = on_.now().mirrors.at(number);
+        const SwitchModel::Mirror* const other = find(wanted_.mirrors, number);
         const bool lasts = other != nullptr && ((mirror.source_type && !other->source_type) ||
                                                 (mirror.destination != 0 && other->destination == 0) ||
                                                 (!mirror.classification.empty() && other->classification.empty()));
         if (other != nullptr && !lasts) continue;
-        if (lasts) on.remark("mirror " + text(number) + " is made anew: no sentence takes back what it had");
-        if (mirror.is_enabled) on.switch_mirror(number, false);
-        on.delete_mirror(number);
+        if (lasts) on_.remark("mirror " + text(number) + " is made anew: no sentence takes back what it had");
+        if (mirror.is_enabled) on_.switch_mirror(number, false);
+        on_.delete_mirror(number);
     }
 }
 
 // --- Ports ---
 
 void Plan::make_ports() {
-    for (const auto& [number, port] : wanted.ports) {
-        if (!on.now().ports.contains(number)) on.create_port(number, port.ether, port.type);
+    for (const auto& [number, port] : wanted_.ports) {
+        if (!on_.now().ports.contains(number)) on_.create_port(number, port.ether, port.type);
         change_local_entries(number, port);
         change_port(number, port);
         change_link_control(number, port);
@@ -309,50 +309,50 @@ void Plan::change_port(int64_t number, const SwitchModel::Port& port) {
         return found == nullptr || *found != words;
     };
     for (const auto& [keyword, words] : port.settings)
-        if (differs(on.now().ports.at(number).settings, keyword, words)) on.set_port(number, keyword, words);
+        if (differs(on_.now().ports.at(number).settings, keyword, words)) on_.set_port(number, keyword, words);
     for (const auto& [keyword, words] : port.lasting)
-        if (differs(on.now().ports.at(number).lasting, keyword, words)) on.set_lasting(number, keyword, words);
-    if (on.now().ports.at(number).classes != port.classes) on.set_classes(number, port.classes);
+        if (differs(on_.now().ports.at(number).lasting, keyword, words)) on_.set_lasting(number, keyword, words);
+    if (on_.now().ports.at(number).classes != port.classes) on_.set_classes(number, port.classes);
 }
 
 void Plan::change_link_control(int64_t number, const SwitchModel::Port& port) {
-    if (port.link_mode && on.now().ports.at(number).link_mode != port.link_mode)
-        on.set_link_mode(number, *port.link_mode);
-    if (port.link_depend && on.now().ports.at(number).link_depend != port.link_depend)
-        on.set_link_depend(number, port.link_depend->first, port.link_depend->second);
+    if (port.link_mode && on_.now().ports.at(number).link_mode != port.link_mode)
+        on_.set_link_mode(number, *port.link_mode);
+    if (port.link_depend && on_.now().ports.at(number).link_depend != port.link_depend)
+        on_.set_link_depend(number, port.link_depend->first, port.link_depend->second);
 }
 
 void Plan::change_local_entries(int64_t number, const SwitchModel::Port& port) {
-    const auto entries = on.now().ports.at(number).local_entries;
+    const auto entries = on_.now().ports.at(number).local_entries;
     for (const auto& [mac, entry] : entries) {
         const SwitchModel::LocalEntry* const other = find(port.local_entries, mac);
-        if (other == nullptr || !(*other == entry)) on.delete_local(number, mac);
+        if (other == nullptr || !(*other == entry)) on_.delete_local(number, mac);
     }
     for (const auto& [mac, entry] : port.local_entries)
-        if (find(on.now().ports.at(number).local_entries, mac) == nullptr) on.create_local(number, mac, entry);
+        if (find(on_.now().ports.at(number).local_entries, mac) == nullptr) on_.create_local(number, mac, entry);
 }
 
 void Plan::change_ether_shapers() {
-    for (const int64_t ether : keys_of(on.now().ether_shapers))
-        if (!wanted.ether_shapers.contains(ether)) on.set_ether_shaper(ether, "off");
-    for (const auto& [ether, words] : wanted.ether_shapers) {
-        const std::string* const found = find(on.now().ether_shapers, ether);
-        if (found == nullptr || *found != words) on.set_ether_shaper(ether, words);
+    for (const int64_t ether : keys_of(on_.now().ether_shapers))
+        if (!wanted_.ether_shapers.contains(ether)) on_.set_ether_shaper(ether, "off");
+    for (const auto& [ether, words] : wanted_.ether_shapers) {
+        const std::string* const found = find(on_.now().ether_shapers, ether);
+        if (found == nullptr || *found != words) on_.set_ether_shaper(ether, words);
     }
 }
 
 // --- VLANs ---
 
 void Plan::make_vlans() {
-    for (const auto& [vid, vlan] : wanted.vlans)
-        if (!on.now().vlans.contains(vid)) on.create_vlan(vid, vlan.name);
+    for (const auto& [vid, vlan] : wanted_.vlans)
+        if (!on_.now().vlans.contains(vid)) on_.create_vlan(vid, vlan.name);
     change_vlans("simple_loop_detection", wanted_words("simple_loop_detection"));
     change_vlans("ignorefdb", wanted_words("ignorefdb"));
 }
 
 std::map<int64_t, std::string> Plan::wanted_words(const std::string& keyword) const {
     std::map<int64_t, std::string> words;
-    for (const auto& [vid, vlan] : wanted.vlans)
+    for (const auto& [vid, vlan] : wanted_.vlans)
         words[vid] = vlan.settings.at(keyword);
     return words;
 }
@@ -362,7 +362,7 @@ void Plan::change_vlans(const std::string& keyword, const std::map<int64_t, std:
     size_t fewest = 0;
     std::map<std::string, size_t> uses;
     for (const auto& [vid, target] : words) {
-        if (on.now().vlans.at(vid).settings.at(keyword) != target) ++fewest;
+        if (on_.now().vlans.at(vid).settings.at(keyword) != target) ++fewest;
         ++uses[target];
     }
     const std::string* common = nullptr;
@@ -372,100 +372,100 @@ void Plan::change_vlans(const std::string& keyword, const std::map<int64_t, std:
         fewest = needed;
         common = &target;
     }
-    if (common != nullptr) on.set_all_vlans(keyword, *common);
+    if (common != nullptr) on_.set_all_vlans(keyword, *common);
     for (const auto& [vid, target] : words)
-        if (on.now().vlans.at(vid).settings.at(keyword) != target) on.set_vlan(vid, keyword, target);
+        if (on_.now().vlans.at(vid).settings.at(keyword) != target) on_.set_vlan(vid, keyword, target);
 }
 
 void Plan::make_protocols() {
-    for (const int64_t group : wanted.protgroups)
-        if (!on.now().protgroups.contains(group)) on.create_protgroup(group);
-    for (const auto& [type, group] : wanted.protocols)
-        if (!on.now().protocols.contains(type)) on.add_protocol(type, group);
+    for (const int64_t group : wanted_.protgroups)
+        if (!on_.now().protgroups.contains(group)) on_.create_protgroup(group);
+    for (const auto& [type, group] : wanted_.protocols)
+        if (!on_.now().protocols.contains(type)) on_.add_protocol(type, group);
 }
 
 void Plan::make_members() {
-    for (const auto& [place, member] : wanted.members)
-        if (!on.now().members.contains(place)) on.add_member(place, member);
+    for (const auto& [place, member] : wanted_.members)
+        if (!on_.now().members.contains(place)) on_.add_member(place, member);
 }
 
 // --- Streams and queues ---
 
 void Plan::make_streams() {
-    for (const auto& [index, stream] : wanted.streams) {
-        if (!on.now().streams.contains(index)) on.create_stream(index, stream);
+    for (const auto& [index, stream] : wanted_.streams) {
+        if (!on_.now().streams.contains(index)) on_.create_stream(index, stream);
         for (const auto& [keyword, words] : stream.settings)
-            if (on.now().streams.at(index).settings.at(keyword) != words) on.set_stream(index, keyword, words);
+            if (on_.now().streams.at(index).settings.at(keyword) != words) on_.set_stream(index, keyword, words);
     }
 }
 
 void Plan::make_queues() {
     std::set<int64_t> indexes;
-    for (const auto& [place, queue] : wanted.queues)
+    for (const auto& [place, queue] : wanted_.queues)
         indexes.insert(place.first);
     for (const int64_t index : indexes)
         make_queues_of(index);
-    for (const auto& [index, stream] : wanted.streams)
+    for (const auto& [index, stream] : wanted_.streams)
         for (const auto& [place, words] : stream.drop_types) {
-            const std::string* const found = find(on.now().streams.at(index).drop_types, place);
-            if (found == nullptr || *found != words) on.set_drop_type(index, place, words);
+            const std::string* const found = find(on_.now().streams.at(index).drop_types, place);
+            if (found == nullptr || *found != words) on_.set_drop_type(index, place, words);
         }
 }
 
 // All that are missing can be made in one sentence when each of them is wanted.
 void Plan::make_queues_of(int64_t stream_index) {
-    const SwitchModel::Stream* const stream = find(on.now().streams, stream_index);
+    const SwitchModel::Stream* const stream = find(on_.now().streams, stream_index);
     size_t missing = 0;
     bool are_all_wanted = true;
     for (int64_t traffic_class = 0; traffic_class < classes_per_stream; ++traffic_class) {
         const SwitchModel::Queue place{stream_index, traffic_class};
-        if (on.now().queues.contains(place)) continue;
-        const SwitchModel::QueueState* const target = find(wanted.queues, place);
+        if (on_.now().queues.contains(place)) continue;
+        const SwitchModel::QueueState* const target = find(wanted_.queues, place);
         are_all_wanted = are_all_wanted && target != nullptr && target->is_whole(stream);
         ++missing;
     }
-    if (are_all_wanted && missing > 1) on.create_missing_queues(stream_index);
+    if (are_all_wanted && missing > 1) on_.create_missing_queues(stream_index);
     for (int64_t traffic_class = 0; traffic_class < classes_per_stream; ++traffic_class) {
         const SwitchModel::Queue place{stream_index, traffic_class};
-        const SwitchModel::QueueState* const target = find(wanted.queues, place);
+        const SwitchModel::QueueState* const target = find(wanted_.queues, place);
         if (target == nullptr) continue;
-        if (!on.now().queues.contains(place)) on.create_queue(place, *target);
+        if (!on_.now().queues.contains(place)) on_.create_queue(place, *target);
         change_queue(place, *target);
     }
 }
 
 void Plan::change_queue(const SwitchModel::Queue& place, const SwitchModel::QueueState& queue) {
     if (!queue.is_attached) return;
-    const SwitchModel::QueueState& found = on.now().queues.at(place);
-    if (found.blocks != queue.blocks || found.length != queue.length) on.set_length(place, queue.blocks, queue.length);
-    if (on.now().queues.at(place).service != queue.service) on.set_service(place, queue.service);
+    const SwitchModel::QueueState& found = on_.now().queues.at(place);
+    if (found.blocks != queue.blocks || found.length != queue.length) on_.set_length(place, queue.blocks, queue.length);
+    if (on_.now().queues.at(place).service != queue.service) on_.set_service(place, queue.service);
 }
 
 // --- Classification lists ---
 
 void Plan::make_lists() {
-    for (const auto& [number, list] : wanted.lists) {
-        if (!on.now().lists.contains(number)) on.create_list(number);
+    for (const auto& [number, list] : wanted_.lists) {
+        if (!on_.now().lists.contains(number)) on_.create_list(number);
         change_rules(number, list);
     }
 }
 
 // A list has one marking. It changes only with the rule that is alone in the list, or where there is none.
 void Plan::change_rules(int64_t number, const SwitchModel::List& target) {
-    const SwitchModel::List& list = on.now().lists.at(number);
+    const SwitchModel::List& list = on_.now().lists.at(number);
     std::vector<int64_t> gone;
     for (const auto& [line, rule] : list.rules)
         if (!target.rules.contains(line)) gone.push_back(line);
     const bool is_marked_anew = !list.rules.empty() && !target.rules.empty() && list.marking != target.marking;
     const bool is_alone = list.rules.size() == 1 && gone.empty();
     if ((is_marked_anew && !is_alone) || (!gone.empty() && gone.size() == list.rules.size()))
-        on.remove_rules(number);
+        on_.remove_rules(number);
     else
         for (const int64_t line : gone)
-            on.remove_rule(number, line);
+            on_.remove_rule(number, line);
     const auto add = [&](int64_t line, const SwitchModel::Rule& rule) {
-        const SwitchModel::Rule* const found = find(on.now().lists.at(number).rules, line);
-        if (found == nullptr || !(*found == rule)) on.add_rule(number, line, target.marking, rule);
+        const SwitchModel::Rule* const found = find(on_.now().lists.at(number).rules, line);
+        if (found == nullptr || !(*found == rule)) on_.add_rule(number, line, target.marking, rule);
     };
     if (is_marked_anew && is_alone) add(list.rules.begin()->first, target.rules.at(list.rules.begin()->first));
     for (const auto& [line, rule] : target.rules)
@@ -473,22 +473,22 @@ void Plan::change_rules(int64_t number, const SwitchModel::List& target) {
 }
 
 void Plan::bind_lists() {
-    for (const auto& [place, member] : wanted.members) {
-        const SwitchModel::Member& found = on.now().members.at(place);
+    for (const auto& [place, member] : wanted_.members) {
+        const SwitchModel::Member& found = on_.now().members.at(place);
         if (member.list && (found.list != member.list || found.extraction != member.extraction))
-            on.bind_list(place, *member.list, member.extraction);
+            on_.bind_list(place, *member.list, member.extraction);
     }
 }
 
 // --- Forwarding database ---
 
 void Plan::make_entries() {
-    for (const Address& address : keys_of(on.now().static_entries)) {
-        const SwitchModel::StaticEntry* const other = find(wanted.static_entries, address);
-        if (other == nullptr || !(*other == on.now().static_entries.at(address))) on.delete_static(address);
+    for (const Address& address : keys_of(on_.now().static_entries)) {
+        const SwitchModel::StaticEntry* const other = find(wanted_.static_entries, address);
+        if (other == nullptr || !(*other == on_.now().static_entries.at(address))) on_.delete_static(address);
     }
-    for (const auto& [address, entry] : wanted.static_entries)
-        if (!on.now().static_entries.contains(address)) on.create_static(address, entry);
+    for (const auto& [address, entry] : wanted_.static_entries)
+        if (!on_.now().static_entries.contains(address)) on_.create_static(address, entry);
 }
 
 // Nothing removes a single learned address but a static entry that takes its place.
@@ -496,38 +496,38 @@ void Plan::forget_learned() {
     std::map<int64_t, std::vector<Address>> gone; // by VLAN
     std::map<int64_t, size_t> all;
     size_t count = 0;
-    for (const auto& [address, port] : on.now().learned) {
+    for (const auto& [address, port] : on_.now().learned) {
         ++all[address.first];
-        if (wanted.learned.contains(address)) continue;
+        if (wanted_.learned.contains(address)) continue;
         gone[address.first].push_back(address);
         ++count;
     }
-    if (gone.size() > 1 && count == on.now().learned.size()) {
-        on.forget_learned();
+    if (gone.size() > 1 && count == on_.now().learned.size()) {
+        on_.forget_learned();
         return;
     }
     for (const auto& [vid, addresses] : gone) {
         if (addresses.size() == all[vid]) {
-            on.forget_learned_in(vid);
+            on_.forget_learned_in(vid);
             continue;
         }
         for (const Address& address : addresses) {
-            on.create_static(address, {"discard", std::nullopt, static_action::discard, entry_owner::user});
-            on.delete_static(address);
+            on_.create_static(address, {"discard", std::nullopt, static_action::discard, entry_owner::user});
+            on_.delete_static(address);
         }
     }
 }
 
 std::string Plan::why_not_learned(const std::string& mac) const {
     std::set<std::string> own;
-    for (const auto& [port, state] : on.now().ports)
+    for (const auto& [port, state] : on_.now().ports)
         own.insert(own_address(port));
     return why_never_learned(mac, PortAddresses(std::move(own)));
 }
 
 // A port that learned an address was enabled then, and its VLAN had room for it, whatever they are now.
 void Plan::prepare_learning(const std::vector<Address>& addresses) {
-    const auto& vlans = on.now().vlans;
+    const auto& vlans = on_.now().vlans;
     std::map<int64_t, std::string> learning;
     std::map<int64_t, std::string> limits;
     std::map<int64_t, int64_t> counts;
@@ -535,7 +535,7 @@ void Plan::prepare_learning(const std::vector<Address>& addresses) {
         learning[vid] = vlan.settings.at("learning");
         limits[vid] = vlan.settings.at("learninglimit");
     }
-    for (const auto& [address, port] : on.now().learned)
+    for (const auto& [address, port] : on_.now().learned)
         ++counts[address.first];
     const auto is_enough = [](const std::string& words, int64_t count) {
         const std::string value = words.substr(words.find(' ') + 1);
@@ -544,42 +544,42 @@ void Plan::prepare_learning(const std::vector<Address>& addresses) {
     for (const Address& address : addresses) {
         const int64_t vid = address.first;
         learning[vid] = "learning on";
-        if (!on.now().learned.contains(address) && !is_enough(limits[vid], ++counts[vid])) {
-            const std::string& target = wanted.vlans.at(vid).settings.at("learninglimit");
+        if (!on_.now().learned.contains(address) && !is_enough(limits[vid], ++counts[vid])) {
+            const std::string& target = wanted_.vlans.at(vid).settings.at("learninglimit");
             limits[vid] = is_enough(target, counts[vid]) ? target : "learninglimit none";
         }
     }
     change_vlans("learning", learning);
     change_vlans("learninglimit", limits);
     for (const Address& address : addresses)
-        if (const int64_t port = wanted.learned.at(address); !on.now().ports.at(port).is_enabled)
-            on.switch_port(port, true);
+        if (const int64_t port = wanted_.learned.at(address); !on_.now().ports.at(port).is_enabled)
+            on_.switch_port(port, true);
 }
 
 void Plan::learn(const std::vector<Address>& addresses) {
     if (addresses.empty()) return;
     prepare_learning(addresses);
     for (const Address& address : addresses)
-        on.learn(address, wanted.learned.at(address));
+        on_.learn(address, wanted_.learned.at(address));
 }
 
 void Plan::make_learned() {
-    for (const auto& [number, port] : wanted.ports)
-        if (port.is_enabled && !on.now().ports.at(number).is_enabled) on.switch_port(number, true);
+    for (const auto& [number, port] : wanted_.ports)
+        if (port.is_enabled && !on_.now().ports.at(number).is_enabled) on_.switch_port(number, true);
     forget_learned();
     std::vector<Address> missing;
-    for (const auto& [address, port] : wanted.learned) {
-        const int64_t* const found = find(on.now().learned, address);
+    for (const auto& [address, port] : wanted_.learned) {
+        const int64_t* const found = find(on_.now().learned, address);
         if (found != nullptr && *found == port) continue;
         const std::string reason = why_not_learned(address.second);
         if (reason.empty())
             missing.push_back(address);
         else
-            on.remark("emuswitch learn " + address.second + " # " + reason);
+            on_.remark("emuswitch learn " + address.second + " # " + reason);
     }
     learn(missing);
-    for (const auto& [number, port] : wanted.ports)
-        if (!port.is_enabled && on.now().ports.at(number).is_enabled) on.switch_port(number, false);
+    for (const auto& [number, port] : wanted_.ports)
+        if (!port.is_enabled && on_.now().ports.at(number).is_enabled) on_.switch_port(number, false);
     change_vlans("learninglimit", wanted_words("learninglimit"));
     change_vlans("learning", wanted_words("learning"));
 }
@@ -587,94 +587,94 @@ void Plan::make_learned() {
 // --- Mirrors ---
 
 void Plan::make_mirrors() {
-    for (const auto& [number, mirror] : wanted.mirrors) {
-        if (!on.now().mirrors.contains(number)) on.create_mirror(number);
+    for (const auto& [number, mirror] : wanted_.mirrors) {
+        if (!on_.now().mirrors.contains(number)) on_.create_mirror(number);
         change_mirror(number, mirror);
     }
 }
 
 // A mirror stands still while it is changed.
 void Plan::change_mirror(int64_t number, const SwitchModel::Mirror& target) {
-    const auto now = [&]() -> const SwitchModel::Mirror& { return on.now().mirrors.at(number); };
+    const auto now = [&]() -> const SwitchModel::Mirror& { return on_.now().mirrors.at(number); };
     const bool is_same = has_source_of(now(), target) && now().destination == target.destination &&
                          now().classification == target.classification && has_tag_of(now(), target);
     if (!is_same) {
-        if (now().is_enabled) on.switch_mirror(number, false);
+        if (now().is_enabled) on_.switch_mirror(number, false);
         make_way(number, target);
         change_ends(number, target);
-        if (now().classification != target.classification) on.set_classification(number, target.classification);
-        if (!has_tag_of(now(), target)) on.set_tag(number, target);
+        if (now().classification != target.classification) on_.set_classification(number, target.classification);
+        if (!has_tag_of(now(), target)) on_.set_tag(number, target);
     }
-    if (now().is_enabled != target.is_enabled) on.switch_mirror(number, target.is_enabled);
+    if (now().is_enabled != target.is_enabled) on_.switch_mirror(number, target.is_enabled);
 }
 
 // The two ends are never the same port. Where they change places, the source has to be somewhere else meanwhile; where
 // there is nothing else, the mirror is made anew.
 void Plan::make_way(int64_t number, const SwitchModel::Mirror& target) {
-    const int64_t source = on.now().mirrors.at(number).source_port;
-    const int64_t destination = on.now().mirrors.at(number).destination;
+    const int64_t source = on_.now().mirrors.at(number).source_port;
+    const int64_t destination = on_.now().mirrors.at(number).destination;
     if (source == 0 || destination == 0 || target.source_port != destination || target.destination != source) return;
     SwitchModel::Mirror meanwhile;
-    for (const auto& [port, state] : on.now().ports)
+    for (const auto& [port, state] : on_.now().ports)
         if (port <= front_port_count && port != source && port != destination) meanwhile.source_port = port;
     if (meanwhile.source_port != 0) {
         meanwhile.source_type = mirror_source::received;
         meanwhile.source = "port " + text(meanwhile.source_port) + " in";
-    } else if (!on.now().vlans.empty()) {
+    } else if (!on_.now().vlans.empty()) {
         meanwhile.source_type = mirror_source::vlan;
-        meanwhile.source_vid = on.now().vlans.begin()->first;
-        meanwhile.source = "vlan " + quote_word(on.now().vlans.begin()->second.name);
+        meanwhile.source_vid = on_.now().vlans.begin()->first;
+        meanwhile.source = "vlan " + quote_word(on_.now().vlans.begin()->second.name);
     } else {
-        on.delete_mirror(number);
-        on.create_mirror(number);
+        on_.delete_mirror(number);
+        on_.create_mirror(number);
         return;
     }
-    on.set_source(number, meanwhile);
+    on_.set_source(number, meanwhile);
 }
 
 void Plan::change_ends(int64_t number, const SwitchModel::Mirror& target) {
-    const SwitchModel::Mirror& mirror = on.now().mirrors.at(number);
+    const SwitchModel::Mirror& mirror = on_.now().mirrors.at(number);
     const auto set_destination = [&] {
-        if (target.destination != mirror.destination) on.set_destination(number, target.destination);
+        if (target.destination != mirror.destination) on_.set_destination(number, target.destination);
     };
     const bool is_source_taken = target.source_port != 0 && target.source_port == mirror.destination;
     if (is_source_taken) set_destination();
-    if (!has_source_of(mirror, target)) on.set_source(number, target);
+    if (!has_source_of(mirror, target)) on_.set_source(number, target);
     set_destination();
 }
 
 // --- The rest ---
 
 void Plan::mark_ports() {
-    for (const auto& [number, port] : wanted.ports) {
-        const SwitchModel::Port& found = on.now().ports.at(number);
+    for (const auto& [number, port] : wanted_.ports) {
+        const SwitchModel::Port& found = on_.now().ports.at(number);
         if (port.is_in_lag && !found.is_in_lag) {
-            const bool is_member = std::any_of(wanted.members.begin(), wanted.members.end(),
+            const bool is_member = std::any_of(wanted_.members.begin(), wanted_.members.end(),
                                                [&, own = number](const auto& it) { return it.first.second == own; });
             if (is_member)
-                on.remark("it joined VLANs before: emuswitch lag " + text(number) + " on");
+                on_.remark("it joined VLANs before: emuswitch lag " + text(number) + " on");
             else
-                on.set_lag(number, true);
+                on_.set_lag(number, true);
         }
-        if (port.has_ip_interface && !found.has_ip_interface) on.set_ip_interface(number, true);
+        if (port.has_ip_interface && !found.has_ip_interface) on_.set_ip_interface(number, true);
     }
 }
 
 void Plan::mend_side_tables() {
-    const std::vector<std::string> calls = wanted.side_tables.calls_from(on.now().side_tables);
-    if (!calls.empty()) on.remark("names and the port table, where processes did not come to their end");
+    const std::vector<std::string> calls = wanted_.side_tables.calls_from(on_.now().side_tables);
+    if (!calls.empty()) on_.remark("names and the port table, where processes did not come to their end");
     for (const std::string& call : calls)
-        on.say("emuswitch call " + call);
+        on_.say("emuswitch call " + call);
 }
 
 // Room is made before anything needs it, and taken when all has its place; calls fail again when all calls are made.
 std::vector<std::string> Plan::framed(std::vector<std::string> lines) const {
     std::vector<std::string> before;
     std::vector<std::string> behind;
-    for (const auto& [name, value] : from.limits) {
-        const int64_t* const other = find(wanted.limits, name);
+    for (const auto& [name, value] : from_.limits) {
+        const int64_t* const other = find(wanted_.limits, name);
         const int64_t target = other != nullptr ? *other : value;
-        const int64_t* const need = find(on.needed_limits(), name);
+        const int64_t* const need = find(on_.needed_limits(), name);
         int64_t now = value;
         if (target > value || (need != nullptr && *need > value)) {
             now = need != nullptr ? std::max(target, *need) : target;
@@ -683,14 +683,14 @@ std::vector<std::string> Plan::framed(std::vector<std::string> lines) const {
         if (now != target) behind.push_back("emuswitch limit " + name + " " + text(target));
     }
     const bool is_quiet = lines.empty() && before.empty() && behind.empty();
-    auto faults = wanted.faults.begin();
-    const bool goes_on = from.faults.size() <= wanted.faults.size() &&
-                         std::equal(from.faults.begin(), from.faults.end(), wanted.faults.begin());
+    auto faults = wanted_.faults.begin();
+    const bool goes_on = from_.faults.size() <= wanted_.faults.size() &&
+                         std::equal(from_.faults.begin(), from_.faults.end(), wanted_.faults.begin());
     if (is_quiet && goes_on)
-        faults += static_cast<ptrdiff_t>(from.faults.size());
-    else if (!from.faults.empty())
+        faults += static_cast<ptrdiff_t>(from_.faults.size());
+    else if (!from_.faults.empty())
         before.insert(before.begin(), "emuswitch fail --clear");
-    behind.insert(behind.end(), faults, wanted.faults.end());
+    behind.insert(behind.end(), faults, wanted_.faults.end());
     lines.insert(lines.begin(), before.begin(), before.end());
     lines.insert(lines.end(), behind.begin(), behind.end());
     return lines;
@@ -719,7 +719,7 @@ std::vector<std::string> Plan::lines() {
     make_learned();
     mark_ports();
     mend_side_tables();
-    return framed(on.lines());
+    return framed(on_.lines());
 }
 
 } // namespace

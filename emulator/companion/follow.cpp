@@ -15,37 +15,37 @@ namespace {
 // Wakes up when the store changes, or another file takes its place. Every call of a library writes it.
 class StoreWatch {
 public:
-    explicit StoreWatch(const std::filesystem::path& path) : descriptor(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
+    explicit StoreWatch(const std::filesystem::path& path) : descriptor_(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
         // The folder tells of files that come and go as well, and of the journals beside the store.
         const std::filesystem::path folder = std::filesystem::canonical(path).parent_path();
-        if (descriptor < 0 || inotify_add_watch(descriptor, folder.c_str(), IN_MODIFY | IN_CREATE | IN_MOVED_TO) < 0)
+        if (descriptor_ < 0 || inotify_add_watch(descriptor_, folder.c_str(), IN_MODIFY | IN_CREATE | IN_MOVED_TO) < 0)
             throw Failure(path.string() + ": cannot be watched for changes");
         // A signal counts only while the wait is on, so that none falls between the look at the flag and the wait.
         sigset_t ending;
         sigemptyset(&ending);
         for (const int number : {SIGINT, SIGTERM, SIGHUP})
             sigaddset(&ending, number);
-        sigprocmask(SIG_BLOCK, &ending, &unblocked);
+        sigprocmask(SIG_BLOCK, &ending, &unblocked_);
     }
     StoreWatch(const StoreWatch&) = delete;
     StoreWatch& operator=(const StoreWatch&) = delete;
-    ~StoreWatch() { close(descriptor); }
+    ~StoreWatch() { close(descriptor_); }
 
     // False: the user has had enough.
     bool wait() const {
-        pollfd waiting{descriptor, POLLIN, 0};
+        pollfd waiting{descriptor_, POLLIN, 0};
         if (PatientInterrupts::has_come()) return false;
-        if (ppoll(&waiting, 1, nullptr, &unblocked) < 0) return !PatientInterrupts::has_come();
+        if (ppoll(&waiting, 1, nullptr, &unblocked_) < 0) return !PatientInterrupts::has_come();
         char events[4096];
-        while (read(descriptor, events, sizeof events) > 0) {
+        while (read(descriptor_, events, sizeof events) > 0) {
         }
         return !PatientInterrupts::has_come();
     }
 
 private:
-    PatientInterrupts interrupts;
-    int descriptor;
-    sigset_t unblocked{};
+    PatientInterrupts interrupts_;
+    int descriptor_;
+    sigset_t unblocked_{};
 };
 
 // Which file a path names.
@@ -71,77 +71,77 @@ struct Place {
 class Follower {
 public:
     Follower(const GrowingTable& followed, const std::function<void(const Query&)>& take_row)
-        : table(followed), take(take_row) {}
+        : table_(followed), take_(take_row) {}
 
     void catch_up(Database& database) {
         if (!is_still_there(database)) begin_anew();
         Query rows(database,
-                   "SELECT id, at, " + std::string(table.columns) + " FROM " + table.name + " WHERE id > ? AND " +
+                   "SELECT id, at, " + std::string(table_.columns) + " FROM " + table_.name + " WHERE id > ? AND " +
                        newest() + " ORDER BY id",
-                   {last.id});
-        has_begun = true;
+                   {last_.id});
+        has_begun_ = true;
         while (rows.next()) {
-            take(rows);
-            last = {rows.number("id"), rows.text("at")};
+            take_(rows);
+            last_ = {rows.number("id"), rows.text("at")};
         }
     }
 
-    void begin_anew() { last = {}; }
+    void begin_anew() { last_ = {}; }
 
 private:
     // Which of the rows that are there at the beginning are wanted: not those of older groups that come in between.
     std::string newest() const {
-        if (has_begun || table.last == 0) return "TRUE";
-        const std::string group = table.group;
-        return group + " IN (SELECT " + group + " FROM " + table.name + " GROUP BY " + group +
-               " ORDER BY max(id) DESC LIMIT " + std::to_string(table.last) + ")";
+        if (has_begun_ || table_.last == 0) return "TRUE";
+        const std::string group = table_.group;
+        return group + " IN (SELECT " + group + " FROM " + table_.name + " GROUP BY " + group +
+               " ORDER BY max(id) DESC LIMIT " + std::to_string(table_.last) + ")";
     }
 
     // Whether the ids go on behind the last row. Where that one is gone, newer ones show that it was only too old.
     bool is_still_there(Database& database) {
-        if (last.id == 0) return true;
-        Query same(database, "SELECT at FROM " + std::string(table.name) + " WHERE id = ?", {last.id});
-        if (same.next()) return same.text("at") == last.at;
-        return database.number("SELECT max(id) FROM " + std::string(table.name)) > last.id;
+        if (last_.id == 0) return true;
+        Query same(database, "SELECT at FROM " + std::string(table_.name) + " WHERE id = ?", {last_.id});
+        if (same.next()) return same.text("at") == last_.at;
+        return database.number("SELECT max(id) FROM " + std::string(table_.name)) > last_.id;
     }
 
-    GrowingTable table;
-    std::function<void(const Query&)> take;
-    Place last;
-    bool has_begun = false;
+    GrowingTable table_;
+    std::function<void(const Query&)> take_;
+    Place last_;
+    bool has_begun_ = false;
 };
 
 // The store that a path names from time to time.
 class FollowedStore {
 public:
-    explicit FollowedStore(std::filesystem::path followed) : path(std::move(followed)) {
-        database.emplace();
-        open = file_at(path);
+    explicit FollowedStore(std::filesystem::path followed) : path_(std::move(followed)) {
+        database_.emplace();
+        open_ = file_at(path_);
     }
 
     // A file that goes, or gives its place to another, while it is read is no trouble: there will be another wake-up.
     void catch_up(Follower& follower) {
-        const std::optional<FileId> present = file_at(path);
+        const std::optional<FileId> present = file_at(path_);
         if (!present) return;
         try {
-            if (present != open) reopen(follower);
-            follower.catch_up(*database);
+            if (present != open_) reopen(follower);
+            follower.catch_up(*database_);
         } catch (const Failure&) {
-            if (file_at(path) == present) throw;
+            if (file_at(path_) == present) throw;
         }
     }
 
 private:
     void reopen(Follower& follower) {
-        open.reset();
-        database.emplace();
+        open_.reset();
+        database_.emplace();
         follower.begin_anew();
-        open = file_at(path);
+        open_ = file_at(path_);
     }
 
-    std::filesystem::path path;
-    std::optional<Database> database;
-    std::optional<FileId> open;
+    std::filesystem::path path_;
+    std::optional<Database> database_;
+    std::optional<FileId> open_;
 };
 
 void follow(Follower& follower, const std::function<void()>& print) {

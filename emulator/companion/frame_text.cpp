@@ -67,7 +67,7 @@ struct Fields {
 // Goes through the words of the fields.
 class FieldReader {
 public:
-    explicit FieldReader(const std::vector<std::string>& all) : words(all) {}
+    explicit FieldReader(const std::vector<std::string>& all) : words_(all) {}
     Fields read();
 
 private:
@@ -76,7 +76,7 @@ private:
     bool read_ipv4_field(const std::string& name);
     Tag& require_tag(const std::string& name);
     void note(const std::string& name);
-    bool has_said(std::string_view name) const { return std::find(said.begin(), said.end(), name) != said.end(); }
+    bool has_said(std::string_view name) const { return std::find(said_.begin(), said_.end(), name) != said_.end(); }
     void check_ipv4() const;
 
     const std::string& next(const std::string& name, const std::string& wanted);
@@ -86,10 +86,10 @@ private:
     uint32_t address(const std::string& name);
     uint8_t protocol();
 
-    const std::vector<std::string>& words;
-    size_t at = 0;
-    std::vector<std::string_view> said; // of a tag's fields, those of the last one
-    Fields fields;
+    const std::vector<std::string>& words_;
+    size_t at_ = 0;
+    std::vector<std::string_view> said_; // of a tag's fields, those of the last one
+    Fields fields_;
 };
 
 [[noreturn]] void refuse(const std::string& name, const std::string& wanted, std::string_view word) {
@@ -97,8 +97,8 @@ private:
 }
 
 const std::string& FieldReader::next(const std::string& name, const std::string& wanted) {
-    if (at == words.size()) throw NotAFrame(name + " needs " + wanted + " behind it");
-    return words[at++];
+    if (at_ == words_.size()) throw NotAFrame(name + " needs " + wanted + " behind it");
+    return words_[at_++];
 }
 
 uint32_t FieldReader::number(const std::string& name, uint32_t highest) {
@@ -168,23 +168,23 @@ uint8_t FieldReader::protocol() {
 
 bool FieldReader::read_link_field(const std::string& name) {
     if (name == "da")
-        fields.destination = mac(name);
+        fields_.destination = mac(name);
     else if (name == "sa")
-        fields.source = mac(name);
+        fields_.source = mac(name);
     else if (name == "tag")
-        fields.tags.emplace_back();
+        fields_.tags.emplace_back();
     else if (name == "etype")
-        fields.ether_type = hex(name);
+        fields_.ether_type = hex(name);
     else if (name == "length")
-        fields.length = static_cast<uint16_t>(number(name, 65000));
+        fields_.length = static_cast<uint16_t>(number(name, 65000));
     else
         return false;
     return true;
 }
 
 Tag& FieldReader::require_tag(const std::string& name) {
-    if (fields.tags.empty()) throw NotAFrame(name + " belongs behind \"tag\"");
-    return fields.tags.back();
+    if (fields_.tags.empty()) throw NotAFrame(name + " belongs behind \"tag\"");
+    return fields_.tags.back();
 }
 
 bool FieldReader::read_tag_field(const std::string& name) {
@@ -203,22 +203,22 @@ bool FieldReader::read_tag_field(const std::string& name) {
 
 bool FieldReader::read_ipv4_field(const std::string& name) {
     if (name == "src")
-        fields.source_ip = address(name);
+        fields_.source_ip = address(name);
     else if (name == "dst")
-        fields.destination_ip = address(name);
+        fields_.destination_ip = address(name);
     else if (name == "prot")
-        fields.protocol = protocol();
+        fields_.protocol = protocol();
     else if (name == "sport")
-        fields.source_port = static_cast<uint16_t>(number(name, 65535));
+        fields_.source_port = static_cast<uint16_t>(number(name, 65535));
     else if (name == "dport")
-        fields.destination_port = static_cast<uint16_t>(number(name, 65535));
+        fields_.destination_port = static_cast<uint16_t>(number(name, 65535));
     else if (name == "tos")
-        fields.tos = static_cast<uint8_t>(number(name, 255));
+        fields_.tos = static_cast<uint8_t>(number(name, 255));
     else if (name == "fragment")
-        fields.fragment = static_cast<uint16_t>(number(name, 8191));
+        fields_.fragment = static_cast<uint16_t>(number(name, 8191));
     else
         return false;
-    fields.names_ipv4 = true;
+    fields_.names_ipv4 = true;
     return true;
 }
 
@@ -227,25 +227,25 @@ void FieldReader::note(const std::string& name) {
     constexpr std::string_view of_tag[] = {"vid", "pri", "dei", "tagtype"};
     if (has_said(name)) throw NotAFrame(in_quotes(name) + " stands there twice");
     if (name != "tag")
-        said.emplace_back(name);
+        said_.emplace_back(name);
     else
-        std::erase_if(said, [&](std::string_view field) {
+        std::erase_if(said_, [&](std::string_view field) {
             return std::find(std::begin(of_tag), std::end(of_tag), field) != std::end(of_tag);
         });
 }
 
 void FieldReader::check_ipv4() const {
-    if (!fields.names_ipv4) return;
-    if (fields.ether_type.value_or(ipv4_type) != ipv4_type)
+    if (!fields_.names_ipv4) return;
+    if (fields_.ether_type.value_or(ipv4_type) != ipv4_type)
         throw NotAFrame("only a frame of Ethernet type 0800 has fields of IPv4");
-    const bool has_ports = (fields.protocol == tcp || fields.protocol == udp) && fields.fragment == 0;
+    const bool has_ports = (fields_.protocol == tcp || fields_.protocol == udp) && fields_.fragment == 0;
     if (!has_ports && (has_said("sport") || has_said("dport")))
         throw NotAFrame("only tcp and udp have sport and dport, in their first fragment");
 }
 
 Fields FieldReader::read() {
-    while (at < words.size()) {
-        const std::string& name = words[at++];
+    while (at_ < words_.size()) {
+        const std::string& name = words_[at_++];
         note(name);
         if (!read_link_field(name) && !read_tag_field(name) && !read_ipv4_field(name))
             throw NotAFrame("there is no field " + in_quotes(name) +
@@ -253,7 +253,7 @@ Fields FieldReader::read() {
                             "dport, tos, fragment and length");
     }
     check_ipv4();
-    return fields;
+    return fields_;
 }
 
 // --- Bytes of a frame ---

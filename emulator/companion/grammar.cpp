@@ -128,7 +128,7 @@ public:
                 length = text.find('>', from) - from + 1;
             else if (std::string_view(" []{}|").find(c) == std::string_view::npos)
                 length = std::min(text.find_first_of(" ]}", from), text.size()) - from;
-            if (c != ' ') tokens.push_back(text.substr(from, length));
+            if (c != ' ') tokens_.push_back(text.substr(from, length));
             from += length;
         }
     }
@@ -146,7 +146,7 @@ private:
     }
     std::vector<Way> sequence() {
         std::vector<Way> all{{}};
-        while (at < tokens.size() && tokens[at] != "|" && tokens[at] != "]" && tokens[at] != "}") {
+        while (at_ < tokens_.size() && tokens_[at_] != "|" && tokens_[at_] != "]" && tokens_[at_] != "}") {
             const std::vector<Way> next = piece();
             std::vector<Way> longer;
             for (const Way& way : all) {
@@ -166,11 +166,11 @@ private:
             inner.insert(inner.begin(), Way{});
             return inner;
         }
-        return {{element_of(tokens[at++])}};
+        return {{element_of(tokens_[at_++])}};
     }
     bool take(const std::string& token) {
-        if (at == tokens.size() || tokens[at] != token) return false;
-        ++at;
+        if (at_ == tokens_.size() || tokens_[at_] != token) return false;
+        ++at_;
         return true;
     }
     static Element element_of(const std::string& token) {
@@ -185,8 +185,8 @@ private:
         return {Element::operand, name, &operand_kind(colon == std::string::npos ? name : inner.substr(colon + 1))};
     }
 
-    std::vector<std::string> tokens;
-    size_t at = 0;
+    std::vector<std::string> tokens_;
+    size_t at_ = 0;
 };
 
 // The notation without what is hidden.
@@ -308,17 +308,17 @@ size_t cost_of_word_for(const Element& element, const Words& words, size_t at) {
 // The costs of each word of a sentence for each element, of which most ways have the same.
 class Costs {
 public:
-    explicit Costs(const Words& all) : words(all) {}
+    explicit Costs(const Words& all) : words_(all) {}
     const std::vector<size_t>& of(const Element& element) {
-        const auto [place, is_new] = known.try_emplace({element.kind, element.operand_of, element.text});
-        for (size_t at = 0; is_new && at < words.size(); ++at)
-            place->second.push_back(cost_of_word_for(element, words, at));
+        const auto [place, is_new] = known_.try_emplace({element.kind, element.operand_of, element.text});
+        for (size_t at = 0; is_new && at < words_.size(); ++at)
+            place->second.push_back(cost_of_word_for(element, words_, at));
         return place->second;
     }
 
 private:
-    const Words& words;
-    std::map<std::tuple<Element::Kind, const OperandKind*, std::string>, std::vector<size_t>> known;
+    const Words& words_;
+    std::map<std::tuple<Element::Kind, const OperandKind*, std::string>, std::vector<size_t>> known_;
 };
 
 size_t cost_of_missing(size_t word, size_t count) {

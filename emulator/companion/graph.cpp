@@ -23,29 +23,29 @@ std::string label_of(const std::string& name) {
 class Drawing {
 public:
     explicit Drawing(const std::string& direction) {
-        out << "digraph switch {\n"
-               "  rankdir="
-            << direction
-            << "; nodesep=0.25; ranksep=1.1; fontname=\"Helvetica\";\n"
-               "  node [fontname=\"Helvetica\" fontsize=11 style=filled];\n"
-               "  edge [fontname=\"Helvetica\" fontsize=9 color=\"#555555\"];\n";
+        out_ << "digraph switch {\n"
+                "  rankdir="
+             << direction
+             << "; nodesep=0.25; ranksep=1.1; fontname=\"Helvetica\";\n"
+                "  node [fontname=\"Helvetica\" fontsize=11 style=filled];\n"
+                "  edge [fontname=\"Helvetica\" fontsize=9 color=\"#555555\"];\n";
     }
     void node(const std::string& name, const std::string& label, const std::string& attributes) {
-        out << "  " << name << " [label=\"" << label << "\" " << attributes << "];\n";
+        out_ << "  " << name << " [label=\"" << label << "\" " << attributes << "];\n";
     }
     void edge(const std::string& from, const std::string& to, const std::string& attributes) {
-        out << "  " << from << " -> " << to << " [" << attributes << "];\n";
+        out_ << "  " << from << " -> " << to << " [" << attributes << "];\n";
     }
     // Nodes of one rank stand in the order of their numbers.
     void keep_order(const std::string& prefix, const std::vector<int64_t>& numbers) {
         for (size_t i = 1; i < numbers.size(); ++i)
             edge(prefix + std::to_string(numbers[i - 1]), prefix + std::to_string(numbers[i]), "style=invis");
     }
-    void line(const std::string& text) { out << "  " << text << "\n"; }
-    std::string text() const { return out.str() + "}\n"; }
+    void line(const std::string& text) { out_ << "  " << text << "\n"; }
+    std::string text() const { return out_.str() + "}\n"; }
 
 private:
-    std::ostringstream out;
+    std::ostringstream out_;
 };
 
 std::string numbered(const char* name, int64_t number) {
@@ -167,10 +167,10 @@ std::string cell_of_member(char letter) {
 
 class VlanTables {
 public:
-    VlanTables(Database& database, Drawing& target) : drawing(target), of_member(letters(database)) {
+    VlanTables(Database& database, Drawing& target) : drawing_(target), of_member_(letters(database)) {
         Query ports(database, "SELECT DISTINCT port FROM vlan_member ORDER BY port");
         while (ports.next())
-            columns.push_back(ports.number("port"));
+            columns_.push_back(ports.number("port"));
         Query vlans(database, "SELECT vid, name FROM vlan ORDER BY vid");
         while (vlans.next())
             add(vlans.number("vid"), vlans.text("name"));
@@ -180,41 +180,41 @@ public:
 private:
     void add(int64_t vid, const std::string& name) {
         const std::string id = std::to_string(vid);
-        rows +=
+        rows_ +=
             "<TR>" + cell_of(html_of(name), "ALIGN=\"LEFT\" PORT=\"vlan" + id + "\"") + cell_of(id, "ALIGN=\"RIGHT\"");
-        for (const int64_t port : columns) {
-            const auto found = of_member.find({vid, port});
-            rows += cell_of_member(found == of_member.end() ? '\0' : found->second);
+        for (const int64_t port : columns_) {
+            const auto found = of_member_.find({vid, port});
+            rows_ += cell_of_member(found == of_member_.end() ? '\0' : found->second);
         }
-        rows += "</TR>";
-        if (++count == rows_of_table) finish();
+        rows_ += "</TR>";
+        if (++count_ == rows_of_table) finish();
     }
     void finish() {
-        if (count == 0) return;
+        if (count_ == 0) return;
         std::string head = "<TR>" + cell_of("<B>VLAN</B>", "") + cell_of("<B>vid</B>", "");
-        for (const int64_t port : columns)
+        for (const int64_t port : columns_)
             head += cell_of("<B>" + std::to_string(port) + "</B>", "");
-        const std::string table = numbered("vlans", number);
-        if (number == 0)
-            for (const int64_t port : columns)
-                drawing.edge(numbered("port", port), table, "style=invis");
+        const std::string table = numbered("vlans", number_);
+        if (number_ == 0)
+            for (const int64_t port : columns_)
+                drawing_.edge(numbered("port", port), table, "style=invis");
         else
-            drawing.edge(numbered("vlans", number - 1), table, "style=invis"); // side by side
-        ++number;
-        drawing.line(table +
-                     " [shape=plain style=\"\" label=<<TABLE BORDER=\"0\" CELLBORDER=\"1\" CELLSPACING=\"0\""
-                     " CELLPADDING=\"2\">" +
-                     head + "</TR>" + rows + "</TABLE>>];");
-        rows.clear();
-        count = 0;
+            drawing_.edge(numbered("vlans", number_ - 1), table, "style=invis"); // side by side
+        ++number_;
+        drawing_.line(table +
+                      " [shape=plain style=\"\" label=<<TABLE BORDER=\"0\" CELLBORDER=\"1\" CELLSPACING=\"0\""
+                      " CELLPADDING=\"2\">" +
+                      head + "</TR>" + rows_ + "</TABLE>>];");
+        rows_.clear();
+        count_ = 0;
     }
 
-    Drawing& drawing;
-    std::map<std::pair<int64_t, int64_t>, char> of_member;
-    std::vector<int64_t> columns;
-    std::string rows;
-    size_t count = 0;
-    int64_t number = 0;
+    Drawing& drawing_;
+    std::map<std::pair<int64_t, int64_t>, char> of_member_;
+    std::vector<int64_t> columns_;
+    std::string rows_;
+    size_t count_ = 0;
+    int64_t number_ = 0;
 };
 
 void draw_source(const Query& row, const std::string& mirror, const std::string& style, bool has_vlan_nodes,

@@ -15,5 +15,5 @@ public:
     static bool has_come(); // since the program began
 
 private:
-    std::array<struct sigaction, 3> before{};
+    std::array<struct sigaction, 3> before_{};
 };

@@ -16,31 +16,31 @@ void append_number(std::string& out, int64_t number) {
 // What stands between the values of an object or array: a line feed and blanks, or nothing.
 class Layout {
 public:
-    Layout(std::string& target, bool is_in_lines) : out(target), in_lines(is_in_lines) {}
+    Layout(std::string& target, bool is_in_lines) : out_(target), in_lines_(is_in_lines) {}
 
     void add(const Json& value, size_t indent) {
         switch (value.type()) {
         case Json::value_t::object: return add_object(value.get_ref<const Json::object_t&>(), indent);
         case Json::value_t::array: return add_array(value.get_ref<const Json::array_t&>(), indent);
-        case Json::value_t::string: return append_json_text(out, value.get_ref<const std::string&>());
-        case Json::value_t::number_integer: return append_number(out, value.get<int64_t>());
-        default: out += value.dump();
+        case Json::value_t::string: return append_json_text(out_, value.get_ref<const std::string&>());
+        case Json::value_t::number_integer: return append_number(out_, value.get<int64_t>());
+        default: out_ += value.dump();
         }
     }
 
 private:
     void add_object(const Json::object_t& object, size_t indent) {
-        out += '{';
+        out_ += '{';
         for (const auto& [key, value] : object) {
             begin_item(indent + 2);
-            append_json_text(out, key);
-            out += in_lines ? ": " : ":";
+            append_json_text(out_, key);
+            out_ += in_lines_ ? ": " : ":";
             add(value, indent + 2);
         }
         end('}', object.empty(), indent);
     }
     void add_array(const Json::array_t& array, size_t indent) {
-        out += '[';
+        out_ += '[';
         for (const Json& value : array) {
             begin_item(indent + 2);
             add(value, indent + 2);
@@ -48,16 +48,16 @@ private:
         end(']', array.empty(), indent);
     }
     void begin_item(size_t indent) {
-        if (out.back() != '{' && out.back() != '[') out += ',';
-        if (in_lines) out.append(1, '\n').append(indent, ' ');
+        if (out_.back() != '{' && out_.back() != '[') out_ += ',';
+        if (in_lines_) out_.append(1, '\n').append(indent, ' ');
     }
     void end(char bracket, bool is_empty, size_t indent) {
-        if (in_lines && !is_empty) out.append(1, '\n').append(indent, ' ');
-        out += bracket;
+        if (in_lines_ && !is_empty) out_.append(1, '\n').append(indent, ' ');
+        out_ += bracket;
     }
 
-    std::string& out;
-    bool in_lines;
+    std::string& out_;
+    bool in_lines_;
 };
 
 } // namespace

@@ -79,7 +79,7 @@ std::string own_address(int64_t port) {
 PortAddresses::PortAddresses(Database& database) {
     Query ports(database, "SELECT port FROM port");
     while (ports.next())
-        addresses.insert(own_address(ports.number("port")));
+        addresses_.insert(own_address(ports.number("port")));
 }
 
 std::string why_never_learned(const std::string& mac, const PortAddresses& ports) {

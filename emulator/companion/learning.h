@@ -13,11 +13,11 @@ std::string own_address(int64_t port);
 class PortAddresses {
 public:
     explicit PortAddresses(Database& database);
-    explicit PortAddresses(std::set<std::string> own) : addresses(std::move(own)) {}
-    bool contain(const std::string& mac) const { return addresses.count(mac) != 0; }
+    explicit PortAddresses(std::set<std::string> own) : addresses_(std::move(own)) {}
+    bool contain(const std::string& mac) const { return addresses_.count(mac) != 0; }
 
 private:
-    std::set<std::string> addresses;
+    std::set<std::string> addresses_;
 };
 
 // Why no frame has the switch learn this address, however it is set; empty: one may.

@@ -170,8 +170,8 @@ std::optional<std::string> read_typed(const std::string& prompt) {
 } // namespace
 
 LineEditor::LineEditor(fs::path history, Complete complete_with)
-    : file(std::move(history)), is_terminal(isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0) {
-    if (!is_terminal) {
+    : file_(std::move(history)), is_terminal_(isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0) {
+    if (!is_terminal_) {
         keep_input_from_children();
         return;
     }
@@ -179,9 +179,9 @@ LineEditor::LineEditor(fs::path history, Complete complete_with)
 #ifdef HAS_LINE_EDITOR
     complete_line = std::move(complete_with);
     prepare_library();
-    for (const std::string& line : read_history_file(file)) {
+    for (const std::string& line : read_history_file(file_)) {
         add_history(line.c_str());
-        latest = line;
+        latest_ = line;
     }
 #else
     static_cast<void>(complete_with);
@@ -190,19 +190,19 @@ LineEditor::LineEditor(fs::path history, Complete complete_with)
 
 void LineEditor::remember([[maybe_unused]] const std::string& line) {
 #ifdef HAS_LINE_EDITOR
-    if (line.find_first_not_of(" \t") == std::string::npos || line == latest) return;
-    latest = line;
+    if (line.find_first_not_of(" \t") == std::string::npos || line == latest_) return;
+    latest_ = line;
     add_history(line.c_str());
-    if (file.empty()) return;
+    if (file_.empty()) return;
     std::error_code problem;
-    if (fs::create_directories(file.parent_path(), problem))
-        fs::permissions(file.parent_path(), fs::perms::owner_all, problem);
-    append_to_history_file(file, line);
+    if (fs::create_directories(file_.parent_path(), problem))
+        fs::permissions(file_.parent_path(), fs::perms::owner_all, problem);
+    append_to_history_file(file_, line);
 #endif
 }
 
 std::optional<std::string> LineEditor::read(const std::string& prompt) {
-    if (!is_terminal) return read_plainly();
+    if (!is_terminal_) return read_plainly();
     for (;;) {
         is_interrupted = 0;
         errno = 0;

@@ -26,12 +26,12 @@ public:
     // None at the end of the input. An interrupt from the terminal empties the line.
     std::optional<std::string> read(const std::string& prompt);
 
-    bool is_on_terminal() const { return is_terminal; }
+    bool is_on_terminal() const { return is_terminal_; }
 
 private:
     void remember(const std::string& line);
 
-    std::filesystem::path file;
-    std::string latest;
-    bool is_terminal;
+    std::filesystem::path file_;
+    std::string latest_;
+    bool is_terminal_;
 };

@@ -21,44 +21,44 @@ struct Entry {
 
 class Log {
 public:
-    explicit Log(bool tells_times) : with_times(tells_times) {}
+    explicit Log(bool tells_times) : with_times_(tells_times) {}
 
     void take(const Query& row) {
         const int64_t run = row.number("run");
-        const auto [known, is_new] = places.try_emplace(run, entries.size());
-        if (is_new) entries.push_back({run, shown_ascii(row.text("at")), shown_ascii(row.text("sentence")), {}});
-        entries[known->second].calls.push_back(shown_ascii(row.text("call")));
+        const auto [known, is_new] = places_.try_emplace(run, entries_.size());
+        if (is_new) entries_.push_back({run, shown_ascii(row.text("at")), shown_ascii(row.text("sentence")), {}});
+        entries_[known->second].calls.push_back(shown_ascii(row.text("call")));
     }
 
     // An entry that may go on is left open: the next calls of its sentence follow without another heading.
     void print() {
-        for (const Entry& entry : entries) {
+        for (const Entry& entry : entries_) {
             if (entry.sentence.starts_with("call ")) {
                 print_own(entry);
                 continue;
             }
-            if (open_run != entry.run) {
+            if (open_run_ != entry.run) {
                 close();
                 print_time(entry);
                 std::cout << "$ " << entry.sentence << "\n";
             }
             for (const std::string& call : entry.calls)
                 std::cout << "> " << call << "\n";
-            open_run = entry.run;
+            open_run_ = entry.run;
         }
-        entries.clear();
-        places.clear();
+        entries_.clear();
+        places_.clear();
     }
 
     void close() {
-        if (open_run) std::cout << "...\n\n";
-        open_run.reset();
+        if (open_run_) std::cout << "...\n\n";
+        open_run_.reset();
     }
 
 private:
     // As a comment, which the notation leaves out.
     void print_time(const Entry& entry) const {
-        if (with_times) std::cout << "# " << entry.at << "\n";
+        if (with_times_) std::cout << "# " << entry.at << "\n";
     }
     // A call that emuswitch made is no test of a sentence: it stands there as a comment.
     void print_own(const Entry& entry) {
@@ -70,10 +70,10 @@ private:
         std::cout << "\n";
     }
 
-    std::vector<Entry> entries;
-    std::unordered_map<int64_t, size_t> places; // of the entry of each process
-    std::optional<int64_t> open_run;
-    bool with_times;
+    std::vector<Entry> entries_;
+    std::unordered_map<int64_t, size_t> places_; // of the entry of each process
+    std::optional<int64_t> open_run_;
+    bool with_times_;
 };
 
 // Behind the bracket that closes the operands of a call, or the dots that end those of a long one. Words among them

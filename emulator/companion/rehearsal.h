@@ -11,13 +11,13 @@ public:
 
     explicit Rehearsal(const SwitchModel& from);
 
-    const SwitchModel& now() const { return model; }
-    const std::vector<std::string>& lines() const { return written; }
+    const SwitchModel& now() const { return model_; }
+    const std::vector<std::string>& lines() const { return written_; }
     // How large each limit has to be for the switch to accept all of it.
-    const std::map<std::string, int64_t>& needed_limits() const { return needed; }
+    const std::map<std::string, int64_t>& needed_limits() const { return needed_; }
 
-    void remark(const std::string& text) { written.push_back("# " + text); }
-    void say(const std::string& line) { written.push_back(line); }
+    void remark(const std::string& text) { written_.push_back("# " + text); }
+    void say(const std::string& line) { written_.push_back(line); }
 
     void create_port(int64_t port, int64_t ether, int64_t type);
     void delete_port(int64_t port);
@@ -85,8 +85,8 @@ private:
     std::string member_words(const SwitchModel::InVlan& place, const char* preposition) const;
     void forget_learned_address(const Address& address);
 
-    SwitchModel model;
-    int64_t buffers; // in use
-    std::vector<std::string> written;
-    std::map<std::string, int64_t> needed;
+    SwitchModel model_;
+    int64_t buffers_; // in use
+    std::vector<std::string> written_;
+    std::map<std::string, int64_t> needed_;
 };

@@ -87,43 +87,43 @@ void bind_ports(dataplane::State& state, const dataplane::Configuration& configu
 
 class Replay {
 public:
-    explicit Replay(const ReplayOptions& with) : options(with), on(!with.sentences.empty() && !with.learns) {
-        if (!options.sentences.empty()) sentences = read_timed_sentences(options.sentences);
-        for (const std::string& word : options.captures)
-            add_capture(captures, ports, word);
-        const dataplane::Ports& known = *on.reader->configuration().ports;
-        for (const int32_t port : ports)
-            if (sentences.empty() && known.find(port) == dataplane::no_port)
+    explicit Replay(const ReplayOptions& with) : options_(with), on_(!with.sentences.empty() && !with.learns) {
+        if (!options_.sentences.empty()) sentences_ = read_timed_sentences(options_.sentences);
+        for (const std::string& word : options_.captures)
+            add_capture(captures_, ports_, word);
+        const dataplane::Ports& known = *on_.reader->configuration().ports;
+        for (const int32_t port : ports_)
+            if (sentences_.empty() && known.find(port) == dataplane::no_port)
                 throw Failure("port " + std::to_string(port) +
                               " does not exist; \"emuswitch show ports\" lists those that do");
     }
 
     int run() {
-        begin_time = captures.next_time().value_or(0);
-        state = on.reader->make_state(begin_time);
-        state.learned.note_changes();
-        bind_ports(state, on.reader->configuration(), ports);
+        begin_time_ = captures_.next_time().value_or(0);
+        state_ = on_.reader->make_state(begin_time_);
+        state_.learned.note_changes();
+        bind_ports(state_, on_.reader->configuration(), ports_);
         Recorder recorder = make_recorder();
         dataplane::EgressOptions egress;
-        egress.seed = static_cast<uint64_t>(options.seed);
-        egress.line_rate = static_cast<uint64_t>(options.line_rate) * 1'000'000;
-        ReplayEngine engine(on.reader->configuration(), state, egress, begin_time, recorder);
-        if (!options.plot.empty()) engine.observe([this](const QueueEvent& event) { plot.add(event); });
+        egress.seed = static_cast<uint64_t>(options_.seed);
+        egress.line_rate = static_cast<uint64_t>(options_.line_rate) * 1'000'000;
+        ReplayEngine engine(on_.reader->configuration(), state_, egress, begin_time_, recorder);
+        if (!options_.plot.empty()) engine.observe([this](const QueueEvent& event) { plot_.add(event); });
         play_captures(engine);
         if (is_interrupted == 0) {
             say_until(engine, std::numeric_limits<int64_t>::max());
             engine.drain();
         }
         recorder.close();
-        if (!options.plot.empty()) plot.write(options.plot, engine.totals(), engine.egress());
-        if (options.learns) on.reader->write_learned(state, std::max(begin_time, engine.totals().end));
+        if (!options_.plot.empty()) plot_.write(options_.plot, engine.totals(), engine.egress());
+        if (options_.learns) on_.reader->write_learned(state_, std::max(begin_time_, engine.totals().end));
         return finish(engine);
     }
 
 private:
     Recorder make_recorder() const {
-        if (!options.folder.empty()) return Recorder::to_folder(options.folder);
-        if (!options.output.empty()) return Recorder::to_file(options.output, !options.is_brief);
+        if (!options_.folder.empty()) return Recorder::to_folder(options_.folder);
+        if (!options_.output.empty()) return Recorder::to_file(options_.output, !options_.is_brief);
         return {};
     }
 
@@ -131,48 +131,48 @@ private:
         constexpr uint64_t between_looks = 4096;
         int32_t port = 0;
         for (uint64_t count = 1; is_interrupted == 0; ++count) {
-            const CapturedFrame* const frame = captures.next(port);
+            const CapturedFrame* const frame = captures_.next(port);
             if (frame == nullptr) break;
-            if (next_sentence < sentences.size()) say_until(engine, frame->time);
+            if (next_sentence_ < sentences_.size()) say_until(engine, frame->time);
             engine.receive(port, *frame);
-            if (count % between_looks == 0) bar.show(captures.position(), captures.size());
+            if (count % between_looks == 0) bar_.show(captures_.position(), captures_.size());
         }
-        bar.clear();
+        bar_.clear();
     }
 
     // Says the sentences that are due at this time or before it, and has the switch work by them.
     void say_until(ReplayEngine& engine, int64_t time) {
-        while (next_sentence < sentences.size() && is_interrupted == 0) {
-            const Sentence& sentence = sentences[next_sentence];
-            const int64_t due = begin_time + sentence.at;
+        while (next_sentence_ < sentences_.size() && is_interrupted == 0) {
+            const Sentence& sentence = sentences_[next_sentence_];
+            const int64_t due = begin_time_ + sentence.at;
             if (due > time) return;
-            ++next_sentence;
+            ++next_sentence_;
             engine.advance(due);
-            while (on.reader->write_learned(state, due)) {
+            while (on_.reader->write_learned(state_, due)) {
             }
-            if (!options.plot.empty()) plot.mark(due, sentence.text);
+            if (!options_.plot.empty()) plot_.mark(due, sentence.text);
             const Said said = say(sentence);
-            ++(!said.refusal.empty() ? tally.refused : said.is_ignored() ? tally.ignored : tally.accepted);
+            ++(!said.refusal.empty() ? tally_.refused : said.is_ignored() ? tally_.ignored : tally_.accepted);
             if (!said.refusal.empty() || said.is_ignored()) {
-                bar.clear();
-                std::cerr << told(options.sentences, sentence, said) << "\n";
+                bar_.clear();
+                std::cerr << told(options_.sentences, sentence, said) << "\n";
             }
-            on.reader->refresh(state, due);
-            bind_ports(state, on.reader->configuration(), ports);
-            engine.reconfigure(on.reader->configuration(), due);
+            on_.reader->refresh(state_, due);
+            bind_ports(state_, on_.reader->configuration(), ports_);
+            engine.reconfigure(on_.reader->configuration(), due);
         }
     }
 
     int finish(const ReplayEngine& engine) {
-        const ReplaySummary summary{engine.totals(),    engine.egress(), on.reader->configuration(),
-                                    captures.tallies(), tally,           is_interrupted != 0};
-        std::ostream& out = options.output == "-" ? std::cerr : std::cout;
-        if (options.as_json)
+        const ReplaySummary summary{engine.totals(),     engine.egress(), on_.reader->configuration(),
+                                    captures_.tallies(), tally_,          is_interrupted != 0};
+        std::ostream& out = options_.output == "-" ? std::cerr : std::cout;
+        if (options_.as_json)
             print_summary_as_json(out, summary);
         else
             print_summary(out, summary);
-        bool is_whole = is_interrupted == 0 && tally.refused == 0;
-        for (const CaptureTally& capture : captures.tallies()) {
+        bool is_whole = is_interrupted == 0 && tally_.refused == 0;
+        for (const CaptureTally& capture : captures_.tallies()) {
             if (capture.problem.empty()) continue;
             std::cerr << "emuswitch: " << capture.problem << "\n";
             is_whole = false;
@@ -180,17 +180,17 @@ private:
         return is_whole ? 0 : 1;
     }
 
-    const ReplayOptions& options;
-    ReplayedSwitch on;
-    std::vector<Sentence> sentences; // by time
-    size_t next_sentence = 0;
-    SentenceTally tally;
-    CaptureMerger captures;
-    std::vector<int32_t> ports; // that have a capture of their own
-    dataplane::State state;
-    int64_t begin_time = 0;
-    ReplayPlot plot;
-    ProgressBar bar{1 << 20, " MiB"};
+    const ReplayOptions& options_;
+    ReplayedSwitch on_;
+    std::vector<Sentence> sentences_; // by time
+    size_t next_sentence_ = 0;
+    SentenceTally tally_;
+    CaptureMerger captures_;
+    std::vector<int32_t> ports_; // that have a capture of their own
+    dataplane::State state_;
+    int64_t begin_time_ = 0;
+    ReplayPlot plot_;
+    ProgressBar bar_{1 << 20, " MiB"};
 };
 
 int replay(const ReplayOptions& options) {

@@ -133,11 +133,12 @@ constexpr double plot_width = picture_width - left - right;
 class Drawing {
 public:
     Drawing(const ReplayPlot& of, const ReplayTotals& with, const Egress& behind)
-        : plot(of), totals(with), egress(behind) {
-        seconds = std::max(static_cast<double>(totals.end - plot.begin_) / second, 1e-6);
-        for (uint32_t place = 0; place < plot.series_.size(); ++place)
-            if (!plot.series_[place].slices.empty()) queues.push_back(place);
-        std::sort(queues.begin(), queues.end(), [this](uint32_t one, uint32_t other) { return key(one) < key(other); });
+        : plot_(of), totals_(with), egress_(behind) {
+        seconds_ = std::max(static_cast<double>(totals_.end - plot_.begin_) / second, 1e-6);
+        for (uint32_t place = 0; place < plot_.series_.size(); ++place)
+            if (!plot_.series_[place].slices.empty()) queues_.push_back(place);
+        std::sort(queues_.begin(), queues_.end(),
+                  [this](uint32_t one, uint32_t other) { return key(one) < key(other); });
     }
 
     std::string draw() {
@@ -156,18 +157,18 @@ private:
     static constexpr double strip_gap = 12;
 
     std::tuple<int32_t, bool, uint16_t, uint8_t> key(uint32_t place) const {
-        const QueueName& name = egress.queues()[place].name;
+        const QueueName& name = egress_.queues()[place].name;
         return {name.port, name.is_best_effort, name.stream_index, name.traffic_class};
     }
 
-    double x_of(double time) const { return left + plot_width * std::clamp(time / seconds, 0.0, 1.0); }
-    double slice_seconds() const { return static_cast<double>(plot.width_) / second; }
+    double x_of(double time) const { return left + plot_width * std::clamp(time / seconds_, 0.0, 1.0); }
+    double slice_seconds() const { return static_cast<double>(plot_.width_) / second; }
 
     // Mbit/s in each slice. The last one may be shorter than the others; where it is too short to tell, it is left out.
     std::vector<double> rates(const std::vector<uint64_t>& bits) const {
         std::vector<double> found;
         for (size_t i = 0; i < bits.size(); ++i) {
-            const double span = std::min(slice_seconds(), seconds - static_cast<double>(i) * slice_seconds());
+            const double span = std::min(slice_seconds(), seconds_ - static_cast<double>(i) * slice_seconds());
             if (span > slice_seconds() / 4) found.push_back(static_cast<double>(bits[i]) / span / 1e6);
         }
         return found;
@@ -175,27 +176,28 @@ private:
 
     std::vector<uint64_t> bits_of(uint32_t place) const {
         std::vector<uint64_t> bits(slice_count());
-        const std::vector<ReplayPlot::Slice>& slices = plot.series_[place].slices;
+        const std::vector<ReplayPlot::Slice>& slices = plot_.series_[place].slices;
         for (size_t i = 0; i < slices.size() && i < bits.size(); ++i)
             bits[i] = slices[i].bits;
         return bits;
     }
 
     size_t slice_count() const {
-        return static_cast<size_t>(static_cast<double>(totals.end - plot.begin_) / static_cast<double>(plot.width_)) +
+        return static_cast<size_t>(static_cast<double>(totals_.end - plot_.begin_) /
+                                   static_cast<double>(plot_.width_)) +
                1;
     }
 
     // --- Pieces ---
 
     void text(double x, double y, const std::string& what, const char* anchor, const char* more = "") {
-        out << "<text x=\"" << number(x) << "\" y=\"" << number(y) << "\" text-anchor=\"" << anchor << "\"" << more
-            << ">" << escaped(what) << "</text>\n";
+        out_ << "<text x=\"" << number(x) << "\" y=\"" << number(y) << "\" text-anchor=\"" << anchor << "\"" << more
+             << ">" << escaped(what) << "</text>\n";
     }
 
     void line(double x1, double y1, double x2, double y2, const char* stroke, const char* more = "") {
-        out << "<line x1=\"" << number(x1) << "\" y1=\"" << number(y1) << "\" x2=\"" << number(x2) << "\" y2=\""
-            << number(y2) << "\" stroke=\"" << stroke << "\"" << more << "/>\n";
+        out_ << "<line x1=\"" << number(x1) << "\" y1=\"" << number(y1) << "\" x2=\"" << number(x2) << "\" y2=\""
+             << number(y2) << "\" stroke=\"" << stroke << "\"" << more << "/>\n";
     }
 
     // The values as a curve, each in the middle of its slice.
@@ -203,7 +205,7 @@ private:
         std::string points;
         for (size_t i = 0; i < values.size(); ++i) {
             const double from = static_cast<double>(i) * slice_seconds();
-            const double middle = (from + std::min(from + slice_seconds(), seconds)) / 2;
+            const double middle = (from + std::min(from + slice_seconds(), seconds_)) / 2;
             points += (i == 0 ? "M" : "L") + number(x_of(middle)) + " " +
                       number(box.y + box.height * (1 - std::min(values[i] / highest, 1.0)));
         }
@@ -211,13 +213,13 @@ private:
     }
 
     void path(const std::string& points, const Style& style) {
-        out << "<path d=\"" << points << "\" fill=\"none\" stroke=\"" << style.color << "\" stroke-width=\""
-            << number(style.width) << "\" stroke-dasharray=\"" << style.dash << "\" stroke-linejoin=\"round\"/>\n";
+        out_ << "<path d=\"" << points << "\" fill=\"none\" stroke=\"" << style.color << "\" stroke-width=\""
+             << number(style.width) << "\" stroke-dasharray=\"" << style.dash << "\" stroke-linejoin=\"round\"/>\n";
     }
 
     void draw_marks(const Box& box) {
-        for (const ReplayPlot::Mark& mark : plot.marks_) {
-            const double x = x_of(static_cast<double>(mark.time - plot.begin_) / second);
+        for (const ReplayPlot::Mark& mark : plot_.marks_) {
+            const double x = x_of(static_cast<double>(mark.time - plot_.begin_) / second);
             line(x, box.y - 4, x, box.y + box.height, "#000", " stroke-width=\"0.7\" stroke-dasharray=\"1 3\"");
         }
     }
@@ -233,8 +235,8 @@ private:
 
     std::vector<PortCurve> port_curves() const {
         std::map<int32_t, std::vector<uint64_t>> bits;
-        for (const uint32_t place : queues) {
-            std::vector<uint64_t>& sum = bits[egress.queues()[place].name.port];
+        for (const uint32_t place : queues_) {
+            std::vector<uint64_t>& sum = bits[egress_.queues()[place].name.port];
             sum.resize(slice_count());
             const std::vector<uint64_t> more = bits_of(place);
             std::transform(sum.begin(), sum.end(), more.begin(), sum.begin(), std::plus<>());
@@ -242,7 +244,7 @@ private:
         std::vector<PortCurve> curves;
         for (const auto& [port, of_port] : bits) {
             const auto all = static_cast<double>(std::accumulate(of_port.begin(), of_port.end(), uint64_t{0}));
-            curves.push_back({"port " + std::to_string(port), rates(of_port), all / seconds / 1e6, 0});
+            curves.push_back({"port " + std::to_string(port), rates(of_port), all / seconds_ / 1e6, 0});
         }
         std::stable_sort(curves.begin(), curves.end(),
                          [](const PortCurve& one, const PortCurve& other) { return one.mean > other.mean; });
@@ -311,8 +313,8 @@ private:
     // --- The queues ---
 
     double draw_queues(double y) {
-        if (queues.empty()) return y;
-        std::vector<uint32_t> shown = queues;
+        if (queues_.empty()) return y;
+        std::vector<uint32_t> shown = queues_;
         if (shown.size() > most_queues) shown.resize(most_queues);
         double peak = 0;
         for (const uint32_t place : shown)
@@ -325,8 +327,8 @@ private:
             draw_strip(place, {left, y, plot_width, strip_height}, highest);
             y += strip_height + strip_gap;
         }
-        if (queues.size() > shown.size()) {
-            text(left, y + 4, std::to_string(queues.size() - shown.size()) + " more queues are not shown", "start",
+        if (queues_.size() > shown.size()) {
+            text(left, y + 4, std::to_string(queues_.size() - shown.size()) + " more queues are not shown", "start",
                  " class=\"small\"");
             y += 14;
         }
@@ -336,8 +338,8 @@ private:
     void draw_legend(double y, double highest) {
         text(left, y, "Queues", "start", " class=\"heading\"");
         double x = left + 66;
-        out << "<rect x=\"" << number(x) << "\" y=\"" << number(y - 9)
-            << "\" width=\"22\" height=\"10\" fill=\"#c9d3dc\" stroke=\"#7d8b97\" stroke-width=\"0.6\"/>\n";
+        out_ << "<rect x=\"" << number(x) << "\" y=\"" << number(y - 9)
+             << "\" width=\"22\" height=\"10\" fill=\"#c9d3dc\" stroke=\"#7d8b97\" stroke-width=\"0.6\"/>\n";
         text(x + 28, y, "fill, of its length", "start", " class=\"small\"");
         x += 140;
         line(x, y - 4, x + 22, y - 4, "#000", " stroke-width=\"1.4\"");
@@ -363,7 +365,7 @@ private:
 
     void draw_drops(const std::vector<ReplayPlot::Slice>& slices, const Box& box) {
         constexpr double tallest = 16;
-        const double width = std::max(1.0, plot_width * slice_seconds() / seconds * 0.8);
+        const double width = std::max(1.0, plot_width * slice_seconds() / seconds_ * 0.8);
         for (size_t i = 0; i < slices.size(); ++i) {
             if (slices[i].lost == 0) continue;
             const double share = static_cast<double>(slices[i].lost) / (slices[i].lost + slices[i].joined);
@@ -374,10 +376,10 @@ private:
     }
 
     void draw_strip(uint32_t place, const Box& box, double highest) {
-        const QueueView& view = egress.queues()[place];
-        const std::vector<ReplayPlot::Slice>& slices = plot.series_[place].slices;
-        out << "<path d=\"" << area(slices, view.length, box)
-            << "\" fill=\"#c9d3dc\" stroke=\"#7d8b97\" stroke-width=\"0.6\"/>\n";
+        const QueueView& view = egress_.queues()[place];
+        const std::vector<ReplayPlot::Slice>& slices = plot_.series_[place].slices;
+        out_ << "<path d=\"" << area(slices, view.length, box)
+             << "\" fill=\"#c9d3dc\" stroke=\"#7d8b97\" stroke-width=\"0.6\"/>\n";
         draw_drops(slices, box);
         line(box.x, box.y, box.x + box.width, box.y, "#bbb", " stroke-width=\"0.6\"");
         line(box.x, box.y + box.height, box.x + box.width, box.y + box.height, "#000");
@@ -390,7 +392,7 @@ private:
              "end", " class=\"small\"");
         const double x = box.x + box.width + 6;
         const uint64_t bits = (view.sent.bytes + 4 * view.sent.frames) * 8;
-        text(x, box.y + 8, "mean " + tick_text(static_cast<double>(bits) / seconds / 1e6, 0.1) + " Mbit/s", "start",
+        text(x, box.y + 8, "mean " + tick_text(static_cast<double>(bits) / seconds_ / 1e6, 0.1) + " Mbit/s", "start",
              " class=\"small\"");
         uint64_t lost = 0;
         for (const ReplayPlot::Slice& slice : slices)
@@ -402,31 +404,31 @@ private:
     // --- Time ---
 
     void draw_times(double y) {
-        const double step = step_of(seconds, 8);
-        for (double value = 0; value <= seconds + step * 1e-6; value += step) {
+        const double step = step_of(seconds_, 8);
+        for (double value = 0; value <= seconds_ + step * 1e-6; value += step) {
             line(x_of(value), y, x_of(value), y + 5, "#000");
             text(x_of(value), y + 18, tick_text(value, step), "middle");
         }
     }
 
     void draw_time_axis(double y) {
-        if (!queues.empty()) draw_times(y);
+        if (!queues_.empty()) draw_times(y);
         text(left + plot_width, y + 34, "seconds", "end");
     }
 
     void draw_mark_numbers(double y) {
-        for (size_t i = 0; i < plot.marks_.size(); ++i)
-            text(x_of(static_cast<double>(plot.marks_[i].time - plot.begin_) / second), y, std::to_string(i + 1),
+        for (size_t i = 0; i < plot_.marks_.size(); ++i)
+            text(x_of(static_cast<double>(plot_.marks_[i].time - plot_.begin_) / second), y, std::to_string(i + 1),
                  "middle", " class=\"small\"");
     }
 
     double draw_mark_texts(double y) {
         constexpr size_t most_texts = 20;
-        for (size_t i = 0; i < plot.marks_.size() && i < most_texts; ++i, y += 16)
+        for (size_t i = 0; i < plot_.marks_.size() && i < most_texts; ++i, y += 16)
             text(left, y,
                  std::to_string(i + 1) + ": at " +
-                     tick_text(static_cast<double>(plot.marks_[i].time - plot.begin_) / second, 0.001) + " " +
-                     plot.marks_[i].text,
+                     tick_text(static_cast<double>(plot_.marks_[i].time - plot_.begin_) / second, 0.001) + " " +
+                     plot_.marks_[i].text,
                  "start", " class=\"small\"");
         return y;
     }
@@ -439,15 +441,15 @@ private:
                "<style>.heading{font-weight:bold;font-size:13px}.small{font-size:11px;fill:#333}"
                ".drop{fill:#b00020;font-weight:bold}</style>\n"
                "<rect width=\"100%\" height=\"100%\" fill=\"#fff\"/>\n" +
-               out.str() + "</svg>\n";
+               out_.str() + "</svg>\n";
     }
 
-    const ReplayPlot& plot;
-    const ReplayTotals& totals;
-    const Egress& egress;
-    double seconds = 1;
-    std::vector<uint32_t> queues; // that have something to show, by name
-    std::ostringstream out;
+    const ReplayPlot& plot_;
+    const ReplayTotals& totals_;
+    const Egress& egress_;
+    double seconds_ = 1;
+    std::vector<uint32_t> queues_; // that have something to show, by name
+    std::ostringstream out_;
 };
 
 void ReplayPlot::write(const std::string& file, const ReplayTotals& totals, const Egress& egress) const {

@@ -53,14 +53,15 @@ private:
     void tell(const Finding& finding) const;
 
     // On a terminal everybody sees which line is meant.
-    bool is_on_terminal = false;
-    bool is_over = false;
-    size_t count = 0; // of the lines
+    bool is_on_terminal_ = false;
+    bool is_over_ = false;
+    size_t count_ = 0; // of the lines
 };
 
 void Shell::tell(const Finding& finding) const {
     const bool is_warning = std::string(finding.severity) == "warning";
-    std::cerr << (is_on_terminal ? (is_warning ? "warning: " : "") + finding.text : finding_text("-", finding)) << "\n";
+    std::cerr << (is_on_terminal_ ? (is_warning ? "warning: " : "") + finding.text : finding_text("-", finding))
+              << "\n";
 }
 
 // Whether the switch took it. What it takes for something else than what stands there is told as well.
@@ -81,7 +82,7 @@ bool Shell::run_command(const Sentence& sentence) {
     command.insert(command.end(), sentence.words.begin(), sentence.words.end());
     const EndingSignals signals;
     const int status = run_in_foreground(command, signals).status;
-    if (status != 0 && !is_on_terminal)
+    if (status != 0 && !is_on_terminal_)
         tell({sentence.line, sentence.columns.front(), "error",
               sentence.words.front() + " ended with status " + std::to_string(status)});
     return status == 0;
@@ -125,7 +126,7 @@ bool Shell::do_words(Sentence& sentence) {
     }
     const Words commands = command_names();
     if (words == Words{"exit"} || words == Words{"quit"}) {
-        is_over = true;
+        is_over_ = true;
         return true;
     }
     if (words.front() == "help" && (words.size() == 1 || !has(commands, words[1]))) return tell_forms(sentence);
@@ -143,15 +144,15 @@ bool Shell::do_words(Sentence& sentence) {
 }
 
 bool Shell::do_line(const std::string& line) {
-    ++count;
+    ++count_;
     try {
-        Sentence sentence = sentence_of(count, line);
+        Sentence sentence = sentence_of(count_, line);
         return sentence.words.empty() || do_words(sentence);
     } catch (const BadLine& problem) {
-        tell({count, problem.column, "error",
-              (is_on_terminal ? "column " + std::to_string(problem.column) + ": " : "") + problem.what()});
+        tell({count_, problem.column, "error",
+              (is_on_terminal_ ? "column " + std::to_string(problem.column) + ": " : "") + problem.what()});
     } catch (const Failure& problem) {
-        tell({count, 1, "error", problem.what()});
+        tell({count_, 1, "error", problem.what()});
     }
     return false;
 }
@@ -168,14 +169,14 @@ std::filesystem::path history_file() {
 int Shell::run() {
     prepare_environment(store_path());
     LineEditor editor(history_file(), complete_shell_line);
-    is_on_terminal = editor.is_on_terminal();
+    is_on_terminal_ = editor.is_on_terminal();
     bool is_all_done = true;
-    while (!is_over) {
+    while (!is_over_) {
         const std::optional<std::string> line = editor.read("emuswitch> ");
         if (!line) break;
         is_all_done = do_line(*line) && is_all_done;
     }
-    return is_all_done || is_on_terminal ? 0 : 1;
+    return is_all_done || is_on_terminal_ ? 0 : 1;
 }
 
 } // namespace

@@ -28,11 +28,11 @@ int64_t kind_of(int64_t port) {
 SideTables::SideTables(Database& database) {
     Query named(database, "SELECT category, name, id FROM qualifier");
     while (named.next())
-        names[{named.text("category"), named.text("name")}] = named.any_number("id");
+        names_[{named.text("category"), named.text("name")}] = named.any_number("id");
     Query rows(database, "SELECT * FROM port_table ORDER BY kind, port");
     Children vlans(database, "SELECT * FROM port_table_vlan ORDER BY kind, port", {"kind", "port"});
     while (rows.next()) {
-        Port& port = ports[{rows.any_number("kind"), rows.any_number("port")}];
+        Port& port = ports_[{rows.any_number("kind"), rows.any_number("port")}];
         port.ether = rows.any_number("ether");
         port.is_enabled = rows.flag("enabled");
         port.link_mode = rows.optional_any_number("link_mode");
@@ -44,20 +44,20 @@ SideTables::SideTables(Database& database) {
 }
 
 SideTables::Port* SideTables::find(int64_t port) {
-    const auto found = ports.find({kind_of(port), port});
-    return found != ports.end() ? &found->second : nullptr;
+    const auto found = ports_.find({kind_of(port), port});
+    return found != ports_.end() ? &found->second : nullptr;
 }
 
 void SideTables::name(const std::string& category, const std::string& name, int64_t id) {
-    names[{category, name}] = id;
+    names_[{category, name}] = id;
 }
 
 void SideTables::create_port(int64_t port, int64_t ether, int64_t type) {
     name(qualifier::port, std::to_string(port), type);
     const int64_t kind = kind_of(port);
     if (kind == not_shared) return;
-    ports[{kind, port}] = {};
-    if (kind == port_kind::physical) ports[{kind, port}].ether = ether;
+    ports_[{kind, port}] = {};
+    if (kind == port_kind::physical) ports_[{kind, port}].ether = ether;
 }
 
 void SideTables::enable_port(int64_t port) {
@@ -83,12 +83,12 @@ void SideTables::set_link_depend(int64_t port, int64_t type, int64_t mask) {
 }
 
 void SideTables::forget_name(const std::string& category, const std::string& name) {
-    names.erase({category, name});
+    names_.erase({category, name});
 }
 
 void SideTables::delete_port(int64_t port) {
     forget_name(qualifier::port, std::to_string(port));
-    ports.erase({kind_of(port), port});
+    ports_.erase({kind_of(port), port});
 }
 
 void SideTables::disable_port(int64_t port) {
@@ -113,20 +113,20 @@ void SideTables::add_calls_for(const Key& key, const Port& port, std::vector<std
 
 std::vector<std::string> SideTables::calls_from(const SideTables& others) const {
     std::vector<std::string> calls;
-    for (const auto& [key, id] : others.names)
-        if (names.count(key) == 0)
+    for (const auto& [key, id] : others.names_)
+        if (names_.count(key) == 0)
             calls.push_back("qual_unregister " + quote_word(key.first) + " " + quote_word(key.second));
-    for (const auto& [key, id] : names) {
-        const auto other = others.names.find(key);
-        if (other == others.names.end() || other->second != id)
+    for (const auto& [key, id] : names_) {
+        const auto other = others.names_.find(key);
+        if (other == others.names_.end() || other->second != id)
             calls.push_back("qual_register " + quote_word(key.first) + " " + quote_word(key.second) + " " +
                             std::to_string(id));
     }
-    for (const auto& [key, port] : others.ports)
-        if (ports.count(key) == 0) calls.push_back(joined("portshm_delete_port", {key.second, key.first}));
-    for (const auto& [key, port] : ports) {
-        const auto other = others.ports.find(key);
-        if (other == others.ports.end() || !(other->second == port)) add_calls_for(key, port, calls);
+    for (const auto& [key, port] : others.ports_)
+        if (ports_.count(key) == 0) calls.push_back(joined("portshm_delete_port", {key.second, key.first}));
+    for (const auto& [key, port] : ports_) {
+        const auto other = others.ports_.find(key);
+        if (other == others.ports_.end() || !(other->second == port)) add_calls_for(key, port, calls);
     }
     return calls;
 }

@@ -48,6 +48,6 @@ private:
     Port* find(int64_t port);
     static void add_calls_for(const Key& key, const Port& port, std::vector<std::string>& calls);
 
-    std::map<std::pair<std::string, std::string>, int64_t> names; // by category and name
-    std::map<Key, Port> ports;
+    std::map<std::pair<std::string, std::string>, int64_t> names_; // by category and name
+    std::map<Key, Port> ports_;
 };

@@ -16,15 +16,15 @@
 class Statement {
 public:
     // `sql` has to live as long as the statement. It is prepared when it is first used.
-    Statement(Database& owner, const char* text) : database(owner), sql(text) {}
-    ~Statement() { sqlite3_finalize(prepared); }
+    Statement(Database& owner, const char* text) : database_(owner), sql_(text) {}
+    ~Statement() { sqlite3_finalize(prepared_); }
     Statement(const Statement&) = delete;
     Statement& operator=(const Statement&) = delete;
 
     // Calls visit() for each row. The columns are read with the functions below meanwhile.
     template <typename Visit, typename... Values> void for_each(Visit visit, Values... values) {
         start();
-        const Reset at_end{prepared};
+        const Reset at_end{prepared_};
         [[maybe_unused]] int place = 0;
         (bind(++place, values), ...);
         while (has_row())
@@ -41,10 +41,10 @@ public:
     // Changes the store. Returns how many rows it changed.
     template <typename... Values> int change(Values... values) {
         for_each([] {}, values...);
-        return sqlite3_changes(database.handle());
+        return sqlite3_changes(database_.handle());
     }
 
-    bool is_null(int column) const { return sqlite3_column_type(prepared, column) == SQLITE_NULL; }
+    bool is_null(int column) const { return sqlite3_column_type(prepared_, column) == SQLITE_NULL; }
     std::string_view text(int column) const;
 
     // A number in the domain of its column, as `Query` has them, that fits its type; a store where it is none is
@@ -62,9 +62,9 @@ public:
     template <typename Number> Number in_range(int column, int64_t lowest, int64_t highest) const {
         using Held = typename std::conditional_t<std::is_enum_v<Number>, std::underlying_type<Number>,
                                                  std::type_identity<Number>>::type;
-        const emulator::Domain* const domain = domains[static_cast<size_t>(column)];
-        const bool is_number = sqlite3_column_type(prepared, column) == SQLITE_INTEGER;
-        const int64_t found = sqlite3_column_int64(prepared, column);
+        const emulator::Domain* const domain = domains_[static_cast<size_t>(column)];
+        const bool is_number = sqlite3_column_type(prepared_, column) == SQLITE_INTEGER;
+        const int64_t found = sqlite3_column_int64(prepared_, column);
         const bool is_in_domain = domain == nullptr || domain->contains(found);
         if (!is_number || !is_in_domain || found < lowest || found > highest || !std::in_range<Held>(found))
             fail_as_damaged(column);
@@ -79,11 +79,13 @@ private:
     };
     void start();
     bool has_row();
-    void bind(int place, std::integral auto value) { sqlite3_bind_int64(prepared, place, static_cast<int64_t>(value)); }
-    void bind(int place, const char* text) { sqlite3_bind_text(prepared, place, text, -1, SQLITE_STATIC); }
+    void bind(int place, std::integral auto value) {
+        sqlite3_bind_int64(prepared_, place, static_cast<int64_t>(value));
+    }
+    void bind(int place, const char* text) { sqlite3_bind_text(prepared_, place, text, -1, SQLITE_STATIC); }
 
-    Database& database;
-    const char* sql;
-    sqlite3_stmt* prepared = nullptr;
-    std::vector<const emulator::Domain*> domains; // of the columns; null: any number
+    Database& database_;
+    const char* sql_;
+    sqlite3_stmt* prepared_ = nullptr;
+    std::vector<const emulator::Domain*> domains_; // of the columns; null: any number
 };

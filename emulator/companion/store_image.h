@@ -24,12 +24,12 @@ public:
     void take(std::span<const char* const> tables);
 
     // A connection to what was taken, for reading. None before the first `take`.
-    Database& database() { return *image; }
+    Database& database() { return *image_; }
 
 private:
     class Pages;
 
-    Database& store;
-    std::unique_ptr<Pages> pages;
-    std::unique_ptr<Database> image; // goes before the pages that it reads
+    Database& store_;
+    std::unique_ptr<Pages> pages_;
+    std::unique_ptr<Database> image_; // goes before the pages that it reads
 };

@@ -69,35 +69,35 @@ std::string without_trailing_blanks(std::string line) {
 
 class Printer {
 public:
-    Printer(std::ostream& target, const std::vector<Column>& measured) : out(target), columns(measured) {
-        for (size_t i = 0; i + 1 < columns.size(); ++i)
-            before_last += columns[i].width + 2;
+    Printer(std::ostream& target, const std::vector<Column>& measured) : out_(target), columns_(measured) {
+        for (size_t i = 0; i + 1 < columns_.size(); ++i)
+            before_last_ += columns_[i].width + 2;
         const std::optional<size_t> width = terminal_width();
         if (!width)
-            last_width = std::numeric_limits<size_t>::max();
+            last_width_ = std::numeric_limits<size_t>::max();
         else
-            last_width = std::max(*width, before_last + narrowest_last_column) - before_last;
+            last_width_ = std::max(*width, before_last_ + narrowest_last_column) - before_last_;
     }
 
     void print(const std::vector<std::string>& texts) {
         std::string line;
-        for (size_t i = 0; i + 1 < columns.size(); ++i)
-            line += padded(texts[i], columns[i]) + "  ";
+        for (size_t i = 0; i + 1 < columns_.size(); ++i)
+            line += padded(texts[i], columns_[i]) + "  ";
         std::vector<std::string> last{texts.back()};
-        if (columns.back().is_number)
-            last[0] = padded(last[0], columns.back());
-        else if (columns_of(last[0]) > last_width)
-            last = wrap(last[0], last_width);
-        out << without_trailing_blanks(line + last[0]) << "\n";
+        if (columns_.back().is_number)
+            last[0] = padded(last[0], columns_.back());
+        else if (columns_of(last[0]) > last_width_)
+            last = wrap(last[0], last_width_);
+        out_ << without_trailing_blanks(line + last[0]) << "\n";
         for (size_t i = 1; i < last.size(); ++i)
-            out << std::string(before_last, ' ') << last[i] << "\n";
+            out_ << std::string(before_last_, ' ') << last[i] << "\n";
     }
 
 private:
-    std::ostream& out;
-    const std::vector<Column>& columns;
-    size_t before_last = 0;
-    size_t last_width = 0;
+    std::ostream& out_;
+    const std::vector<Column>& columns_;
+    size_t before_last_ = 0;
+    size_t last_width_ = 0;
 };
 
 } // namespace

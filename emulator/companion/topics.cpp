@@ -70,14 +70,14 @@ std::string class_text(const Json& object) {
 class Words {
 public:
     void add_if(bool is_so, const std::string& word, const char* separator = " ") {
-        if (is_so) joined += (joined.empty() ? "" : separator) + word;
+        if (is_so) joined_ += (joined_.empty() ? "" : separator) + word;
     }
     void add(const std::string& word, const char* separator = " ") { add_if(true, word, separator); }
-    std::string text() const { return joined; }
-    std::string text_or_dash() const { return joined.empty() ? "-" : joined; }
+    std::string text() const { return joined_; }
+    std::string text_or_dash() const { return joined_.empty() ? "-" : joined_; }
 
 private:
-    std::string joined;
+    std::string joined_;
 };
 
 std::vector<TitledTable> only(Table table) {

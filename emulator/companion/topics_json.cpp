@@ -6,51 +6,51 @@ namespace {
 // Writes an object of arrays, object by object.
 class JsonPrinter {
 public:
-    JsonPrinter() { out += '{'; }
+    JsonPrinter() { out_ += '{'; }
 
     void open(const std::string& key) {
         begin_key(key);
-        out += '{';
-        depth += 2;
-        is_first = true;
+        out_ += '{';
+        depth_ += 2;
+        is_first_ = true;
     }
     void close() {
-        depth -= 2;
-        add_line(depth);
-        out += '}';
-        is_first = false;
+        depth_ -= 2;
+        add_line(depth_);
+        out_ += '}';
+        is_first_ = false;
     }
     void array(const Collection& collection, Database& database) {
         begin_key(collection.key);
-        out += '[';
+        out_ += '[';
         bool is_empty = true;
         collection.read(database, [&](const Json& object) {
-            if (!is_empty) out += ',';
-            add_line(depth + 2);
-            append_json(out, object, depth + 2);
+            if (!is_empty) out_ += ',';
+            add_line(depth_ + 2);
+            append_json(out_, object, depth_ + 2);
             is_empty = false;
         });
-        if (!is_empty) add_line(depth);
-        out += ']';
+        if (!is_empty) add_line(depth_);
+        out_ += ']';
     }
     std::string finish() {
-        out += "\n}\n";
-        return std::move(out);
+        out_ += "\n}\n";
+        return std::move(out_);
     }
 
 private:
     void begin_key(const std::string& key) {
-        if (!is_first) out += ',';
-        add_line(depth);
-        append_json_text(out, key);
-        out += ": ";
-        is_first = false;
+        if (!is_first_) out_ += ',';
+        add_line(depth_);
+        append_json_text(out_, key);
+        out_ += ": ";
+        is_first_ = false;
     }
-    void add_line(size_t indent) { out.append(1, '\n').append(indent, ' '); }
+    void add_line(size_t indent) { out_.append(1, '\n').append(indent, ' '); }
 
-    std::string out;
-    size_t depth = 2;
-    bool is_first = true;
+    std::string out_;
+    size_t depth_ = 2;
+    bool is_first_ = true;
 };
 
 void add_topic(JsonPrinter& printer, Database& database, const Topic& topic) {

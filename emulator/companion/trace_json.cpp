@@ -352,12 +352,12 @@ void LineBuffer::put_number(uint32_t number) {
 }
 
 void LineBuffer::put_hex(std::span<const uint8_t> data) {
-    char* at = &bytes[length];
+    char* at = &bytes_[length_];
     for (const uint8_t byte : data) {
         memcpy(at, &hex_pairs[2 * size_t{byte}], 2);
         at += 2;
     }
-    length += 2 * data.size();
+    length_ += 2 * data.size();
 }
 
 std::string json_text(std::string_view text) {
@@ -367,11 +367,11 @@ std::string json_text(std::string_view text) {
 }
 
 std::string_view TraceWriter::name_of_vlan(const std::shared_ptr<const Vlans>& vlans, uint32_t vid) {
-    if (named != vlans) {
-        names.assign(vlans->vlans.size(), "");
-        named = vlans;
+    if (named_ != vlans) {
+        names_.assign(vlans->vlans.size(), "");
+        named_ = vlans;
     }
-    std::string& name = names[vlans->place[vid] - 1U];
+    std::string& name = names_[vlans->place[vid] - 1U];
     if (name.empty()) name = json_text(vlans->find(vid)->name);
     return name;
 }

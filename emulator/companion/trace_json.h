@@ -15,21 +15,21 @@ class LineBuffer {
 public:
     // Room for so many bytes more.
     void make_room(size_t count) {
-        if (length + count > bytes.size()) bytes.resize(2 * bytes.size() + count);
+        if (length_ + count > bytes_.size()) bytes_.resize(2 * bytes_.size() + count);
     }
-    void put(char c) { bytes[length++] = c; }
+    void put(char c) { bytes_[length_++] = c; }
     void put(std::string_view text) {
-        text.copy(&bytes[length], text.size());
-        length += text.size();
+        text.copy(&bytes_[length_], text.size());
+        length_ += text.size();
     }
     void put_number(uint32_t number);
     void put_hex(std::span<const uint8_t> data);
-    std::string_view text() const { return {bytes.data(), length}; }
-    void clear() { length = 0; }
+    std::string_view text() const { return {bytes_.data(), length_}; }
+    void clear() { length_ = 0; }
 
 private:
-    std::string bytes;
-    size_t length = 0;
+    std::string bytes_;
+    size_t length_ = 0;
 };
 
 class TraceWriter {
@@ -41,8 +41,8 @@ public:
 private:
     std::string_view name_of_vlan(const std::shared_ptr<const dataplane::Vlans>& vlans, uint32_t vid);
 
-    std::shared_ptr<const dataplane::Vlans> named; // whose names are kept
-    std::vector<std::string> names;                // as JSON, by place; empty: not asked for yet
+    std::shared_ptr<const dataplane::Vlans> named_; // whose names are kept
+    std::vector<std::string> names_;                // as JSON, by place; empty: not asked for yet
 };
 
 // A text as JSON has it, with its quotes.

@@ -22,7 +22,7 @@ constexpr double longest_time = 9e9;                           // seconds, of wh
 
 class LineTracer {
 public:
-    explicit LineTracer(TracedSwitch& target) : traced(target) {}
+    explicit LineTracer(TracedSwitch& target) : traced_(target) {}
     int run();
 
 private:
@@ -37,15 +37,15 @@ private:
     std::span<const uint8_t> read_bytes(std::string_view text);
     bool read_digits(std::string_view text);
 
-    TracedSwitch& traced;
-    TraceWriter writer;
-    LineBuffer out;
-    FrameBytes bytes;
-    std::string in;
-    size_t at = 0; // in `in`: what is not answered yet begins here
-    size_t line_number = 0;
-    bool is_skipping = false; // the rest of a line that is too long
-    bool has_bad_line = false;
+    TracedSwitch& traced_;
+    TraceWriter writer_;
+    LineBuffer out_;
+    FrameBytes bytes_;
+    std::string in_;
+    size_t at_ = 0; // in `in`: what is not answered yet begins here
+    size_t line_number_ = 0;
+    bool is_skipping_ = false; // the rest of a line that is too long
+    bool has_bad_line_ = false;
 };
 
 // A hexadecimal digit's value, 0xff for other bytes.
@@ -64,37 +64,37 @@ void skip_blanks(std::string_view& text) {
 }
 
 bool LineTracer::read_more() {
-    in.erase(0, at);
-    at = 0;
-    const size_t length = in.size();
-    in.resize(length + chunk);
+    in_.erase(0, at_);
+    at_ = 0;
+    const size_t length = in_.size();
+    in_.resize(length + chunk);
     ssize_t count = 0;
     do
-        count = read(STDIN_FILENO, &in[length], chunk);
+        count = read(STDIN_FILENO, &in_[length], chunk);
     while (count < 0 && errno == EINTR);
-    in.resize(length + (count > 0 ? static_cast<size_t>(count) : 0));
+    in_.resize(length + (count > 0 ? static_cast<size_t>(count) : 0));
     if (count < 0) throw Failure(std::string("standard input cannot be read (") + strerror(errno) + ")");
     return count > 0;
 }
 
 void LineTracer::flush() {
-    traced.keep();
-    std::string_view rest = out.text();
+    traced_.keep();
+    std::string_view rest = out_.text();
     while (!rest.empty()) {
         const ssize_t count = write(STDOUT_FILENO, rest.data(), rest.size());
         if (count < 0 && errno == EINTR) continue;
         if (count <= 0) throw Failure("standard output cannot be written");
         rest.remove_prefix(static_cast<size_t>(count));
     }
-    out.clear();
+    out_.clear();
 }
 
 void LineTracer::refuse(const std::string& problem) {
-    has_bad_line = true;
-    const std::string number = std::to_string(line_number);
+    has_bad_line_ = true;
+    const std::string number = std::to_string(line_number_);
     const std::string text = "{\"line\":" + number + ",\"error\":" + json_text("line " + number + ": " + problem) + "}";
-    out.make_room(text.size());
-    out.put(text);
+    out_.make_room(text.size());
+    out_.put(text);
 }
 
 // "at 2.5 " in front of the port: seconds since the first frame, from now on.
@@ -107,8 +107,8 @@ void LineTracer::read_time(std::string_view& line) {
     if (problem != std::errc{} || !(seconds >= 0 && seconds <= longest_time))
         throw NotAFrame("\"at\" needs seconds behind it, such as 2.5");
     const auto time = static_cast<dataplane::Nanoseconds>(seconds * 1e9 + 0.5);
-    if (time < traced.now) throw NotAFrame("its time lies before that of an earlier line");
-    traced.now = time;
+    if (time < traced_.now) throw NotAFrame("its time lies before that of an earlier line");
+    traced_.now = time;
     line.remove_prefix(static_cast<size_t>(behind - line.data()));
     skip_blanks(line);
 }
@@ -119,7 +119,7 @@ PortIndex LineTracer::read_port(std::string_view& line) {
     const auto length = static_cast<size_t>(behind - line.data());
     const bool ends = length == line.size() || line[length] == ' ' || line[length] == '\t';
     if (problem != std::errc{} || !ends) throw NotAFrame("it begins with no port; a line is PORT FRAME");
-    const PortIndex index = traced.reader.configuration().ports->find(number);
+    const PortIndex index = traced_.reader.configuration().ports->find(number);
     if (index == dataplane::no_port) throw NotAFrame("there is no port " + std::to_string(number));
     line.remove_prefix(length);
     skip_blanks(line);
@@ -130,20 +130,20 @@ PortIndex LineTracer::read_port(std::string_view& line) {
 bool LineTracer::read_digits(std::string_view text) {
     const size_t count = text.size() / 2;
     if (text.size() % 2 != 0 || count > longest_frame_text) return false;
-    bytes.resize(count);
+    bytes_.resize(count);
     uint8_t all = 0;
     for (size_t i = 0; i < count; ++i) {
         const uint8_t high = digit_values[static_cast<uint8_t>(text[2 * i])];
         const uint8_t low = digit_values[static_cast<uint8_t>(text[2 * i + 1])];
         all = static_cast<uint8_t>(all | high | low);
-        bytes[i] = static_cast<uint8_t>(high << 4 | low);
+        bytes_[i] = static_cast<uint8_t>(high << 4 | low);
     }
     return (all & 0xf0) == 0;
 }
 
 std::span<const uint8_t> LineTracer::read_bytes(std::string_view text) {
-    if (!read_digits(text)) bytes = read_frame(split_words(std::string(text)));
-    return bytes;
+    if (!read_digits(text)) bytes_ = read_frame(split_words(std::string(text)));
+    return bytes_;
 }
 
 void LineTracer::answer_frame(std::string_view line) {
@@ -152,12 +152,12 @@ void LineTracer::answer_frame(std::string_view line) {
     read_time(line);
     const PortIndex port = read_port(line);
     line.remove_suffix(line.size() - std::min(line.find_last_not_of(" \t\r") + 1, line.size()));
-    const Frame frame{.port = port, .bytes = read_bytes(line), .time = traced.now};
-    writer.write(out, traced.reader.configuration(), frame, traced.tell(frame));
+    const Frame frame{.port = port, .bytes = read_bytes(line), .time = traced_.now};
+    writer_.write(out_, traced_.reader.configuration(), frame, traced_.tell(frame));
 }
 
 void LineTracer::answer(std::string_view line) {
-    ++line_number;
+    ++line_number_;
     try {
         answer_frame(line);
     } catch (const Failure&) {
@@ -165,41 +165,41 @@ void LineTracer::answer(std::string_view line) {
     } catch (const std::runtime_error& problem) { // of the line: no frame, or words that cannot be split
         refuse(problem.what());
     }
-    out.make_room(1);
-    out.put('\n');
+    out_.make_room(1);
+    out_.put('\n');
     constexpr size_t enough = 1024 * 1024;
-    if (out.text().size() > enough) flush();
+    if (out_.text().size() > enough) flush();
 }
 
 void LineTracer::answer_lines(bool is_end) {
-    while (at < in.size()) {
-        const size_t end = in.find('\n', at);
+    while (at_ < in_.size()) {
+        const size_t end = in_.find('\n', at_);
         const bool is_whole = end != std::string::npos || is_end;
-        const size_t length = std::min(end, in.size()) - at;
+        const size_t length = std::min(end, in_.size()) - at_;
         if (!is_whole && length <= longest_line) return;
-        if (length > longest_line && !is_skipping) {
-            ++line_number;
+        if (length > longest_line && !is_skipping_) {
+            ++line_number_;
             refuse("it is longer than a frame can be");
-            out.make_room(1);
-            out.put('\n');
-        } else if (is_whole && !is_skipping) {
-            answer(std::string_view(in).substr(at, length));
+            out_.make_room(1);
+            out_.put('\n');
+        } else if (is_whole && !is_skipping_) {
+            answer(std::string_view(in_).substr(at_, length));
         }
-        is_skipping = length > longest_line && !is_whole;
-        at = std::min(at + length + 1, in.size());
+        is_skipping_ = length > longest_line && !is_whole;
+        at_ = std::min(at_ + length + 1, in_.size());
     }
 }
 
 int LineTracer::run() {
     while (read_more()) {
         // Whoever asks line by line may have said a sentence in between.
-        if (traced.reader.has_changed()) traced.reader.refresh(traced.state, traced.now);
+        if (traced_.reader.has_changed()) traced_.reader.refresh(traced_.state, traced_.now);
         answer_lines(false);
         flush();
     }
     answer_lines(true);
     flush();
-    return has_bad_line ? 1 : 0;
+    return has_bad_line_ ? 1 : 0;
 }
 
 } // namespace

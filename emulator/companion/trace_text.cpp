@@ -44,7 +44,7 @@ std::string mac_word(std::span<const uint8_t> bytes) {
 class Telling {
 public:
     Telling(const Configuration& met, const Frame& told, const Outcome& result)
-        : frame(told), outcome(result), ports(*met.ports), vlans(*met.vlans) {}
+        : frame_(told), outcome_(result), ports_(*met.ports), vlans_(*met.vlans) {}
 
     Line line_of(const Step& step) const;
     std::string vlan(uint32_t vid) const;
@@ -66,32 +66,32 @@ private:
     Line refusal_on_the_way(DropReason reason) const;
     Line refusal(DropReason reason) const;
 
-    std::string number_at(uint32_t index) const { return std::to_string(ports.ports[index].number); }
-    std::string here() const { return number_at(frame.port); }
+    std::string number_at(uint32_t index) const { return std::to_string(ports_.ports[index].number); }
+    std::string here() const { return number_at(frame_.port); }
     std::string vlan_word(uint32_t vid) const;
     std::string set_port(const char* words) const { return "set port " + here() + " " + words; }
     std::string set_vlan(uint32_t vid, const char* words) const { return "set vlan " + vlan_word(vid) + " " + words; }
     std::string join(uint32_t index, uint32_t vid, const char* how) const {
         return "add port " + number_at(index) + " to vlan " + vlan_word(vid) + " " + how;
     }
-    std::string destination() const { return mac_word(frame.bytes); }
+    std::string destination() const { return mac_word(frame_.bytes); }
     PortIndex known_port() const;
     uint32_t named_vid() const;
 
-    const Frame frame;
-    const Outcome& outcome;
-    const Ports& ports;
-    const Vlans& vlans;
+    const Frame frame_;
+    const Outcome& outcome_;
+    const Ports& ports_;
+    const Vlans& vlans_;
 };
 
 // As it is typed. Of a VLAN that does not exist a name that could be given to it.
 std::string Telling::vlan_word(uint32_t vid) const {
-    const Vlan* known = vlans.find(vid);
+    const Vlan* known = vlans_.find(vid);
     return known != nullptr ? quote_word(known->name) : "vlan" + std::to_string(vid);
 }
 
 std::string Telling::vlan(uint32_t vid) const {
-    const Vlan* known = vlans.find(vid);
+    const Vlan* known = vlans_.find(vid);
     return known == nullptr ? "VLAN id " + std::to_string(vid)
                             : "VLAN " + quote_word(known->name) + " (" + std::to_string(vid) + ")";
 }
@@ -102,15 +102,15 @@ std::string Telling::port(uint32_t index) const {
 
 // The port that a static or learned entry named for the destination; that of the reception where none did.
 PortIndex Telling::known_port() const {
-    for (const Step& step : outcome.steps)
+    for (const Step& step : outcome_.steps)
         if (step.kind == StepKind::static_entry || step.kind == StepKind::learned_entry)
             return static_cast<PortIndex>(step.b);
-    return frame.port;
+    return frame_.port;
 }
 
 // The VLAN id that a tag or the port's PVID named, whether there is such a VLAN or not.
 uint32_t Telling::named_vid() const {
-    for (const Step& step : outcome.steps)
+    for (const Step& step : outcome_.steps)
         if (step.kind >= StepKind::vlan_by_tag && step.kind <= StepKind::vlan_by_pvid) return step.a;
     return 0;
 }
@@ -124,7 +124,7 @@ Line Telling::link(const Step& step) const {
     if (static_cast<LinkDepend>(step.b) == LinkDepend::vlan) return {how + "the other members of its VLANs", ""};
     std::string list;
     for (uint32_t number = 1; number <= 32; ++number)
-        if ((ports.ports[step.a].link_depend_ports >> (number - 1) & 1U) != 0)
+        if ((ports_.ports[step.a].link_depend_ports >> (number - 1) & 1U) != 0)
             list += (list.empty() ? "ports " : ", ") + std::to_string(number);
     return {how + (list.empty() ? "no port" : list), ""};
 }
@@ -145,7 +145,7 @@ Line Telling::reception(const Step& step) const {
                 set_port("ignoreptag off")};
     case StepKind::other_tag:
         return {"tag " + hex_16(step.a) + " is payload: port " + here() + " recognises tags of type " +
-                    hex_16(ports.ports[frame.port].tag_type),
+                    hex_16(ports_.ports[frame_.port].tag_type),
                 set_port(("tagtype " + hex_16(step.a)).c_str())};
     case StepKind::untagged: return {"no tag, Ethernet type " + hex_16(step.a), ""};
     case StepKind::link_frame_lifted: {
@@ -216,7 +216,7 @@ Line Telling::policing(const Step& step) const {
 }
 
 Line Telling::learning(const Step& step) const {
-    const std::string source = frame.bytes.size() >= 12 ? mac_word(frame.bytes.subspan(6)) : "";
+    const std::string source = frame_.bytes.size() >= 12 ? mac_word(frame_.bytes.subspan(6)) : "";
     switch (step.kind) {
     case StepKind::learned: return {source + " is learned on port " + here(), ""};
     case StepKind::moved: return {source + " moves here from " + port(step.b), ""};
@@ -233,7 +233,7 @@ Line Telling::learning(const Step& step) const {
         return {"nothing is learned: " + source + " has a static entry in " + vlan(step.a), ""};
     case StepKind::not_learned_member:
         return {"nothing is learned: port " + here() + " is no member of " + vlan(step.a),
-                join(frame.port, step.a, "tag on")};
+                join(frame_.port, step.a, "tag on")};
     default: return {};
     }
 }
@@ -325,7 +325,7 @@ Line Telling::refusal_on_reception(DropReason reason) const {
     case DropReason::port_not_ether: return {"port " + here() + " has no interface to receive from", ""};
     case DropReason::reserved_address:
         return {destination() + " is reserved: no bridge forwards it", [&]() -> std::string {
-                    const char* const kind = word_for(link_frame_words, frame.bytes[5] & 0xfU);
+                    const char* const kind = word_for(link_frame_words, frame_.bytes[5] & 0xfU);
                     return kind != nullptr ? set_port((std::string("link_frame ") + kind + " forward").c_str()) : "";
                 }()};
     case DropReason::local_discard:
@@ -345,8 +345,8 @@ Line Telling::refusal_of_vlan(DropReason reason) const {
         return {"there is no VLAN with id " + std::to_string(named_vid()),
                 "create vlan NAME vid " + std::to_string(named_vid())};
     case DropReason::not_a_member:
-        return {"port " + here() + " is no member of " + vlan(outcome.vid) + " and has ingfil on",
-                join(frame.port, outcome.vid, "tag on")};
+        return {"port " + here() + " is no member of " + vlan(outcome_.vid) + " and has ingfil on",
+                join(frame_.port, outcome_.vid, "tag on")};
     default: return {};
     }
 }
@@ -357,12 +357,12 @@ Line Telling::refusal_on_the_way(DropReason reason) const {
     case DropReason::static_discard: return {"a static entry discards it", ""};
     case DropReason::same_port: return {destination() + " is on port " + here() + ", where it came from", ""};
     case DropReason::egress_not_a_member:
-        return {port(known_port()) + " is no member of " + vlan(outcome.vid),
-                join(known_port(), outcome.vid, "tag on")};
+        return {port(known_port()) + " is no member of " + vlan(outcome_.vid),
+                join(known_port(), outcome_.vid, "tag on")};
     case DropReason::egress_disabled:
         return {port(known_port()) + " is disabled", "enable port " + number_at(known_port())};
     case DropReason::egress_down: return {port(known_port()) + " is down: what its link depends on is", ""};
-    case DropReason::nobody_to_send_to: return {"no other member of " + vlan(outcome.vid) + " can send it", ""};
+    case DropReason::nobody_to_send_to: return {"no other member of " + vlan(outcome_.vid) + " can send it", ""};
     default: return {};
     }
 }

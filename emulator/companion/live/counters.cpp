@@ -80,30 +80,30 @@ std::filesystem::path counters_path(const std::filesystem::path& store) {
 }
 
 CountersFile::CountersFile(const std::filesystem::path& store)
-    : file(open(counters_path(store).c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0644)) {
+    : file_(open(counters_path(store).c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0644)) {
     const std::string name = counters_path(store).string();
-    if (!file.is_open()) throw Failure(name + ": cannot be written (" + strerror(errno) + ")");
+    if (!file_.is_open()) throw Failure(name + ": cannot be written (" + strerror(errno) + ")");
     struct flock lock = whole_file();
-    if (fcntl(file.get(), F_OFD_SETLK, &lock) != 0)
+    if (fcntl(file_.get(), F_OFD_SETLK, &lock) != 0)
         throw Failure(store.string() + ": another live switch runs on it; end that one first");
-    if (ftruncate(file.get(), 0) != 0) throw Failure(name + ": cannot be written (" + strerror(errno) + ")");
+    if (ftruncate(file_.get(), 0) != 0) throw Failure(name + ": cannot be written (" + strerror(errno) + ")");
 }
 
 void CountersFile::publish(const Counts& counts) {
     Header header;
-    header.sequence = sequence + 1;
+    header.sequence = sequence_ + 1;
     header.port_count = static_cast<uint32_t>(counts.ports.size());
     header.queue_count = static_cast<uint32_t>(counts.queues.size());
     header.all = counts.all;
-    bytes.clear();
-    append(bytes, &header, 1);
-    append(bytes, counts.ports.data(), counts.ports.size());
-    append(bytes, counts.queues.data(), counts.queues.size());
-    sequence += 2;
+    bytes_.clear();
+    append(bytes_, &header, 1);
+    append(bytes_, counts.ports.data(), counts.ports.size());
+    append(bytes_, counts.queues.data(), counts.queues.size());
+    sequence_ += 2;
     constexpr off_t sequence_at = offsetof(Header, sequence);
-    if (pwrite(file.get(), &header.sequence, sizeof header.sequence, sequence_at) < 0) return;
-    if (pwrite(file.get(), bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size())) return;
-    if (pwrite(file.get(), &sequence, sizeof sequence, sequence_at) < 0) return;
+    if (pwrite(file_.get(), &header.sequence, sizeof header.sequence, sequence_at) < 0) return;
+    if (pwrite(file_.get(), bytes_.data(), bytes_.size(), 0) != static_cast<ssize_t>(bytes_.size())) return;
+    if (pwrite(file_.get(), &sequence_, sizeof sequence_, sequence_at) < 0) return;
 }
 
 std::optional<Published> read_counters(const std::filesystem::path& store) {

@@ -76,9 +76,9 @@ public:
     void publish(const Counts& counts);
 
 private:
-    Descriptor file;
-    uint32_t sequence = 0;
-    std::vector<char> bytes; // reused
+    Descriptor file_;
+    uint32_t sequence_ = 0;
+    std::vector<char> bytes_; // reused
 };
 
 struct Published {

@@ -10,28 +10,28 @@ namespace live {
 class Descriptor {
 public:
     Descriptor() = default;
-    explicit Descriptor(int opened) : descriptor(opened) {}
+    explicit Descriptor(int opened) : descriptor_(opened) {}
     ~Descriptor() { reset(); }
-    Descriptor(Descriptor&& other) noexcept : descriptor(std::exchange(other.descriptor, -1)) {}
+    Descriptor(Descriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
     Descriptor& operator=(Descriptor&& other) noexcept {
         if (this != &other) {
             reset();
-            descriptor = std::exchange(other.descriptor, -1);
+            descriptor_ = std::exchange(other.descriptor_, -1);
         }
         return *this;
     }
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
 
-    int get() const { return descriptor; }
-    bool is_open() const { return descriptor >= 0; }
+    int get() const { return descriptor_; }
+    bool is_open() const { return descriptor_ >= 0; }
 
 private:
     void reset() {
-        if (descriptor >= 0) close(descriptor);
-        descriptor = -1;
+        if (descriptor_ >= 0) close(descriptor_);
+        descriptor_ = -1;
     }
-    int descriptor = -1;
+    int descriptor_ = -1;
 };
 
 } // namespace live

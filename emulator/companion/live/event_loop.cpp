@@ -30,33 +30,33 @@ dataplane::Nanoseconds monotonic_now() {
 }
 
 EventLoop::EventLoop()
-    : epoll(epoll_create1(EPOLL_CLOEXEC)), timer(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK)) {
-    if (!epoll.is_open() || !timer.is_open()) throw Failure(std::string("no event loop (") + strerror(errno) + ")");
+    : epoll_(epoll_create1(EPOLL_CLOEXEC)), timer_(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK)) {
+    if (!epoll_.is_open() || !timer_.is_open()) throw Failure(std::string("no event loop (") + strerror(errno) + ")");
     // Setting it anew takes an expiration back, so nothing has to be read.
-    watch(timer.get(), [this] { set_timer(dataplane::never); });
+    watch(timer_.get(), [this] { set_timer(dataplane::never); });
 }
 
 void EventLoop::watch(int descriptor, std::function<void()> readable, std::function<void()> trouble) {
     const auto place = static_cast<size_t>(descriptor);
-    if (place >= handlers.size()) handlers.resize(place + 1);
-    handlers[place] = {std::move(readable), std::move(trouble)};
+    if (place >= handlers_.size()) handlers_.resize(place + 1);
+    handlers_[place] = {std::move(readable), std::move(trouble)};
     epoll_event event{};
     event.events = EPOLLIN;
     event.data.fd = descriptor;
-    if (epoll_ctl(epoll.get(), EPOLL_CTL_ADD, descriptor, &event) != 0)
+    if (epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, descriptor, &event) != 0)
         throw Failure(std::string("no event loop (") + strerror(errno) + ")");
 }
 
 void EventLoop::forget(int descriptor) {
-    epoll_ctl(epoll.get(), EPOLL_CTL_DEL, descriptor, nullptr);
+    epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, descriptor, nullptr);
 }
 
 void EventLoop::set_timer(dataplane::Nanoseconds deadline) {
-    if (deadline == timer_set) return;
-    timer_set = deadline;
+    if (deadline == timer_set_) return;
+    timer_set_ = deadline;
     itimerspec setting{};
     if (deadline != dataplane::never) setting.it_value = timespec_of(deadline > 0 ? deadline : 1);
-    timerfd_settime(timer.get(), TFD_TIMER_ABSTIME, &setting, nullptr);
+    timerfd_settime(timer_.get(), TFD_TIMER_ABSTIME, &setting, nullptr);
 }
 
 void EventLoop::wait(dataplane::Nanoseconds deadline) {
@@ -66,10 +66,10 @@ void EventLoop::wait(dataplane::Nanoseconds deadline) {
 
 void EventLoop::run(int timeout) {
     std::array<epoll_event, 64> happened;
-    const int count = epoll_wait(epoll.get(), happened.data(), happened.size(), timeout);
+    const int count = epoll_wait(epoll_.get(), happened.data(), happened.size(), timeout);
     for (int i = 0; i < count; ++i) {
         const epoll_event& event = happened[static_cast<size_t>(i)];
-        const Handlers& handler = handlers[static_cast<size_t>(event.data.fd)];
+        const Handlers& handler = handlers_[static_cast<size_t>(event.data.fd)];
         const bool is_trouble = (event.events & (EPOLLERR | EPOLLHUP)) != 0 && handler.trouble;
         is_trouble ? handler.trouble() : handler.readable();
     }

@@ -29,14 +29,14 @@ private:
     void run(int timeout);
     void set_timer(dataplane::Nanoseconds deadline);
 
-    Descriptor epoll;
-    Descriptor timer;
-    dataplane::Nanoseconds timer_set = 0; // 0: not set
+    Descriptor epoll_;
+    Descriptor timer_;
+    dataplane::Nanoseconds timer_set_ = 0; // 0: not set
     struct Handlers {
         std::function<void()> readable;
         std::function<void()> trouble;
     };
-    std::vector<Handlers> handlers; // by descriptor
+    std::vector<Handlers> handlers_; // by descriptor
 };
 
 } // namespace live

@@ -20,9 +20,9 @@ public:
     static constexpr size_t longest = dataplane::longest_frame + 32;
 
     dataplane::FrameHandle keep(std::span<const uint8_t> head, std::span<const uint8_t> rest) {
-        if (unused.empty()) grow();
-        const dataplane::FrameHandle handle = unused.back();
-        unused.pop_back();
+        if (unused_.empty()) grow();
+        const dataplane::FrameHandle handle = unused_.back();
+        unused_.pop_back();
         Place& place = at(handle);
         std::memcpy(place.bytes.data(), head.data(), head.size());
         std::memcpy(place.bytes.data() + head.size(), rest.data(), rest.size());
@@ -33,7 +33,7 @@ public:
         const Place& place = at(handle);
         return {place.bytes.data(), place.length};
     }
-    void give_back(dataplane::FrameHandle handle) { unused.push_back(handle); }
+    void give_back(dataplane::FrameHandle handle) { unused_.push_back(handle); }
 
 private:
     struct Place {
@@ -43,16 +43,16 @@ private:
     static constexpr size_t chunk_size = 64; // places that are allocated at once
     using Chunk = std::array<Place, chunk_size>;
 
-    Place& at(dataplane::FrameHandle handle) { return (*chunks[handle / chunk_size])[handle % chunk_size]; }
+    Place& at(dataplane::FrameHandle handle) { return (*chunks_[handle / chunk_size])[handle % chunk_size]; }
     void grow() {
-        const size_t first = chunks.size() * chunk_size;
-        chunks.push_back(std::make_unique_for_overwrite<Chunk>());
+        const size_t first = chunks_.size() * chunk_size;
+        chunks_.push_back(std::make_unique_for_overwrite<Chunk>());
         for (size_t i = chunk_size; i > 0; --i)
-            unused.push_back(static_cast<dataplane::FrameHandle>(first + i - 1));
+            unused_.push_back(static_cast<dataplane::FrameHandle>(first + i - 1));
     }
 
-    std::vector<std::unique_ptr<Chunk>> chunks;
-    std::vector<dataplane::FrameHandle> unused;
+    std::vector<std::unique_ptr<Chunk>> chunks_;
+    std::vector<dataplane::FrameHandle> unused_;
 };
 
 } // namespace live

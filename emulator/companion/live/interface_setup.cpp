@@ -91,16 +91,16 @@ uid_t working_user() {
 
 } // namespace
 
-InterfaceSetup::InterfaceSetup() : own_control(open_control()) {
-    if (own_control == nullptr) throw Failure(std::string("no socket for settings (") + strerror(errno) + ")");
+InterfaceSetup::InterfaceSetup() : own_control_(open_control()) {
+    if (own_control_ == nullptr) throw Failure(std::string("no socket for settings (") + strerror(errno) + ")");
 }
 
 PreparedPort InterfaceSetup::prepare(const Binding& binding) {
     const std::string& name = binding.interface;
-    std::optional<Link> link = links.find(name);
+    std::optional<Link> link = links_.find(name);
     if (!link && binding.is_tap) {
         make_tap(name);
-        link = links.find(name);
+        link = links_.find(name);
     }
     if (!link)
         throw Failure(name + ": there is no such interface here; make it (ip link add " + name +
@@ -109,14 +109,14 @@ PreparedPort InterfaceSetup::prepare(const Binding& binding) {
     if (binding.is_tap && link->kind != "tun")
         throw Failure(name + ": is there and no tap; leave tap: away, or choose another name");
     if (link->master != 0) {
-        const std::optional<Link> master = links.find(link->master);
+        const std::optional<Link> master = links_.find(link->master);
         throw Failure(name + ": belongs to " + (master ? master->name : "another interface") +
                       ", which would take its frames too; first: ip link set " + name + " nomaster");
     }
     raise_mtu(*link);
     bring_up(*link);
     for (const Offload& offload : receive_offloads)
-        switch_off(own_control, link->index, offload.get, offload.set, offload.bits);
+        switch_off(own_control_, link->index, offload.get, offload.set, offload.bits);
     if (link->kind == "veth" && link->peer != 0) prepare_other_end(*link);
     return {binding.port, name, link->index};
 }
@@ -136,14 +136,14 @@ void InterfaceSetup::make_tap(const std::string& name) {
     if (ioctl(tap.get(), TUNSETIFF, &request) != 0) throw cannot(name, "no tap can be made", errno);
     if (ioctl(tap.get(), TUNSETPERSIST, 1) != 0) throw cannot(name, "the tap cannot be kept", errno);
     ioctl(tap.get(), TUNSETOWNER, working_user());
-    const std::optional<Link> made = links.find(name);
-    if (made) changes.push_back({own_control, made->index, What::tap, 0, 0, 0});
+    const std::optional<Link> made = links_.find(name);
+    if (made) changes_.push_back({own_control_, made->index, What::tap, 0, 0, 0});
 }
 
 void InterfaceSetup::raise_mtu(const Link& link) {
     if (link.mtu >= needed_mtu) return;
-    if (set_mtu(*own_control, link.index, needed_mtu)) {
-        changes.push_back({own_control, link.index, What::mtu, 0, link.mtu, needed_mtu});
+    if (set_mtu(*own_control_, link.index, needed_mtu)) {
+        changes_.push_back({own_control_, link.index, What::mtu, 0, link.mtu, needed_mtu});
         return;
     }
     if (errno == EPERM) throw cannot(link.name, "cannot be set up", EPERM);
@@ -153,12 +153,12 @@ void InterfaceSetup::raise_mtu(const Link& link) {
 
 void InterfaceSetup::bring_up(const Link& link) {
     if (link.is_up) return;
-    if (!set_up(*own_control, link.index, true)) throw cannot(link.name, "cannot be brought up", errno);
-    changes.push_back({own_control, link.index, What::up, 0, 0, 1});
+    if (!set_up(*own_control_, link.index, true)) throw cannot(link.name, "cannot be brought up", errno);
+    changes_.push_back({own_control_, link.index, What::up, 0, 0, 1});
 }
 
 void InterfaceSetup::prepare_other_end(const Link& link) {
-    const auto control = link.peer_namespace ? open_control_in(links, *link.peer_namespace) : own_control;
+    const auto control = link.peer_namespace ? open_control_in(links_, *link.peer_namespace) : own_control_;
     if (control == nullptr) {
         std::cerr << "emuswitch: " << link.name
                   << ": its other end is out of reach; if TCP is slow there: ethtool -K INTERFACE tso off gso off\n";
@@ -174,18 +174,18 @@ void InterfaceSetup::switch_off(const std::shared_ptr<Descriptor>& control, int 
     if (!ask_ethtool(*control, index, get, old_value) || (old_value & bits) == 0) return;
     uint32_t new_value = old_value & ~bits;
     if (ask_ethtool(*control, index, set, new_value))
-        changes.push_back({control, index, What::offload, set, old_value, new_value});
+        changes_.push_back({control, index, What::offload, set, old_value, new_value});
 }
 
 void InterfaceSetup::put_back(const Changed& changed) {
     const Descriptor& control = *changed.control;
     uint32_t value = changed.old_value;
     switch (changed.what) {
-    case What::tap: links.remove(changed.index); break;
+    case What::tap: links_.remove(changed.index); break;
     case What::up: set_up(control, changed.index, false); break;
     case What::offload: ask_ethtool(control, changed.index, changed.command, value); break;
     case What::mtu: {
-        const std::optional<Link> link = links.find(changed.index);
+        const std::optional<Link> link = links_.find(changed.index);
         if (link && link->mtu == changed.new_value) set_mtu(control, changed.index, value);
         break;
     }
@@ -193,9 +193,9 @@ void InterfaceSetup::put_back(const Changed& changed) {
 }
 
 void InterfaceSetup::restore() {
-    while (!changes.empty()) {
-        put_back(changes.back());
-        changes.pop_back();
+    while (!changes_.empty()) {
+        put_back(changes_.back());
+        changes_.pop_back();
     }
 }
 

@@ -60,9 +60,9 @@ private:
     void switch_off(const std::shared_ptr<Descriptor>& control, int index, uint32_t get, uint32_t set, uint32_t bits);
     void put_back(const Changed& changed);
 
-    LinkTable links;
-    std::shared_ptr<Descriptor> own_control;
-    std::vector<Changed> changes;
+    LinkTable links_;
+    std::shared_ptr<Descriptor> own_control_;
+    std::vector<Changed> changes_;
 };
 
 } // namespace live

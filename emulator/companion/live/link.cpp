@@ -33,9 +33,9 @@ constexpr size_t aligned(size_t length) {
 class Request {
 public:
     template <typename Fixed> Request(uint16_t type, uint16_t flags, const Fixed& fixed) {
-        header.nlmsg_type = type;
-        header.nlmsg_flags = flags;
-        header.nlmsg_len = sizeof header;
+        header_.nlmsg_type = type;
+        header_.nlmsg_flags = flags;
+        header_.nlmsg_len = sizeof header_;
         append(&fixed, sizeof fixed);
     }
     void put(uint16_t type, const void* value, size_t length) {
@@ -44,19 +44,19 @@ public:
         append(value, length);
     }
     std::span<const char> finish(uint32_t sequence) {
-        header.nlmsg_seq = sequence;
-        std::memcpy(bytes.data(), &header, sizeof header);
-        return {bytes.data(), header.nlmsg_len};
+        header_.nlmsg_seq = sequence;
+        std::memcpy(bytes_.data(), &header_, sizeof header_);
+        return {bytes_.data(), header_.nlmsg_len};
     }
 
 private:
     void append(const void* data, size_t length) {
-        const size_t at = header.nlmsg_len;
-        std::memcpy(bytes.data() + at, data, length);
-        header.nlmsg_len = static_cast<uint32_t>(aligned(at + length));
+        const size_t at = header_.nlmsg_len;
+        std::memcpy(bytes_.data() + at, data, length);
+        header_.nlmsg_len = static_cast<uint32_t>(aligned(at + length));
     }
-    nlmsghdr header{};
-    std::array<char, 256> bytes{};
+    nlmsghdr header_{};
+    std::array<char, 256> bytes_{};
 };
 
 // One answer: its kind, its fixed part, its attributes.
@@ -186,27 +186,27 @@ ifinfomsg about(int index) {
 
 } // namespace
 
-LinkTable::LinkTable() : socket(open_netlink(0)) {}
+LinkTable::LinkTable() : socket_(open_netlink(0)) {}
 
 std::optional<Link> LinkTable::find(const std::string& name) {
     if (name.empty() || name.size() >= IFNAMSIZ) return std::nullopt;
     std::optional<Link> found;
     Request request(RTM_GETLINK, NLM_F_REQUEST, about(0));
     request.put(IFLA_IFNAME, name.c_str(), name.size() + 1);
-    exchange(socket, request, ++sequence, [&](const Message& answer) { found = read_link(answer); });
+    exchange(socket_, request, ++sequence_, [&](const Message& answer) { found = read_link(answer); });
     return found;
 }
 
 std::optional<Link> LinkTable::find(int index) {
     std::optional<Link> found;
     Request request(RTM_GETLINK, NLM_F_REQUEST, about(index));
-    exchange(socket, request, ++sequence, [&](const Message& answer) { found = read_link(answer); });
+    exchange(socket_, request, ++sequence_, [&](const Message& answer) { found = read_link(answer); });
     return found;
 }
 
 void LinkTable::remove(int index) {
     Request request(RTM_DELLINK, NLM_F_REQUEST | NLM_F_ACK, about(index));
-    exchange(socket, request, ++sequence, [](const Message&) {});
+    exchange(socket_, request, ++sequence_, [](const Message&) {});
 }
 
 std::optional<int> LinkTable::number_of_namespace(int opened) {
@@ -214,7 +214,7 @@ std::optional<int> LinkTable::number_of_namespace(int opened) {
     Request request(RTM_GETNSID, NLM_F_REQUEST, rtgenmsg{});
     const auto file = static_cast<uint32_t>(opened);
     request.put(NETNSA_FD, &file, sizeof file);
-    exchange(socket, request, ++sequence, [&](const Message& answer) {
+    exchange(socket_, request, ++sequence_, [&](const Message& answer) {
         for_each_attribute(answer.attributes<rtgenmsg>(), [&](int type, std::span<const char> data) {
             const int number = type == NETNSA_NSID ? number_in<int>(data) : NETNSA_NSID_NOT_ASSIGNED;
             if (number != NETNSA_NSID_NOT_ASSIGNED) found = number;
@@ -223,12 +223,12 @@ std::optional<int> LinkTable::number_of_namespace(int opened) {
     return found;
 }
 
-LinkWatch::LinkWatch() : socket(open_netlink(RTMGRP_LINK)) {}
+LinkWatch::LinkWatch() : socket_(open_netlink(RTMGRP_LINK)) {}
 
 bool LinkWatch::read(const std::function<void(const Link&)>& changed) {
     Buffer buffer;
     for (;;) {
-        const ssize_t count = recv(socket.get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
+        const ssize_t count = recv(socket_.get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
         if (count < 0) return errno != ENOBUFS;
         for_each_message({buffer.data(), static_cast<size_t>(count)}, [&](const Message& message) {
             if (is_about_link(message)) changed(read_link(message));

@@ -38,21 +38,21 @@ public:
     std::optional<int> number_of_namespace(int opened);
 
 private:
-    Descriptor socket;
-    uint32_t sequence = 0;
+    Descriptor socket_;
+    uint32_t sequence_ = 0;
 };
 
 // Tells of changes. The descriptor becomes readable when there are some.
 class LinkWatch {
 public:
     LinkWatch();
-    int descriptor() const { return socket.get(); }
+    int descriptor() const { return socket_.get(); }
 
     // Returns false when the kernel had more changes than it could keep: everything has to be looked at anew.
     bool read(const std::function<void(const Link&)>& changed);
 
 private:
-    Descriptor socket;
+    Descriptor socket_;
 };
 
 } // namespace live

@@ -55,7 +55,7 @@ private:
     bool turn();
     void receive(BoundPort& from, std::span<const uint8_t> frame);
     void count_outcome(BoundPort& from);
-    BoundPort* bound_to(dataplane::PortIndex port) const { return port < port_at.size() ? port_at[port] : nullptr; }
+    BoundPort* bound_to(dataplane::PortIndex port) const { return port < port_at_.size() ? port_at_[port] : nullptr; }
     OutputFate put(const dataplane::Output& output, const BoundPort& from, std::span<const uint8_t> frame);
     OutputFate enqueue(const dataplane::Output& output, const BoundPort& from, std::span<const uint8_t> head,
                        std::span<const uint8_t> rest);
@@ -76,51 +76,51 @@ private:
     void set_carrier(BoundPort& port, bool has_carrier, bool is_gone);
 
     void keep_house();
-    bool is_to_be_written() const { return has_unwritten || state.learned.has_changes(); }
+    bool is_to_be_written() const { return has_unwritten_ || state_.learned.has_changes(); }
     void write_learned();
     void write_all_learned();
     void publish();
     dataplane::Nanoseconds next_deadline() const;
 
-    LiveOptions options;
-    Database database;
-    ConfigurationReader reader;
-    StoreWatch watch;
-    LinkWatch links;
-    CountersFile counters;
-    EventLoop events;
+    LiveOptions options_;
+    Database database_;
+    ConfigurationReader reader_;
+    StoreWatch watch_;
+    LinkWatch links_;
+    CountersFile counters_;
+    EventLoop events_;
 
-    dataplane::Nanoseconds now;
-    dataplane::Configuration taken; // what frames are judged by
-    dataplane::State state;
-    dataplane::Outcome outcome;
-    dataplane::Egress egress;
-    dataplane::EgressSink sink;
-    FramePool waiting;
-    std::vector<dataplane::FrameHandle> leaving; // of `waiting`: in a batch that is not flushed yet
-    Recorder recorder;
-    int64_t wall_offset;           // of the capture's time to `now`
-    uint64_t frame_number = 0;     // of the one received last
-    std::vector<OutputFate> fates; // of its outputs
+    dataplane::Nanoseconds now_;
+    dataplane::Configuration taken_; // what frames are judged by
+    dataplane::State state_;
+    dataplane::Outcome outcome_;
+    dataplane::Egress egress_;
+    dataplane::EgressSink sink_;
+    FramePool waiting_;
+    std::vector<dataplane::FrameHandle> leaving_; // of `waiting`: in a batch that is not flushed yet
+    Recorder recorder_;
+    int64_t wall_offset_;           // of the capture's time to `now`
+    uint64_t frame_number_ = 0;     // of the one received last
+    std::vector<OutputFate> fates_; // of its outputs
     struct Trail {
         uint64_t frame = 0;
         uint32_t from = 0; // the recorder's interface
         uint16_t mirror = 0;
     };
-    std::vector<Trail> trails;  // of the frames in `waiting`, by handle, while recording
-    std::vector<uint8_t> whole; // a frame that leaves
+    std::vector<Trail> trails_;  // of the frames in `waiting`, by handle, while recording
+    std::vector<uint8_t> whole_; // a frame that leaves
 
-    std::vector<BoundPort> ports;
-    std::vector<BoundPort*> port_at; // by PortIndex; null: not bound
-    SwitchCount count;
+    std::vector<BoundPort> ports_;
+    std::vector<BoundPort*> port_at_; // by PortIndex; null: not bound
+    SwitchCount count_;
 
-    bool is_ending = false;
-    bool has_unwritten = false;                  // learned entries, beside those that `state` has noted
-    bool has_complained = false;                 // that they cannot be written
-    dataplane::Nanoseconds look_at_events = 0;   // at the latest, whatever the traffic
-    dataplane::Nanoseconds follow_store_at = 0;  // again, where it was locked; 0: it was not
-    dataplane::Nanoseconds write_learned_at = 0; // at the earliest
-    dataplane::Nanoseconds publish_at = 0;       // likewise
+    bool is_ending_ = false;
+    bool has_unwritten_ = false;                  // learned entries, beside those that `state` has noted
+    bool has_complained_ = false;                 // that they cannot be written
+    dataplane::Nanoseconds look_at_events_ = 0;   // at the latest, whatever the traffic
+    dataplane::Nanoseconds follow_store_at_ = 0;  // again, where it was locked; 0: it was not
+    dataplane::Nanoseconds write_learned_at_ = 0; // at the earliest
+    dataplane::Nanoseconds publish_at_ = 0;       // likewise
 };
 
 } // namespace live

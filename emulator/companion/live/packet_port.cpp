@@ -100,54 +100,54 @@ std::span<uint8_t> put_tag_back(std::span<uint8_t> frame, uint16_t tag_type, uin
 } // namespace
 
 PacketPort::PacketPort(const std::string& interface, int index, size_t ring_frames)
-    : places(ring_frames), batch(std::make_unique<Batch>()) {
+    : places_(ring_frames), batch_(std::make_unique<Batch>()) {
     open_ring(interface, index);
     open_sending(interface, index);
     for (size_t i = 0; i < batch_room; ++i) {
-        batch->parts[i][0].iov_base = batch->heads[i].data();
+        batch_->parts[i][0].iov_base = batch_->heads[i].data();
     }
 }
 
 PacketPort::PacketPort(PacketPort&& other) noexcept
-    : receiving(std::move(other.receiving)), sending(std::move(other.sending)),
-      ring(std::exchange(other.ring, nullptr)), places(other.places), batch(std::move(other.batch)) {}
+    : receiving_(std::move(other.receiving_)), sending_(std::move(other.sending_)),
+      ring_(std::exchange(other.ring_, nullptr)), places_(other.places_), batch_(std::move(other.batch_)) {}
 
 PacketPort::~PacketPort() {
-    if (ring != nullptr) munmap(ring, places * place_size);
+    if (ring_ != nullptr) munmap(ring_, places_ * place_size);
 }
 
 void PacketPort::open_ring(const std::string& interface, int index) {
     // No protocol yet: nothing may come in before the ring is there.
-    receiving = Descriptor(socket(AF_PACKET, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    if (!receiving.is_open()) throw cannot(interface, "no packet socket");
-    set_option(receiving, PACKET_VERSION, static_cast<int>(TPACKET_V2), interface, "no ring for received frames");
-    set_option(receiving, PACKET_VNET_HDR, 1, interface, "no description of received frames");
-    set_option(receiving, PACKET_RESERVE, 16U, interface, "no room for tags"); // keeps places aligned; a tag has 4
-    set_option(receiving, PACKET_IGNORE_OUTGOING, 1, interface, "own frames would come back");
+    receiving_ = Descriptor(socket(AF_PACKET, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (!receiving_.is_open()) throw cannot(interface, "no packet socket");
+    set_option(receiving_, PACKET_VERSION, static_cast<int>(TPACKET_V2), interface, "no ring for received frames");
+    set_option(receiving_, PACKET_VNET_HDR, 1, interface, "no description of received frames");
+    set_option(receiving_, PACKET_RESERVE, 16U, interface, "no room for tags"); // keeps places aligned; a tag has 4
+    set_option(receiving_, PACKET_IGNORE_OUTGOING, 1, interface, "own frames would come back");
     tpacket_req request{};
     request.tp_block_size = static_cast<unsigned>(ring_unit * place_size);
     request.tp_frame_size = place_size;
-    request.tp_frame_nr = static_cast<unsigned>(places);
-    request.tp_block_nr = static_cast<unsigned>(places / ring_unit);
-    set_option(receiving, PACKET_RX_RING, request, interface, "no ring for received frames");
+    request.tp_frame_nr = static_cast<unsigned>(places_);
+    request.tp_block_nr = static_cast<unsigned>(places_ / ring_unit);
+    set_option(receiving_, PACKET_RX_RING, request, interface, "no ring for received frames");
     void* const mapped =
-        mmap(nullptr, places * place_size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_POPULATE, receiving.get(), 0);
+        mmap(nullptr, places_ * place_size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_POPULATE, receiving_.get(), 0);
     if (mapped == MAP_FAILED) throw cannot(interface, "the ring for received frames cannot be mapped");
-    ring = static_cast<uint8_t*>(mapped);
+    ring_ = static_cast<uint8_t*>(mapped);
     packet_mreq membership{};
     membership.mr_ifindex = index;
     membership.mr_type = PACKET_MR_PROMISC; // ends with the socket, however we end
-    set_option(receiving, PACKET_ADD_MEMBERSHIP, membership, interface, "cannot listen to all addresses");
-    bind_to(receiving, index, ETH_P_ALL, interface);
+    set_option(receiving_, PACKET_ADD_MEMBERSHIP, membership, interface, "cannot listen to all addresses");
+    bind_to(receiving_, index, ETH_P_ALL, interface);
 }
 
 void PacketPort::open_sending(const std::string& interface, int index) {
-    sending = Descriptor(socket(AF_PACKET, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    if (!sending.is_open()) throw cannot(interface, "no packet socket");
-    set_option(sending, PACKET_QDISC_BYPASS, 1, interface, "no direct way out");
-    if (setsockopt(sending.get(), SOL_SOCKET, SO_SNDBUFFORCE, &wanted_send_buffer, sizeof wanted_send_buffer) != 0)
-        setsockopt(sending.get(), SOL_SOCKET, SO_SNDBUF, &wanted_send_buffer, sizeof wanted_send_buffer);
-    bind_to(sending, index, 0, interface);
+    sending_ = Descriptor(socket(AF_PACKET, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (!sending_.is_open()) throw cannot(interface, "no packet socket");
+    set_option(sending_, PACKET_QDISC_BYPASS, 1, interface, "no direct way out");
+    if (setsockopt(sending_.get(), SOL_SOCKET, SO_SNDBUFFORCE, &wanted_send_buffer, sizeof wanted_send_buffer) != 0)
+        setsockopt(sending_.get(), SOL_SOCKET, SO_SNDBUF, &wanted_send_buffer, sizeof wanted_send_buffer);
+    bind_to(sending_, index, 0, interface);
 }
 
 uint32_t PacketPort::status_of(size_t number) const {
@@ -155,26 +155,26 @@ uint32_t PacketPort::status_of(size_t number) const {
 }
 
 size_t PacketPort::waiting(size_t most) const {
-    const size_t room = std::min(most, places - unreleased);
+    const size_t room = std::min(most, places_ - unreleased_);
     size_t count = 0;
-    for (size_t number = next_place; count < room && (status_of(number) & TP_STATUS_USER) != 0; ++count)
+    for (size_t number = next_place_; count < room && (status_of(number) & TP_STATUS_USER) != 0; ++count)
         number = place_behind(number);
     return count;
 }
 
 std::span<const uint8_t> PacketPort::next() {
-    if (unreleased == places) return {};
-    uint8_t* const start = place(next_place);
+    if (unreleased_ == places_) return {};
+    uint8_t* const start = place(next_place_);
     const auto* const header = reinterpret_cast<const tpacket2_hdr*>(start);
-    const uint32_t status = status_of(next_place);
+    const uint32_t status = status_of(next_place_);
     if ((status & TP_STATUS_USER) == 0) return {};
-    next_place = place_behind(next_place);
-    ++unreleased;
+    next_place_ = place_behind(next_place_);
+    ++unreleased_;
 
     std::span<uint8_t> frame(start + header->tp_mac, header->tp_snaplen);
     Description description{};
     std::memcpy(&description, frame.data() - sizeof description, sizeof description);
-    if (description.segmentation != 0) is_giant_seen = true;
+    if (description.segmentation != 0) is_giant_seen_ = true;
     if ((description.flags & needs_checksum) != 0) complete_checksum(frame, description);
     if ((status & TP_STATUS_VLAN_VALID) != 0 && frame.size() >= addresses_length) {
         const bool has_type = (status & TP_STATUS_VLAN_TPID_VALID) != 0;
@@ -184,8 +184,8 @@ std::span<const uint8_t> PacketPort::next() {
 }
 
 void PacketPort::release() {
-    size_t number = (next_place + places - unreleased) % places;
-    for (; unreleased > 0; --unreleased) {
+    size_t number = (next_place_ + places_ - unreleased_) % places_;
+    for (; unreleased_ > 0; --unreleased_) {
         auto* const header = reinterpret_cast<tpacket2_hdr*>(place(number));
         std::atomic_ref(header->tp_status).store(TP_STATUS_KERNEL, std::memory_order_release);
         number = place_behind(number);
@@ -194,43 +194,43 @@ void PacketPort::release() {
 
 void PacketPort::put(std::span<const uint8_t> head, std::span<const uint8_t> rest) {
     if (is_batch_full()) flush();
-    std::copy(head.begin(), head.end(), batch->heads[batch_size].begin());
-    auto& [first, second] = batch->parts[batch_size];
+    std::copy(head.begin(), head.end(), batch_->heads[batch_size_].begin());
+    auto& [first, second] = batch_->parts[batch_size_];
     first.iov_len = head.size();
     second = {const_cast<uint8_t*>(rest.data()), rest.size()};
-    msghdr& header = batch->messages[batch_size].msg_hdr;
+    msghdr& header = batch_->messages[batch_size_].msg_hdr;
     header.msg_iov = head.empty() ? &second : &first; // the kernel looks at each part, also at one without bytes
     header.msg_iovlen = head.empty() ? 1 : 2;
-    ++batch_size;
+    ++batch_size_;
 }
 
 void PacketPort::flush() {
     size_t sent = 0;
-    while (sent < batch_size) {
+    while (sent < batch_size_) {
         const int count =
-            sendmmsg(sending.get(), &batch->messages[sent], static_cast<unsigned>(batch_size - sent), MSG_DONTWAIT);
+            sendmmsg(sending_.get(), &batch_->messages[sent], static_cast<unsigned>(batch_size_ - sent), MSG_DONTWAIT);
         if (count > 0) {
             sent += static_cast<size_t>(count);
         } else if (errno != EINTR) {
-            ++unsent_frames; // it is down, gone, or takes no more: as on a line, the frame is lost
+            ++unsent_frames_; // it is down, gone, or takes no more: as on a line, the frame is lost
             ++sent;
         }
     }
-    batch_size = 0;
+    batch_size_ = 0;
 }
 
 void PacketPort::clear_trouble() {
     int problem = 0;
     socklen_t length = sizeof problem;
-    getsockopt(receiving.get(), SOL_SOCKET, SO_ERROR, &problem, &length);
+    getsockopt(receiving_.get(), SOL_SOCKET, SO_ERROR, &problem, &length);
 }
 
 uint64_t PacketPort::missed() {
     tpacket_stats statistics{}; // since the last time
     socklen_t length = sizeof statistics;
-    if (getsockopt(receiving.get(), SOL_PACKET, PACKET_STATISTICS, &statistics, &length) == 0)
-        missed_frames += statistics.tp_drops;
-    return missed_frames;
+    if (getsockopt(receiving_.get(), SOL_PACKET, PACKET_STATISTICS, &statistics, &length) == 0)
+        missed_frames_ += statistics.tp_drops;
+    return missed_frames_;
 }
 
 } // namespace live

@@ -30,7 +30,7 @@ public:
     PacketPort& operator=(PacketPort&&) = delete;
     ~PacketPort();
 
-    int descriptor() const { return receiving.get(); } // readable when a frame waits
+    int descriptor() const { return receiving_.get(); } // readable when a frame waits
 
     // How many frames can be taken by `next` now, as far as `most`.
     size_t waiting(size_t most) const;
@@ -45,45 +45,45 @@ public:
 
     // Puts a frame into the batch: `head` is copied, `rest` has to stay until `flush`.
     void put(std::span<const uint8_t> head, std::span<const uint8_t> rest);
-    bool is_batch_full() const { return batch_size == batch_room; }
+    bool is_batch_full() const { return batch_size_ == batch_room; }
     void flush();
 
     // After its descriptor was in trouble, as it is when the interface goes down; it comes back by itself.
     void clear_trouble();
 
     // Counts since the beginning.
-    uint64_t missed();                                         // frames that came while the ring was full
-    uint64_t unsent() const { return unsent_frames; }          // frames that the interface did not take
-    bool leaves_segmentation() const { return is_giant_seen; } // a host behind it sends frames for hardware to cut
+    uint64_t missed();                                          // frames that came while the ring was full
+    uint64_t unsent() const { return unsent_frames_; }          // frames that the interface did not take
+    bool leaves_segmentation() const { return is_giant_seen_; } // a host behind it sends frames for hardware to cut
 
 private:
     static constexpr size_t place_size = 2048; // of a frame in the ring, with its description
     static constexpr size_t batch_room = 64;
     static constexpr size_t longest_head = 32;
 
-    uint8_t* place(size_t number) const { return ring + number * place_size; }
-    size_t place_behind(size_t number) const { return number + 1 == places ? 0 : number + 1; }
+    uint8_t* place(size_t number) const { return ring_ + number * place_size; }
+    size_t place_behind(size_t number) const { return number + 1 == places_ ? 0 : number + 1; }
     uint32_t status_of(size_t number) const;
     void open_ring(const std::string& interface, int index);
     void open_sending(const std::string& interface, int index);
 
-    Descriptor receiving;
-    Descriptor sending;
-    uint8_t* ring = nullptr;
-    size_t places = 0;
-    size_t next_place = 0;
-    size_t unreleased = 0; // frames before `next_place` that are not given back
-    uint64_t missed_frames = 0;
-    uint64_t unsent_frames = 0;
-    bool is_giant_seen = false;
+    Descriptor receiving_;
+    Descriptor sending_;
+    uint8_t* ring_ = nullptr;
+    size_t places_ = 0;
+    size_t next_place_ = 0;
+    size_t unreleased_ = 0; // frames before `next_place` that are not given back
+    uint64_t missed_frames_ = 0;
+    uint64_t unsent_frames_ = 0;
+    bool is_giant_seen_ = false;
 
-    size_t batch_size = 0;
+    size_t batch_size_ = 0;
     struct Batch {
         std::array<mmsghdr, batch_room> messages{};
         std::array<std::array<iovec, 2>, batch_room> parts{};
         std::array<std::array<uint8_t, longest_head>, batch_room> heads{};
     };
-    std::unique_ptr<Batch> batch;
+    std::unique_ptr<Batch> batch_;
 };
 
 } // namespace live

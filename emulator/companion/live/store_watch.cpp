@@ -13,9 +13,9 @@
 namespace live {
 
 StoreWatch::StoreWatch(const std::filesystem::path& store)
-    : file(store), notifier(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
-    if (!notifier.is_open() ||
-        inotify_add_watch(notifier.get(), store.c_str(), IN_MODIFY | IN_ATTRIB | IN_MOVE_SELF) < 0)
+    : file_(store), notifier_(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
+    if (!notifier_.is_open() ||
+        inotify_add_watch(notifier_.get(), store.c_str(), IN_MODIFY | IN_ATTRIB | IN_MOVE_SELF) < 0)
         throw Failure(store.string() + ": cannot be watched (" + strerror(errno) +
                       "); raise fs.inotify.max_user_watches and fs.inotify.max_user_instances");
 }
@@ -23,7 +23,7 @@ StoreWatch::StoreWatch(const std::filesystem::path& store)
 void StoreWatch::clear() {
     alignas(inotify_event) std::array<char, 4096> events;
     uint32_t seen = 0;
-    for (ssize_t count = 0; (count = read(notifier.get(), events.data(), events.size())) > 0;)
+    for (ssize_t count = 0; (count = read(notifier_.get(), events.data(), events.size())) > 0;)
         for (ssize_t at = 0; at < count;) {
             const auto* const event = reinterpret_cast<const inotify_event*>(events.data() + at);
             seen |= event->mask;
@@ -31,9 +31,9 @@ void StoreWatch::clear() {
         }
     struct stat status {};
     const bool is_moved = (seen & IN_MOVE_SELF) != 0;
-    const bool is_removed = (seen & IN_ATTRIB) != 0 && stat(file.c_str(), &status) != 0;
+    const bool is_removed = (seen & IN_ATTRIB) != 0 && stat(file_.c_str(), &status) != 0;
     if (is_moved || is_removed)
-        throw Failure(file.string() + ": was removed or moved away under the live switch; start it again");
+        throw Failure(file_.string() + ": was removed or moved away under the live switch; start it again");
 }
 
 } // namespace live

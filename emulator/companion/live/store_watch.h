@@ -12,14 +12,14 @@ public:
     // The store has to be there. Throws `Failure`.
     explicit StoreWatch(const std::filesystem::path& store);
 
-    int descriptor() const { return notifier.get(); } // readable when the store was written
+    int descriptor() const { return notifier_.get(); } // readable when the store was written
 
     // Throws `Failure` where the file was removed or another one took its place: sentences do not reach this one.
     void clear();
 
 private:
-    std::filesystem::path file;
-    Descriptor notifier;
+    std::filesystem::path file_;
+    Descriptor notifier_;
 };
 
 } // namespace live
