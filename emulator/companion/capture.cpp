@@ -400,6 +400,14 @@ private:
     size_t end_;
 };
 
+// The flags of a packet, 0 where it has none.
+uint32_t flags_of(const Fields& fields, size_t from, size_t to) {
+    Options options(fields, from, to);
+    for (Option found; options.next(found);)
+        if (found.code == option::packet_flags && found.length == 4) return fields.u32(found.at);
+    return 0;
+}
+
 // Bits 5 to 8 of a packet's flags: the length of its FCS, 0 where it is not told.
 uint32_t fcs_of(uint32_t flags) {
     return flags >> 5 & 0xf;
@@ -464,9 +472,7 @@ void CaptureReader::Source::read_packet(uint32_t type, const Fields& fields, uin
     uint32_t flags = 0;
     if (!is_simple) {
         latest = time_of_packet(uint64_t{fields.u32(12)} << 32 | fields.u32(16), frame.interface);
-        Options options(fields, data + padded(captured), length - 4);
-        for (Option found; options.next(found);)
-            if (found.code == option::packet_flags && found.length == 4) flags = fields.u32(found.at);
+        flags = flags_of(fields, data + padded(captured), length - 4);
     }
     frame.time = latest;
     hand_out(frame, fields.bytes + data, captured, original, flags);
