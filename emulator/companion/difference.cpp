@@ -40,6 +40,14 @@ const Key* first_missing(const std::map<Key, Value>& has, const std::map<Key, Va
     return nullptr;
 }
 
+// What a new port has for the reserved addresses, or what is left of it.
+std::map<std::string, SwitchModel::LocalEntry> system_entries(const SwitchModel::Port& port) {
+    std::map<std::string, SwitchModel::LocalEntry> entries;
+    for (const auto& [mac, entry] : port.local_entries)
+        if (entry.owner == entry_owner::system) entries[mac] = entry;
+    return entries;
+}
+
 bool is_same_member(const SwitchModel::Member& one, const SwitchModel::Member& other) {
     return one.tagging == other.tagging;
 }
@@ -100,7 +108,8 @@ private:
     void make_ports();
     void change_port(int64_t number, const SwitchModel::Port& port);
     void change_link_control(int64_t number, const SwitchModel::Port& port);
-    void change_local_entries(int64_t number, const SwitchModel::Port& port);
+    void remove_local_entries(int64_t number, const SwitchModel::Port& port);
+    void make_local_entries(int64_t number, const SwitchModel::Port& port);
     void change_ether_shapers();
     void make_vlans();
     void change_vlans(const std::string& keyword, const std::map<int64_t, std::string>& words);
@@ -125,6 +134,8 @@ private:
     void prepare_learning(const std::vector<Address>& addresses);
     std::string why_not_learned(const std::string& mac) const;
     void mark_ports();
+    bool is_member(int64_t port) const;
+    bool has_neighbours(int64_t port) const;
     void mend_side_tables();
 
     std::vector<std::string> framed(std::vector<std::string> lines) const;
@@ -249,13 +260,7 @@ void Plan::remove_entries() {
     for (const Address& address : keys_of(on_.now().static_entries))
         if (is_static_gone(address, on_.now().static_entries.at(address))) on_.delete_static(address);
     for (const auto& [number, port] : wanted_.ports)
-        if (on_.now().ports.contains(number) && !gone_ports_.contains(number)) {
-            const auto entries = on_.now().ports.at(number).local_entries;
-            for (const auto& [mac, entry] : entries) {
-                const SwitchModel::LocalEntry* const other = find(port.local_entries, mac);
-                if (other == nullptr || !(*other == entry)) on_.delete_local(number, mac);
-            }
-        }
+        if (on_.now().ports.contains(number) && !gone_ports_.contains(number)) remove_local_entries(number, port);
 }
 
 void Plan::remove_ports_and_vlans() {
@@ -296,7 +301,7 @@ void Plan::remove_mirrors() {
 void Plan::make_ports() {
     for (const auto& [number, port] : wanted_.ports) {
         if (!on_.now().ports.contains(number)) on_.create_port(number, port.ether, port.type);
-        change_local_entries(number, port);
+        make_local_entries(number, port);
         change_port(number, port);
         change_link_control(number, port);
     }
@@ -322,14 +327,20 @@ void Plan::change_link_control(int64_t number, const SwitchModel::Port& port) {
         on_.set_link_depend(number, port.link_depend->first, port.link_depend->second);
 }
 
-void Plan::change_local_entries(int64_t number, const SwitchModel::Port& port) {
+void Plan::remove_local_entries(int64_t number, const SwitchModel::Port& port) {
     const auto entries = on_.now().ports.at(number).local_entries;
     for (const auto& [mac, entry] : entries) {
         const SwitchModel::LocalEntry* const other = find(port.local_entries, mac);
         if (other == nullptr || !(*other == entry)) on_.delete_local(number, mac);
     }
+}
+
+void Plan::make_local_entries(int64_t number, const SwitchModel::Port& port) {
+    if (system_entries(on_.now().ports.at(number)) != system_entries(port))
+        on_.remark("port " + text(number) + " was not made to its end");
+    remove_local_entries(number, port);
     for (const auto& [mac, entry] : port.local_entries)
-        if (find(on_.now().ports.at(number).local_entries, mac) == nullptr) on_.create_local(number, mac, entry);
+        if (!on_.now().ports.at(number).local_entries.contains(mac)) on_.create_local(number, mac, entry);
 }
 
 void Plan::change_ether_shapers() {
@@ -575,7 +586,7 @@ void Plan::make_learned() {
         if (reason.empty())
             missing.push_back(address);
         else
-            on_.remark("emuswitch learn " + address.second + " # " + reason);
+            on_.remark(on_.line_to_learn(address, port) + " # " + reason);
     }
     learn(missing);
     for (const auto& [number, port] : wanted_.ports)
@@ -649,15 +660,30 @@ void Plan::mark_ports() {
     for (const auto& [number, port] : wanted_.ports) {
         const SwitchModel::Port& found = on_.now().ports.at(number);
         if (port.is_in_lag && !found.is_in_lag) {
-            const bool is_member = std::any_of(wanted_.members.begin(), wanted_.members.end(),
-                                               [&, own = number](const auto& it) { return it.first.second == own; });
-            if (is_member)
+            if (is_member(number))
                 on_.remark("it joined VLANs before: emuswitch lag " + text(number) + " on");
             else
                 on_.set_lag(number, true);
         }
-        if (port.has_ip_interface && !found.has_ip_interface) on_.set_ip_interface(number, true);
+        if (port.has_ip_interface && !found.has_ip_interface) {
+            if (has_neighbours(number))
+                on_.remark("its VLAN has other ports: emuswitch ipif " + text(number) + " on");
+            else
+                on_.set_ip_interface(number, true);
+        }
     }
+}
+
+bool Plan::is_member(int64_t port) const {
+    return std::any_of(wanted_.members.begin(), wanted_.members.end(),
+                       [&](const auto& it) { return it.first.second == port; });
+}
+
+bool Plan::has_neighbours(int64_t port) const {
+    return std::any_of(wanted_.members.begin(), wanted_.members.end(), [&](const auto& it) {
+        const auto& [vid, other] = it.first;
+        return other != port && wanted_.members.contains({vid, port});
+    });
 }
 
 void Plan::mend_side_tables() {

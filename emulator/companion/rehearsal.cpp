@@ -501,9 +501,13 @@ void Rehearsal::delete_local(int64_t port, const std::string& mac) {
     entries.erase(mac);
 }
 
-void Rehearsal::learn(const Address& address, int64_t port) {
+std::string Rehearsal::line_to_learn(const Address& address, int64_t port) const {
     const auto& [vid, mac] = address;
-    say("emuswitch learn " + quote_word(mac) + " " + quote_word(name_of(vid)) + " " + text(port));
+    return "emuswitch learn " + quote_word(mac) + " " + quote_word(name_of(vid)) + " " + text(port);
+}
+
+void Rehearsal::learn(const Address& address, int64_t port) {
+    say(line_to_learn(address, port));
     if (!model_.learned.contains(address)) need_entry();
     model_.learned[address] = port;
 }

@@ -65,6 +65,7 @@ public:
     void delete_static(const Address& address);
     void create_local(int64_t port, const std::string& mac, const SwitchModel::LocalEntry& entry);
     void delete_local(int64_t port, const std::string& mac);
+    std::string line_to_learn(const Address& address, int64_t port) const;
     void learn(const Address& address, int64_t port);
     void forget_learned(); // of all VLANs
     void forget_learned_in(int64_t vid);

@@ -53,7 +53,6 @@ struct Stream {
     std::string address; // 1/256
 
     explicit Stream(int64_t stream_index);
-    explicit Stream(const Query& row) : Stream(row.number("stream_index")) {}
     int64_t port() const { return index / streams_per_port + 1; }
     int64_t number() const { return index % streams_per_port; }
 };
