@@ -134,8 +134,8 @@ void SwitchModel::read_ports(Database& database) {
             set(port.settings, setting.words);
         set(port.settings, "pvid " + text(rows.number("pvid")));
         port.link_mode = rows.optional_number("link_mode");
-        if (const auto depend = rows.optional_number("link_depend"))
-            port.link_depend = {*depend, rows.number("link_depend_ports")};
+        const int64_t mask = rows.number("link_depend_ports"); // told as damaged also where it counts for nothing
+        if (const auto depend = rows.optional_number("link_depend")) port.link_depend = {*depend, mask};
     }
     Query frames(database, "SELECT port, kind, action FROM link_frame");
     while (frames.next()) {

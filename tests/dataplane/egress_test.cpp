@@ -190,8 +190,11 @@ TEST(Line, SendsOneFrameAfterTheOther) {
 }
 
 TEST(Line, OfAnyRateIsNeverFasterThanThat) {
-    for (const auto& [rate, time] : std::vector<std::pair<uint64_t, Nanoseconds>>{
-             {8'000'000'000, 1538}, {3'000'000, 4'101'334}, {7, 1'757'714'285'715}}) {
+    for (const auto& [rate, time] : std::vector<std::pair<uint64_t, Nanoseconds>>{{8'000'000'000, 1538},
+                                                                                  {769'000'000, 16'000},
+                                                                                  {3'000'000, 4'101'334},
+                                                                                  {9, 1'367'111'111'112},
+                                                                                  {7, 1'757'714'285'715}}) {
         Bench bench({0, rate, 16});
         bench.adopt();
         bench.egress.enqueue(Bench::to_best_effort(0), 1514, 1, 5);
@@ -232,20 +235,33 @@ TEST(Line, WithoutALimitSendsAllAtOnce) {
 
 TEST(Line, WaitsWhereTheInterfaceDoesNotTakeAFrame) {
     Bench bench({0, 0, 16});
+    Bench::add_queue(bench.add_stream(0, true, 0), 3, 3, 1);
     bench.adopt();
     bench.egress.enqueue(Bench::to_best_effort(0), 1000, 1, 5);
     bench.takes = false;
     bench.run_before(6);
     EXPECT_EQ(bench.egress.next_time(), never);
-    bench.egress.enqueue(Bench::to_best_effort(0), 1000, 2, 7);
-    EXPECT_EQ(bench.egress.next_time(), never);
-    EXPECT_EQ(bench.egress.waiting(), 2U);
+    for (const Output& output : {Bench::to_best_effort(0), Bench::to_queue(0, 3)}) {
+        bench.egress.enqueue(output, 1000, 2, 7);
+        EXPECT_EQ(bench.egress.next_time(), never);
+    }
+    EXPECT_EQ(bench.egress.waiting(), 3U);
     bench.takes = true;
     bench.egress.resume(1, 9);
     bench.run_before(10);
-    ASSERT_EQ(bench.sent.size(), 2U);
-    EXPECT_EQ(bench.sent[0].handle, 1U);
+    ASSERT_EQ(bench.sent.size(), 3U);
     EXPECT_EQ(bench.sent[0].time, 9);
+    EXPECT_EQ(bench.sent[1].handle, 1U) << "behind the stream's";
+}
+
+TEST(Queues, OfBestEffortHold16384Bytes) {
+    Bench bench;
+    bench.adopt();
+    const Output output = Bench::to_best_effort(0);
+    for (FrameHandle i = 0; i < 15; ++i)
+        EXPECT_EQ(bench.egress.enqueue(output, 1024, i, 0), DropReason::none);
+    EXPECT_EQ(bench.egress.enqueue(output, 1025, 15, 0), DropReason::queue_full);
+    EXPECT_EQ(bench.egress.enqueue(output, 1024, 15, 0), DropReason::none);
 }
 
 TEST(Queues, HoldAsManyBytesAsTheyAreLong) {
@@ -423,13 +439,18 @@ TEST(Shares, OfNothingGoBeforeThoseOfALowerPriority) {
 }
 
 // The finest share has the widest steps of virtual time, of which 64 bits hold those of less than a second.
-TEST(Shares, StayEvenForEver) {
-    Bench bench;
+Stream& add_stream_of_widest_steps(Bench& bench) {
     Stream& stream = bench.add_stream(0, false, 0);
     for (uint8_t traffic_class = 0; traffic_class < 2; ++traffic_class)
         Bench::add_queue(stream, traffic_class, 2, 1);
     Bench::add_queue(stream, 2, 2, 2147483647);
     Bench::add_queue(stream, 3, 2, 2147483629);
+    return stream;
+}
+
+TEST(Shares, StayEvenForEver) {
+    Bench bench;
+    add_stream_of_widest_steps(bench);
     bench.adopt();
     Load load(bench, {{Bench::to_queue(0, 0), 1514}, {Bench::to_queue(0, 1), 757}});
     load.run(3 * second);
@@ -473,24 +494,34 @@ TEST(Shares, OfStreamsStartAnewAfterARest) {
     EXPECT_NEAR(of_first, 4, 1);
 }
 
+// How many of eight frames are of queue 0, where queue 1 sends again at `end`, after a rest that began at `rest`.
+uint32_t frames_beside_a_rested(Bench& bench, Nanoseconds rest, Nanoseconds end) {
+    bench.adopt();
+    Load(bench, {{Bench::to_queue(0, 1), 1000}}).run(rest);
+    Load(bench, {{Bench::to_queue(0, 0), 1000}}).run(end);
+    for (FrameHandle i = 0; i < 8; ++i)
+        bench.egress.enqueue(Bench::to_queue(0, 1), 1000, 100 + i, end);
+    for (int i = 0; i < 4; ++i)
+        bench.egress.enqueue(Bench::to_queue(0, 0), 1000, 0, end);
+    bench.run_before(end + 8 * 1024 * byte_time);
+    return static_cast<uint32_t>(
+        std::count_if(bench.sent.begin(), bench.sent.end(), [](const Sent& sent) { return sent.handle == 0; }));
+}
+
 // A queue that comes back after a rest has no claim on the time that it was away, and does not wait for it either.
 TEST(Shares, StartAnewAfterARest) {
     Bench bench;
     Stream& stream = bench.add_stream(0, false, 0);
     Bench::add_queue(stream, 0, 2, 1);
     Bench::add_queue(stream, 1, 2, 1);
-    bench.adopt();
-    Load load(bench, {{Bench::to_queue(0, 0), 1000}});
-    load.run(second);
-    for (FrameHandle i = 0; i < 8; ++i)
-        bench.egress.enqueue(Bench::to_queue(0, 1), 1000, 100 + i, second);
-    bench.egress.enqueue(Bench::to_queue(0, 0), 1000, 0, second);
-    bench.egress.enqueue(Bench::to_queue(0, 0), 1000, 0, second);
-    bench.run_before(second + 8 * 1024 * byte_time);
-    uint32_t of_first = 0;
-    for (const Sent& sent : bench.sent)
-        of_first += sent.handle == 0 ? 1U : 0U;
-    EXPECT_NEAR(of_first, 4, 1);
+    EXPECT_NEAR(frames_beside_a_rested(bench, second / 10, second), 4, 1);
+}
+
+// After 2 MiB of its steps.
+TEST(Shares, StartAnewWhenVirtualTimeHasBeenTurnedBack) {
+    Bench bench;
+    add_stream_of_widest_steps(bench);
+    EXPECT_NEAR(frames_beside_a_rested(bench, 150'000'000, 190'000'000), 4, 1);
 }
 
 TEST(Shapers, KeepTheirRate) {
@@ -519,14 +550,19 @@ TEST(Shapers, KeepTheirRate) {
 }
 
 TEST(Shapers, OfStreamsKeepTheirCeiling) {
-    const std::vector<std::pair<uint32_t, bool>> cases{{64'000, false}, {999'000, true}, {20'000'000, false}};
-    for (const auto& [rate, counts_gap] : cases) {
+    struct Case {
+        uint32_t rate;
+        uint32_t guarantee;
+        bool counts_gap;
+    };
+    for (const auto& [rate, guarantee, counts_gap] : std::array<Case, 4>{
+             {{64'000, 64'000, false}, {999'000, 0, true}, {999'000, 999'000, true}, {20'000'000, 0, false}}}) {
         Bench bench;
         bench.ports[0].counts_gap = counts_gap;
         bench.qos.streams.reserve(2);
         Stream& stream = bench.add_stream(0, true, 7);
         Bench::add_queue(stream, 0, 0, 1);
-        stream.min_rate = rate;
+        stream.min_rate = guarantee;
         stream.max_rate = rate;
         stream.min_burst = 8000;
         stream.max_burst = 8000;
