@@ -10,7 +10,7 @@
 
 namespace {
 
-struct Words {
+struct ApplyWords {
     std::string wanted;
     bool is_dry_run = false;
 };
@@ -41,7 +41,7 @@ void say_all(const std::string& store, const std::vector<std::string>& lines) {
     }
 }
 
-int apply(const Words& words) {
+int apply(const ApplyWords& words) {
     const std::string store = store_path();
     const SwitchModel wanted = read_switch(words.wanted);
     const std::vector<std::string> lines = difference(read_store(store), wanted);
@@ -71,7 +71,7 @@ int apply(const Words& words) {
 } // namespace
 
 void add_apply(CommandLine& line) {
-    auto words = std::make_shared<Words>();
+    auto words = std::make_shared<ApplyWords>();
     line.add("apply", "Make the switch what a file says, by the fewest sentences")
         .operand("file", words->wanted, "The file of a switch, or of sentences; - for sentences on standard input")
         .flag("-n,--dry-run", words->is_dry_run, "Print the sentences only, as diff does")

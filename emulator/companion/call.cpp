@@ -105,15 +105,15 @@ template <> struct Argument<int32_t*> { // a number that the function may change
     int32_t value;
 };
 
-template <typename Output> struct Answer { // what the function only fills
-    explicit Answer(Words::const_iterator& /*at*/) {}
+template <typename Output> struct FilledArgument { // what the function only fills
+    explicit FilledArgument(Words::const_iterator& /*at*/) {}
     static constexpr bool is_read = false;
     static constexpr bool is_record = false;
     Output* pass() { return &value; }
     Output value{};
 };
-template <> struct Argument<uint32_t*> : Answer<uint32_t> { using Answer::Answer; };
-template <> struct Argument<StreamInfo*> : Answer<StreamInfo> { using Answer::Answer; };
+template <> struct Argument<uint32_t*> : FilledArgument<uint32_t> { using FilledArgument::FilledArgument; };
+template <> struct Argument<StreamInfo*> : FilledArgument<StreamInfo> { using FilledArgument::FilledArgument; };
 
 struct Result {
     int32_t value;

@@ -57,11 +57,13 @@ constexpr int64_t second = 1'000'000'000;
 
 class InputFile {
 public:
-    explicit InputFile(const std::string& file) : name(file == "-" ? "standard input" : file) {
-        descriptor_ = file == "-" ? STDIN_FILENO : open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    explicit InputFile(const std::string& file)
+        : name_(file == "-" ? "standard input" : file),
+          descriptor_(file == "-" ? STDIN_FILENO : open(file.c_str(), O_RDONLY | O_CLOEXEC)) {
         if (descriptor_ < 0) throw Failure(file + ": cannot be read (" + strerror(errno) + ")");
         struct stat status {};
-        if (fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode)) length = static_cast<uint64_t>(status.st_size);
+        if (fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode))
+            length_ = static_cast<uint64_t>(status.st_size);
         buffer_.resize(chunk);
     }
     ~InputFile() {
@@ -80,7 +82,7 @@ public:
     uint64_t skip(uint64_t count) {
         if (count <= end_ - begin_) {
             begin_ += static_cast<size_t>(count);
-            position += count;
+            position_ += count;
             return count;
         }
         uint64_t skipped = 0;
@@ -91,13 +93,13 @@ public:
             begin_ += step;
             skipped += step;
         }
-        position += skipped;
+        position_ += skipped;
         return skipped;
     }
 
-    const std::string name;
-    uint64_t position = 0;
-    std::optional<uint64_t> length;
+    const std::string& name() const { return name_; }
+    uint64_t position() const { return position_; }
+    std::optional<uint64_t> length() const { return length_; }
 
 private:
     static constexpr size_t chunk = 256 << 10; // stays in the cache
@@ -109,14 +111,17 @@ private:
         if (buffer_.size() < count) buffer_.resize(std::max(count, chunk));
         while (end_ < count) {
             const ssize_t got = read(descriptor_, buffer_.data() + end_, buffer_.size() - end_);
-            if (got < 0 && errno == EINTR) throw Failure(name + ": interrupted"); // by who does not want it restarted
-            if (got < 0) throw Failure(name + ": cannot be read (" + strerror(errno) + ")");
+            if (got < 0 && errno == EINTR) throw Failure(name_ + ": interrupted"); // by who does not want it restarted
+            if (got < 0) throw Failure(name_ + ": cannot be read (" + strerror(errno) + ")");
             if (got == 0) return;
             end_ += static_cast<size_t>(got);
         }
     }
 
-    int descriptor_ = -1;
+    const std::string name_;
+    int descriptor_;
+    uint64_t position_ = 0;
+    std::optional<uint64_t> length_;
     std::vector<uint8_t> buffer_;
     size_t begin_ = 0;
     size_t end_ = 0;
@@ -241,7 +246,7 @@ struct CaptureReader::Source {
     [[noreturn, gnu::cold]] void fail(const std::string& what) const {
         std::string place = "byte " + std::to_string(offset);
         if (packets > 0) place += ", behind packet " + std::to_string(packets);
-        throw Failure(in.name + ": " + place + ": " + what);
+        throw Failure(in.name() + ": " + place + ": " + what);
     }
 
     [[noreturn, gnu::cold]] void fail_cut_off(const char* what, uint64_t due, uint64_t there) const {
@@ -304,7 +309,7 @@ void CaptureReader::Source::begin_pcap(const Fields& header) {
 }
 
 bool CaptureReader::Source::next_record(CapturedFrame& frame) {
-    offset = in.position;
+    offset = in.position();
     if (in.peek(1).empty()) return false;
     const Fields header = need(pcap::record_length, "a packet's header");
     const uint32_t captured = header.u32(8);
@@ -344,7 +349,7 @@ Fields CaptureReader::Source::whole_block(uint32_t length) {
 
 bool CaptureReader::Source::next_of_blocks(CapturedFrame& frame) {
     for (;;) {
-        offset = in.position;
+        offset = in.position();
         if (in.peek(block::shortest).empty()) return false;
         const uint8_t* const start = need(block::shortest, "a block").bytes;
         if (Fields{start, true}.u32(0) == block::section) find_byte_order(start);
@@ -515,15 +520,15 @@ const std::vector<CaptureInterface>& CaptureReader::interfaces() const {
 }
 
 const std::string& CaptureReader::name() const {
-    return source_->in.name;
+    return source_->in.name();
 }
 
 uint64_t CaptureReader::position() const {
-    return source_->in.position;
+    return source_->in.position();
 }
 
 std::optional<uint64_t> CaptureReader::size() const {
-    return source_->in.length;
+    return source_->in.length();
 }
 
 // --- Writing ---
@@ -575,8 +580,9 @@ constexpr size_t longest_comment = 1024; // keeps options within 16 bits, and ta
 
 } // namespace
 
-OutputFile::OutputFile(const std::string& file) : name_(file == "-" ? "standard output" : file) {
-    descriptor_ = file == "-" ? STDOUT_FILENO : open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+OutputFile::OutputFile(const std::string& file)
+    : name_(file == "-" ? "standard output" : file),
+      descriptor_(file == "-" ? STDOUT_FILENO : open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)) {
     if (descriptor_ < 0) throw Failure(file + ": cannot be written (" + strerror(errno) + ")");
     buffer_.resize(output_buffer);
 }

@@ -42,8 +42,10 @@ class CaptureReader {
 public:
     explicit CaptureReader(const std::string& file); // "-": standard input
     ~CaptureReader();
-    CaptureReader(CaptureReader&&) noexcept;
-    CaptureReader& operator=(CaptureReader&&) noexcept;
+    CaptureReader(const CaptureReader&) = delete;
+    CaptureReader& operator=(const CaptureReader&) = delete;
+    CaptureReader(CaptureReader&& other) noexcept;
+    CaptureReader& operator=(CaptureReader&& other) noexcept;
 
     // False at the end of the file. Frames of interfaces that are no Ethernet are a `Failure`.
     bool next(CapturedFrame& frame);
@@ -63,8 +65,10 @@ class OutputFile {
 public:
     explicit OutputFile(const std::string& file);
     ~OutputFile();
-    OutputFile(OutputFile&&) noexcept;
-    OutputFile& operator=(OutputFile&&) noexcept;
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+    OutputFile(OutputFile&& other) noexcept;
+    OutputFile& operator=(OutputFile&& other) noexcept;
 
     // Room for `count` bytes, to be filled at once.
     uint8_t* extend(size_t count) {

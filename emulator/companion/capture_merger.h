@@ -47,7 +47,7 @@ private:
         std::vector<int32_t> ports{}; // by interface
     };
     void fetch(size_t place);
-    int32_t port_of(Source& source, const CapturedFrame& frame);
+    static int32_t port_of(Source& source, const CapturedFrame& frame);
     size_t find_first();
 
     std::vector<Source> sources_;

@@ -36,8 +36,9 @@ void put_first(const char* variable, const std::string& folder) {
 
 std::vector<char*> pointers_to(const std::vector<std::string>& words) {
     std::vector<char*> pointers;
+    pointers.reserve(words.size() + 1);
     for (const std::string& word : words)
-        pointers.push_back(const_cast<char*>(word.c_str()));
+        pointers.push_back(const_cast<char*>(word.c_str())); // NOLINT(*-const-cast): a new program changes its own copy
     pointers.push_back(nullptr);
     return pointers;
 }

@@ -20,7 +20,7 @@
 #include <string>
 #include <vector>
 
-namespace CLI {
+namespace CLI { // NOLINT(readability-identifier-naming): the name of a library
 class App;
 }
 

@@ -83,17 +83,17 @@ struct ConfigurationCompiler::Statements {
     void read_vlans(Vlans& result);
     void read_protocols(Vlans& result);
     void read_members(Vlans& result, const Ports& known_ports);
-    void read_bindings(Vlans& result, const Ports& known_ports, const Lists& lists);
+    void read_bindings(Vlans& result, const Ports& known_ports, const Lists& known);
     void read_extraction_points(Vlans& result, const Ports& known_ports);
-    void add_untagged(Vlans& result, const Member& member, uint16_t vid);
-    Member& require_member(const Statement& row, Vlans& result, const Ports& known_ports);
+    void add_untagged(Vlans& result, const Member& member, uint16_t vid) const;
+    static Member& require_member(const Statement& row, Vlans& result, const Ports& known_ports);
 
     static void read_static(const Statement& row, Filters& result, const Ports& known_ports);
     static void read_local(const Statement& row, Filters& result, const Ports& known_ports);
     void set_learned_room(Filters& result, uint64_t static_entries);
 
     std::shared_ptr<const List> read_list(int32_t number, Marking marking);
-    void read_rules(int32_t list, std::vector<Rule>& result);
+    void read_rules(int32_t number, std::vector<Rule>& result);
 
     void read_streams(Qos& result, const Ports& known_ports);
     void read_tos_maps(Qos& result);
@@ -244,7 +244,7 @@ void ConfigurationCompiler::Statements::read_protocols(Vlans& result) {
 }
 
 // Where frames without a tag go that come in on this member.
-void ConfigurationCompiler::Statements::add_untagged(Vlans& result, const Member& member, uint16_t vid) {
+void ConfigurationCompiler::Statements::add_untagged(Vlans& result, const Member& member, uint16_t vid) const {
     if (member.is_tagged) return;
     UntaggedVlans& untagged = result.untagged[member.port];
     if (!member.protgroup) {

@@ -68,7 +68,7 @@ private:
 
 // What the parts are compiled from.
 struct PartTables {
-    unsigned part;
+    unsigned part = 0;
     std::initializer_list<const char*> tables;
 };
 const PartTables part_tables[] = {

@@ -82,7 +82,7 @@ private:
     Effect explain_changes(uint32_t counter);
     std::vector<const char*> tables_of(const Effect& effect) const;
     void compile(const Effect& effect);
-    void forget_flushed(dataplane::State& state, const Effect& effect);
+    static void forget_flushed(dataplane::State& state, const Effect& effect);
     void read_learned(dataplane::State& state, dataplane::Nanoseconds now);
     void write_entry(const dataplane::State& state, uint64_t key, int64_t& room);
     uint32_t change_counter();

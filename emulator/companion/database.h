@@ -124,9 +124,11 @@ private:
     friend class Query;
     struct InMemory {};
     static constexpr InMemory in_memory{};
-    Database(InMemory, std::filesystem::path of) : file_(std::move(of)) { open(":memory:"); }
+    Database(InMemory /*where*/, std::filesystem::path of) : file_(std::move(of)) { open(":memory:"); }
     struct Unjudged {};
-    Database(Unjudged, std::filesystem::path of) : file_(std::move(of)) { open(std::filesystem::absolute(file_)); }
+    Database(Unjudged /*how*/, std::filesystem::path of) : file_(std::move(of)) {
+        open(std::filesystem::absolute(file_));
+    }
     Database(const char* file_system, std::filesystem::path of) : file_(std::move(of)) { open("image", file_system); }
     void bring_up_to_date();
     void open(const std::string& name, const char* file_system = nullptr);

@@ -10,7 +10,7 @@
 
 namespace {
 
-struct Words {
+struct DiffWords {
     std::string from;
     std::string wanted;
     bool as_json = false;
@@ -28,7 +28,7 @@ std::string json_of(const std::string& line) {
     return json_line({{"sentence", line}, {"words", split_words(line)}, {"remark", nullptr}});
 }
 
-int print_difference(const Words& words) {
+int print_difference(const DiffWords& words) {
     if (words.from == "-" && words.wanted == "-") throw WrongUse("diff can read one of the two from standard input");
     try {
         const SwitchModel from = read_switch(words.from);
@@ -46,7 +46,7 @@ int print_difference(const Words& words) {
 } // namespace
 
 void add_diff(CommandLine& line) {
-    auto words = std::make_shared<Words>();
+    auto words = std::make_shared<DiffWords>();
     line.add("diff", "Print the sentences that make one switch of another")
         .operand("from", words->from, "The file of a switch, or of sentences; - for sentences on standard input")
         .operand("wanted", words->wanted, "What it shall become, likewise")

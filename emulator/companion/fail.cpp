@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <iostream>
+#include <iterator>
 
 namespace {
 
@@ -46,7 +47,7 @@ int list_functions() {
     return 0;
 }
 
-struct Words {
+struct FailWords {
     std::string function;
     int64_t status = 0;
     int64_t at = 1;
@@ -57,8 +58,9 @@ struct Words {
     bool as_json = false;
 };
 
-int fail(const Words& words) {
-    if (words.is_list + words.is_clear + words.is_functions + !words.function.empty() > 1)
+int fail(const FailWords& words) {
+    const bool wanted[] = {words.is_list, words.is_clear, words.is_functions, !words.function.empty()};
+    if (std::count(std::begin(wanted), std::end(wanted), true) > 1)
         throw WrongUse("fail takes a function, --list, --clear or --functions, and only one of these");
     if (words.as_json && !words.is_list) throw WrongUse("fail has --json with --list only");
     if (words.is_list) return list_faults(words.as_json);
@@ -74,7 +76,7 @@ int fail(const Words& words) {
 void add_fail(CommandLine& line) {
     constexpr Range any_status{std::numeric_limits<int32_t>::min(), std::numeric_limits<int32_t>::max()};
     constexpr Range any_count{1, std::numeric_limits<int32_t>::max()};
-    auto words = std::make_shared<Words>();
+    auto words = std::make_shared<FailWords>();
     line.add("fail", "Have the next calls of a library function refused")
         .optional_operand("function", words->function, "The function, brgfdb_create_port for one")
         .optional_operand("status", words->status, any_status, "The status to refuse with, not 0")

@@ -10,9 +10,9 @@ class Command;
 class CommandLine;
 
 struct GrowingTable {
-    const char* name;    // of a table with an id that grows and a time `at`
-    const char* columns; // that `take` wants, beside these
-    int64_t last = 0;    // so many of what `group` tells apart are wanted, the newest; 0: all
+    const char* name = nullptr;    // of a table with an id that grows and a time `at`
+    const char* columns = nullptr; // that `take` wants, beside these
+    int64_t last = 0;              // so many of what `group` tells apart are wanted, the newest; 0: all
     const char* group = "id";
 };
 

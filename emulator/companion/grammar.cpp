@@ -46,8 +46,8 @@ constexpr const char* forms[] = {
     "set port <port:logical port> link_depend {vlan | port <ports>}",
     "set port <port> cosmap [bit <bits>] val <map>",
     "set port <port> default_class <stream/class/color>",
-    "set port <port> class_policing class <class> {off ... | on rcolor {green | yellow | red | discard} rate <rate>"
-    " [_ | burst <burst> [byte ... | kbyte ...]]}",
+    ("set port <port> class_policing class <class> {off ... | on rcolor {green | yellow | red | discard} rate <rate>"
+     " [_ | burst <burst> [byte ... | kbyte ...]]}"),
     "set ether <ether> shaping {off ... | on rate <rate> [_ | burst <burst> [byte ... | kbyte ...]]}",
     "set ether <ether:word> share ...",
     "set ether <ether:word> <word:other word> ...",
@@ -76,18 +76,18 @@ constexpr const char* forms[] = {
     "create stream <port/stream> qostype {wfq | pq}",
     "delete stream <port/stream>",
     "set stream <port/stream> shaping {off ... | on rate <rates> [_ | burst <bursts> [byte ... | kbyte ...]]}",
-    "set stream <port/stream> shaping on maxrate <rate> [_ | minrate <rate:lower rate> [_ | maxburst <burst>"
-    " [_ | <word:no minburst> <burst> ...]]]",
+    ("set stream <port/stream> shaping on maxrate <rate> [_ | minrate <rate:lower rate> [_ | maxburst <burst>"
+     " [_ | <word:no minburst> <burst> ...]]]"),
     "set stream <port/stream> priority <priority:stream priority> ...",
     "set stream <port/stream> tosmap <map:tosmap> ...",
     "create queue <port/stream/classes>",
     "delete queue <port/stream/classes>",
     "set queue <port/stream/class> pri <priority> [ratio <ratio>]",
     "set queue <port/stream/class> queue_length <length>",
-    "set queue <port/stream/class> color {green | yellow | red} drop_type"
-    " {taildrop ... | wred thresh <min-max> drop <min-max> ...}",
-    "set color <port/stream/class/color> drop_type"
-    " {taildrop | wred min_thresh <number> max_thresh <number> min_drop <number> max_drop <number>}",
+    ("set queue <port/stream/class> color {green | yellow | red} drop_type"
+     " {taildrop ... | wred thresh <min-max> drop <min-max> ...}"),
+    ("set color <port/stream/class/color> drop_type"
+     " {taildrop | wred min_thresh <number> max_thresh <number> min_drop <number> max_drop <number>}"),
     "create sfdbentry <mac> in vlan <name> {discard | port <port> [flag <flags>]}",
     "delete sfdbentry <mac> in vlan <name>",
     "create lfdbentry <mac:local mac> in port <port> {local | both | local_learning | discard}",
@@ -97,9 +97,9 @@ constexpr const char* forms[] = {
     "delete clslist <list>",
     "add clslist <list> to port <port> vlan <name> [<points> | _ _ ...]",
     "remove clslist <list:word> from port <port> vlan <name>",
-    "add classify <stream/class/color:rule class> {normal | dscp | dot1p}"
-    " <da> <sa> <tos> <prot> <dp> <sp> <vid:matched vid> <cos> <etype> <ext>"
-    " to clslist <list> [line <line> | _ | _ _ _ ...]",
+    ("add classify <stream/class/color:rule class> {normal | dscp | dot1p}"
+     " <da> <sa> <tos> <prot> <dp> <sp> <vid:matched vid> <cos> <etype> <ext>"
+     " to clslist <list> [line <line> | _ | _ _ _ ...]"),
     "remove classify from clslist <list> line {all | <line>}",
     "show clslist {all | <list>}",
 };
@@ -333,14 +333,13 @@ struct Alignment {
     enum { replaced, missing, surplus } kind;
 };
 
-// The cheapest way to make one of the other, as for letters in words. From the end on, so that the table at (i, j) has
-// the costs of what is still to come, and the first difference is found from the front.
-Alignment align(const Way& way, size_t rows, Costs& known) {
-    const size_t columns = way.size();
-    std::vector<const std::vector<size_t>*> cost;
-    for (const Element& element : way)
-        cost.push_back(&known.of(element));
-    std::vector<std::vector<size_t>> costs(rows + 1, std::vector<size_t>(columns + 1));
+using CostTable = std::vector<std::vector<size_t>>;
+
+// From the end on, so that the table at (i, j) has the costs of what is still to come. `cost`: of each word for each
+// element.
+CostTable costs_to_come(const std::vector<const std::vector<size_t>*>& cost, size_t rows) {
+    const size_t columns = cost.size();
+    CostTable costs(rows + 1, std::vector<size_t>(columns + 1));
     for (size_t i = rows + 1; i-- > 0;) {
         for (size_t j = columns + 1; j-- > 0;) {
             if (i == rows && j == columns) continue;
@@ -351,6 +350,17 @@ Alignment align(const Way& way, size_t rows, Costs& known) {
             costs[i][j] = least;
         }
     }
+    return costs;
+}
+
+// The cheapest way to make one of the other, as for letters in words: the first difference is found from the front.
+Alignment align(const Way& way, size_t rows, Costs& known) {
+    const size_t columns = way.size();
+    std::vector<const std::vector<size_t>*> cost;
+    cost.reserve(columns);
+    for (const Element& element : way)
+        cost.push_back(&known.of(element));
+    const CostTable costs = costs_to_come(cost, rows);
     const auto is_kept = [&](size_t i) {
         const size_t step = i < rows && i < columns ? cost[i]->at(i) : cost_of_word;
         return step <= cost_of_likely && costs[i][i] == costs[i + 1][i + 1] + step;

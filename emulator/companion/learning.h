@@ -14,7 +14,7 @@ class PortAddresses {
 public:
     explicit PortAddresses(Database& database);
     explicit PortAddresses(std::set<std::string> own) : addresses_(std::move(own)) {}
-    bool contain(const std::string& mac) const { return addresses_.count(mac) != 0; }
+    bool contain(const std::string& mac) const { return addresses_.contains(mac); }
 
 private:
     std::set<std::string> addresses_;

@@ -14,7 +14,7 @@ constexpr Range any_limit{0, std::numeric_limits<int32_t>::max()}; // the switch
 
 constexpr int64_t not_given = -1;
 
-struct Words {
+struct LimitWords {
     std::string name;
     int64_t value = not_given;
     bool as_json = false;
@@ -37,7 +37,7 @@ void set_limit(const std::string& name, int64_t value) {
     transaction.commit();
 }
 
-int limit(const Words& words) {
+int limit(const LimitWords& words) {
     if (words.value == not_given && !(words.name.empty() && words.as_json))
         throw WrongUse("limit needs a name and a value; emuswitch show limits lists them");
     if (words.value != not_given) set_limit(words.name, words.value);
@@ -51,7 +51,7 @@ int limit(const Words& words) {
 } // namespace
 
 void add_limit(CommandLine& line) {
-    auto words = std::make_shared<Words>();
+    auto words = std::make_shared<LimitWords>();
     line.add("limit", "Change how many of something the switch has room for")
         .optional_operand("name", words->name, "One of emuswitch show limits")
         .optional_operand("value", words->value, any_limit, "The new limit")

@@ -206,7 +206,7 @@ std::optional<std::string> LineEditor::read(const std::string& prompt) {
     for (;;) {
         is_interrupted = 0;
         errno = 0;
-        if (const std::optional<std::string> line = read_typed(prompt)) {
+        if (std::optional<std::string> line = read_typed(prompt)) {
             remember(*line);
             return line;
         }

@@ -57,6 +57,7 @@ size_t ring_frames(size_t port_count) {
 
 std::vector<OpenPort> open_ports(const std::vector<PreparedPort>& prepared) {
     std::vector<OpenPort> opened;
+    opened.reserve(prepared.size());
     for (const PreparedPort& port : prepared)
         opened.push_back({port, PacketPort(port.interface, port.index, ring_frames(prepared.size()))});
     return opened;
@@ -90,6 +91,7 @@ int run_live(const LiveWords& words) {
     block_ending_signals(); // from here on there is something to put back
     InterfaceSetup setup;
     std::vector<PreparedPort> prepared;
+    prepared.reserve(bindings.size());
     for (const Binding& binding : bindings)
         prepared.push_back(setup.prepare(binding));
     return run_guarded([&](int guard) { return run_switch(words, prepared, guard); });

@@ -86,7 +86,7 @@ Reading compare(const std::string& word, const std::string& as_read, bool is_hex
     return normal(word, is_hex) == as_read ? good : read_as(as_read);
 }
 
-Reading first_of(Reading one, Reading other) {
+Reading first_of(const Reading& one, const Reading& other) {
     return one.kind != Reading::plain ? one : other;
 }
 
@@ -116,7 +116,7 @@ std::string not_from_to(const std::string& word, int64_t low, int64_t high) {
 template <const Bounds& Limits> Reading read_bounded(const Words& words, size_t at) {
     const std::string& word = words[at];
     int32_t value = 0;
-    const Reading reading = read_decimal(word, value);
+    Reading reading = read_decimal(word, value);
     if (reading.kind == Reading::no_operand && Limits.no_number != 0)
         return refused(not_from_to(word, Limits.low, Limits.high), Limits.no_number);
     if (reading.kind == Reading::no_operand || is_within(value, Limits.low, Limits.high)) return reading;
@@ -154,7 +154,7 @@ Reading read_pvid(const Words& words, size_t at) {
     if (!parse_number(words[at].c_str(), vid)) return good;
     if (vid != 0 && !is_tagged_vlan_id(vid) && !is_local_vlan_id(vid))
         return refused("\"" + words[at] + "\" is not a VLAN id from 1 to 4094 or from 4096 to 8191", range_error::pvid);
-    const Reading reading = compare(words[at], std::to_string(vid));
+    Reading reading = compare(words[at], std::to_string(vid));
     if (reading.kind == Reading::plain) return reading;
     return {Reading::in_silence, reading.remark + ", and not as the name of a VLAN"};
 }
@@ -223,7 +223,7 @@ Reading read_rate(const Words& words, size_t at) {
 Reading read_lower_rate(const Words& words, size_t at) {
     int32_t upper = 0;
     int32_t typed = 0;
-    const Reading reading = read_rate(words, at);
+    Reading reading = read_rate(words, at);
     const bool is_above = at >= 2 && parse_number(words[at - 2].c_str(), upper) &&
                           parse_number(words[at].c_str(), typed) && times_1000(typed) > times_1000(upper);
     if (reading.kind == Reading::no_operand || reading.kind == Reading::refused || !is_above) return reading;
@@ -235,7 +235,7 @@ Reading read_rates(const Words& words, size_t at) {
     NumberRange typed{};
     if (!parse_range(words[at].c_str(), typed)) return unfit();
     const Reading reading = compare(words[at], range_text(typed, words[at]));
-    const Reading upper = judge_rate(words[at], typed.max, lowest_rate, reading);
+    Reading upper = judge_rate(words[at], typed.max, lowest_rate, reading);
     if (upper.kind == Reading::refused) return upper;
     if (times_1000(typed.min) > times_1000(typed.max))
         return refused("\"" + words[at] + "\" begins above its end", range_error::rate);
@@ -277,7 +277,7 @@ Reading read_length(const Words& words, size_t at) {
     constexpr int32_t longest = 4194304;
     constexpr int32_t unit = 64;
     int32_t typed = 0;
-    const Reading reading = read_decimal(words[at], typed);
+    Reading reading = read_decimal(words[at], typed);
     if (reading.kind == Reading::no_operand) return reading;
     if (typed < shortest) return read_as(std::to_string(shortest) + " bytes, the shortest length");
     const int64_t rounded = (int64_t{typed} + unit - 1) / unit * unit;
@@ -370,7 +370,7 @@ Reading read_classes(const Words& words, size_t at) {
     std::string_view classes;
     if (!scan_numbers(text, {&port, &stream}) || !scan_literal(text, '/') || !scan_text(text, classes)) return unfit();
     const bool is_all = classes == "-";
-    const Reading above = judge_address(words[at], port, stream, 0);
+    Reading above = judge_address(words[at], port, stream, 0);
     if (above.kind != Reading::plain) return above;
     if (!is_all && !parse_number(classes.data(), traffic_class)) return unfit();
     const std::string as_read = slashed({port, stream}) + "/" + (is_all ? "-" : std::to_string(traffic_class));
@@ -493,7 +493,7 @@ Reading read_mac(const Words& words, size_t at) {
 }
 
 Reading read_local_mac(const Words& words, size_t at) {
-    const Reading reading = read_mac(words, at);
+    Reading reading = read_mac(words, at);
     if (reading.kind == Reading::refused) return reading;
     uint8_t mac[mac_length] = {};
     parse_mac_address(words[at].c_str(), mac);

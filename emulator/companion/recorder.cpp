@@ -162,8 +162,8 @@ void Recorder::write_sent(const LeavingFrame& frame, const Egress& egress) {
     std::memcpy(comment_.data(), begin.data(), begin.size());
     char* const digits = comment_.data() + begin.size();
     char* const end = std::to_chars(digits, digits + longest_number, static_cast<uint64_t>(frame.waited)).ptr;
-    std::memcpy(end, " ns", 3);
-    written.comment = {comment_.data(), end + 3};
+    constexpr std::string_view unit = " ns";
+    written.comment = {comment_.data(), end + unit.copy(end, unit.size())};
     capture_->write(written);
 }
 

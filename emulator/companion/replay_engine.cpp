@@ -99,10 +99,10 @@ void ReplayEngine::find_totals() {
     for (const Port& port : configuration_.ports->ports)
         of_port_.push_back(&totals_.ports[port.number]);
     by_number_.assign(256, no_port);
-    for (PortIndex index = 0; index < of_port_.size(); ++index)
+    for (size_t index = 0; index < of_port_.size(); ++index)
         if (const auto number = static_cast<uint32_t>(configuration_.ports->ports[index].number);
             number < by_number_.size())
-            by_number_[number] = index;
+            by_number_[number] = static_cast<PortIndex>(index);
     of_vlan_.assign(vid_count, nullptr);
     for (auto& [vid, vlan] : totals_.vlans)
         of_vlan_[vid] = &vlan;

@@ -229,8 +229,8 @@ private:
     struct PortCurve {
         std::string name;
         std::vector<double> rates;
-        double mean;
-        double label_y;
+        double mean = 0;
+        double label_y = 0;
     };
 
     std::vector<PortCurve> port_curves() const {
@@ -263,13 +263,16 @@ private:
             curve.label_y = box.y + box.height * (1 - std::min(end / highest, 1.0));
         }
         std::vector<PortCurve*> sorted;
+        sorted.reserve(curves.size());
         for (PortCurve& curve : curves)
             sorted.push_back(&curve);
         std::stable_sort(sorted.begin(), sorted.end(),
                          [](const PortCurve* one, const PortCurve* other) { return one->label_y < other->label_y; });
         double lowest = box.y + box.height;
-        for (size_t i = sorted.size(); i-- > 0; lowest -= line_height)
+        for (size_t i = sorted.size(); i-- > 0;) {
             sorted[i]->label_y = std::min(sorted[i]->label_y, lowest);
+            lowest -= line_height;
+        }
         double top = box.y + 4;
         for (size_t i = 0; i < sorted.size(); ++i) {
             sorted[i]->label_y = std::max(sorted[i]->label_y, top);
@@ -278,7 +281,8 @@ private:
     }
 
     void draw_rate_axis(const Box& box, double highest, double step) {
-        for (double value = 0; value <= highest + step / 2; value += step) {
+        for (int i = 0; i * step <= highest + step / 2; ++i) {
+            const double value = i * step;
             const double y = box.y + box.height * (1 - value / highest);
             line(box.x, y, box.x + box.width, y, value == 0 ? "#000" : "#ddd");
             text(box.x - 8, y + 4, tick_text(value, step), "end");
@@ -405,7 +409,8 @@ private:
 
     void draw_times(double y) {
         const double step = step_of(seconds_, 8);
-        for (double value = 0; value <= seconds_ + step * 1e-6; value += step) {
+        for (int i = 0; i * step <= seconds_ + step * 1e-6; ++i) {
+            const double value = i * step;
             line(x_of(value), y, x_of(value), y + 5, "#000");
             text(x_of(value), y + 18, tick_text(value, step), "middle");
         }
@@ -424,12 +429,14 @@ private:
 
     double draw_mark_texts(double y) {
         constexpr size_t most_texts = 20;
-        for (size_t i = 0; i < plot_.marks_.size() && i < most_texts; ++i, y += 16)
+        for (size_t i = 0; i < plot_.marks_.size() && i < most_texts; ++i) {
             text(left, y,
                  std::to_string(i + 1) + ": at " +
                      tick_text(static_cast<double>(plot_.marks_[i].time - plot_.begin_) / second, 0.001) + " " +
                      plot_.marks_[i].text,
                  "start", " class=\"small\"");
+            y += 16;
+        }
         return y;
     }
 

@@ -70,7 +70,7 @@ void require_playable(const Sentence& sentence) {
     if (sentence.words.front() == "tolvane")
         throw BadLine(sentence.columns.front(),
                       "a line is a sentence without the name of the program; leave \"tolvane\" out");
-    if (is_for_companion(sentence) && (sentence.words.size() < 2 || playable.count(sentence.words[1]) == 0))
+    if (is_for_companion(sentence) && (sentence.words.size() < 2 || !playable.contains(sentence.words[1])))
         throw BadLine(sentence.columns.front(),
                       "a file of sentences can have emuswitch call, fail, ipif, lag, learn, limit and reset");
 }

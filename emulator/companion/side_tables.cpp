@@ -114,7 +114,7 @@ void SideTables::add_calls_for(const Key& key, const Port& port, std::vector<std
 std::vector<std::string> SideTables::calls_from(const SideTables& others) const {
     std::vector<std::string> calls;
     for (const auto& [key, id] : others.names_)
-        if (names_.count(key) == 0)
+        if (!names_.contains(key))
             calls.push_back("qual_unregister " + quote_word(key.first) + " " + quote_word(key.second));
     for (const auto& [key, id] : names_) {
         const auto other = others.names_.find(key);
@@ -123,7 +123,7 @@ std::vector<std::string> SideTables::calls_from(const SideTables& others) const 
                             std::to_string(id));
     }
     for (const auto& [key, port] : others.ports_)
-        if (ports_.count(key) == 0) calls.push_back(joined("portshm_delete_port", {key.second, key.first}));
+        if (!ports_.contains(key)) calls.push_back(joined("portshm_delete_port", {key.second, key.first}));
     for (const auto& [key, port] : ports_) {
         const auto other = others.ports_.find(key);
         if (other == others.ports_.end() || !(other->second == port)) add_calls_for(key, port, calls);

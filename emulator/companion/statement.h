@@ -7,6 +7,7 @@
 
 #include <concepts>
 #include <limits>
+#include <memory>
 #include <optional>
 #include <string_view>
 #include <type_traits>
@@ -24,7 +25,7 @@ public:
     // Calls visit() for each row. The columns are read with the functions below meanwhile.
     template <typename Visit, typename... Values> void for_each(Visit visit, Values... values) {
         start();
-        const Reset at_end{prepared_};
+        const std::unique_ptr<sqlite3_stmt, Reset> running(prepared_);
         [[maybe_unused]] int place = 0;
         (bind(++place, values), ...);
         while (has_row())
@@ -74,8 +75,7 @@ public:
 
 private:
     struct Reset {
-        sqlite3_stmt* statement;
-        ~Reset() { sqlite3_reset(statement); }
+        void operator()(sqlite3_stmt* statement) const { sqlite3_reset(statement); }
     };
     void start();
     bool has_row();

@@ -174,7 +174,8 @@ const sqlite3_io_methods* StoreImage::Pages::methods() {
         some.xSync = [](sqlite3_file*, int) { return SQLITE_OK; };
         some.xFileSize = [](sqlite3_file* file, sqlite3_int64* size) {
             const Pages* const its_pages = reinterpret_cast<File*>(file)->pages;
-            *size = static_cast<sqlite3_int64>(its_pages->content_.size() * its_pages->page_size_);
+            *size = static_cast<sqlite3_int64>(its_pages->content_.size()) *
+                    static_cast<sqlite3_int64>(its_pages->page_size_);
             return SQLITE_OK;
         };
         some.xLock = [](sqlite3_file*, int) { return SQLITE_OK; };
@@ -274,7 +275,7 @@ const uint8_t* StoreImage::Pages::copy_page(PageNumber number) {
     std::unique_ptr<uint8_t[]>& page = content_[number - 1];
     if (page == nullptr) page = std::make_unique_for_overwrite<uint8_t[]>(page_size_);
     is_current_[number - 1] = 1;
-    const auto at = static_cast<sqlite3_int64>((number - 1) * page_size_);
+    const auto at = static_cast<sqlite3_int64>(number - 1) * static_cast<sqlite3_int64>(page_size_);
     if (source_->pMethods->xRead(source_, page.get(), static_cast<int>(page_size_), at) != SQLITE_OK)
         std::memset(page.get(), 0, page_size_); // which is no page of a tree, so that reading it fails
     return page.get();

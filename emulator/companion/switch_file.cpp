@@ -7,11 +7,11 @@
 #include "companion/words.h"
 #include "core/store.h"
 
-#include <algorithm>
 #include <array>
 #include <cstring>
 #include <fstream>
 #include <iostream>
+#include <string_view>
 
 namespace fs = std::filesystem;
 
@@ -27,8 +27,8 @@ Contents contents_of(const std::string& file) {
     std::ifstream in(file, std::ios::binary);
     in.read(beginning.data(), beginning.size());
     if (memcmp(beginning.data(), magic, sizeof magic) == 0) return Contents::store;
-    const auto end = beginning.begin() + in.gcount();
-    return std::find(beginning.begin(), end, '\0') == end ? Contents::sentences : Contents::neither;
+    const std::string_view text(beginning.data(), static_cast<size_t>(in.gcount()));
+    return text.find('\0') == std::string_view::npos ? Contents::sentences : Contents::neither;
 }
 
 SwitchModel play_on_empty_switch(const std::string& file) {

@@ -20,13 +20,13 @@ struct SwitchModel {
     using Queue = std::pair<int64_t, int64_t>;        // stream index, class
 
     struct LocalEntry {
-        int64_t type;
-        int64_t owner;
+        int64_t type = 0;
+        int64_t owner = 0;
         bool operator==(const LocalEntry&) const = default;
     };
     struct Port {
-        int64_t ether;
-        int64_t type;
+        int64_t ether = 0;
+        int64_t type = 0;
         bool is_enabled = false;
         bool is_in_lag = false;
         bool has_ip_interface = false;
@@ -49,10 +49,10 @@ struct SwitchModel {
         std::string extraction;
     };
     struct Stream {
-        bool is_attached;
-        int64_t type;
-        int64_t first;
-        int64_t second;
+        bool is_attached = false;
+        int64_t type = 0;
+        int64_t first = 0;
+        int64_t second = 0;
         Words settings;
         std::map<std::pair<int64_t, std::string>, std::string> drop_types; // by class and color; lasting
         // Whether sentences make it so: else it was not made or not deleted to its end.
@@ -60,19 +60,19 @@ struct SwitchModel {
         bool operator==(const Stream&) const = default;
     };
     struct QueueState {
-        bool is_attached;
-        int64_t stream_type;
-        int64_t weighted;
-        int64_t blocks;
-        int64_t length;
+        bool is_attached = false;
+        int64_t stream_type = 0;
+        int64_t weighted = 0;
+        int64_t blocks = 0;
+        int64_t length = 0;
         std::string service; // pri 3 ratio 1
         bool is_whole(const Stream* stream) const;
         bool operator==(const QueueState&) const = default;
     };
     struct Rule {
         std::string words;
-        bool can_be_typed; // else no sentence has its mask
-        int64_t memory;    // words of match memory
+        bool can_be_typed = false; // else no sentence has its mask
+        int64_t memory = 0;        // words of match memory
         bool operator==(const Rule&) const = default;
     };
     struct List {
@@ -82,8 +82,8 @@ struct SwitchModel {
     struct StaticEntry {
         std::string target;
         std::optional<int64_t> port;
-        int64_t action;
-        int64_t owner;
+        int64_t action = 0;
+        int64_t owner = 0;
         bool operator==(const StaticEntry&) const = default;
     };
     struct Mirror {

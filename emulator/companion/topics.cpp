@@ -67,7 +67,7 @@ std::string class_text(const Json& object) {
 }
 
 // Words for what is on, with a blank between.
-class Words {
+class JoinedWords {
 public:
     void add_if(bool is_so, const std::string& word, const char* separator = " ") {
         if (is_so) joined_ += (joined_.empty() ? "" : separator) + word;
@@ -157,7 +157,7 @@ void read_ether_shapers(Database& database, const Take& take) {
 }
 
 std::string port_flags(const Json& port) {
-    Words flags;
+    JoinedWords flags;
     flags.add_if(port["ingress_filtering"], "ingfil");
     flags.add_if(!port["accept_tagged"], "ignoretag");
     flags.add_if(!port["accept_priority_tagged"], "ignoreptag");
@@ -172,7 +172,7 @@ std::string port_flags(const Json& port) {
 
 std::string depends_text(const Json& depend, const Json& ports) {
     if (depend != "port") return text_of(depend);
-    Words list;
+    JoinedWords list;
     for (const Json& port : ports)
         list.add(text_of(port), ",");
     return "port " + list.text_or_dash();
@@ -180,7 +180,7 @@ std::string depends_text(const Json& depend, const Json& ports) {
 
 void add_link_control(Table& table, const Json& port) {
     if (port["link_mode"].is_null() && port["link_depend"].is_null() && port["link_frames"].empty()) return;
-    Words frames;
+    JoinedWords frames;
     for (const Json& frame : port["link_frames"])
         frames.add(text_of(frame["kind"]) + " " + text_of(frame["action"]), ", ");
     table.add({cell_of(port["port"]), frames.text_or_dash(), text_of(port["link_mode"]),
@@ -198,7 +198,7 @@ std::vector<TitledTable> port_tables(Database& database, bool /*with_system*/) {
                    port["enabled"] ? "enabled" : "disabled", cell_of(port["aftype"]),
                    port["pvid"].is_null() ? Cell(0) : cell_of(port["pvid"]), cell_of(port["tagtype"]),
                    cell_of(port["aging_s"]), class_text(port["default_class"]), port_flags(port)});
-        Words map;
+        JoinedWords map;
         for (const Json& entry : port["cos_map"])
             map.add(text_of(entry["priority"]) + "=" + text_of(entry["class"]));
         if (!port["cos_map"].empty()) maps.add({cell_of(port["port"]), map.text()});
@@ -264,7 +264,7 @@ std::vector<TitledTable> vlan_tables(Database& database, bool /*with_system*/) {
     read_members(database, [&](const Json& member) { ++ports[member["vid"].get<int64_t>()]; });
     Table table{{"VID", "NAME", "PORTS", "LEARNING", "LIMIT", "FLAGS"}, {}};
     read_vlans(database, [&](const Json& vlan) {
-        Words flags;
+        JoinedWords flags;
         flags.add_if(vlan["loop_detection"], "loop_detection");
         flags.add_if(vlan["ignore_fdb"], "ignorefdb");
         table.add({cell_of(vlan["vid"]), cell_of(vlan["name"]), ports[vlan["vid"].get<int64_t>()],
@@ -282,7 +282,7 @@ std::string membership_text(const Json& member) {
 std::vector<TitledTable> member_tables(Database& database, bool /*with_system*/) {
     Table table{{"VLAN", "PORT", "MEMBER", "CLSLIST", "EXTRACTION"}, {}};
     read_members(database, [&](const Json& member) {
-        Words points;
+        JoinedWords points;
         for (const Json& point : member["extraction_points"])
             points.add("ext" + text_of(point["point"]) + " " + text_of(point["offset_bytes"]) + "/" +
                        text_of(point["width_bytes"]));
@@ -311,7 +311,7 @@ std::vector<TitledTable> protgroup_tables(Database& database, bool /*with_system
     });
     Table table{{"GROUP", "MEMBERS", "PROTOCOLS"}, {}};
     read_protgroups(database, [&](const Json& group) {
-        Words protocols;
+        JoinedWords protocols;
         for (const Json& protocol : group["protocols"])
             protocols.add(text_of(protocol));
         table.add({cell_of(group["protgroup"]), members[group["protgroup"].get<int64_t>()], protocols.text_or_dash()});
@@ -350,7 +350,7 @@ void read_mirrors(Database& database, const Take& take) {
 
 std::string source_text(const Json& source) {
     if (source.is_null()) return "-";
-    const std::string vlan = "vlan " + text_of(source["vlan"]);
+    std::string vlan = "vlan " + text_of(source["vlan"]);
     if (source["direction"].is_null()) return vlan;
     const std::string port = "port " + text_of(source["port"]) + " " + text_of(source["direction"]);
     return source["vid"].is_null() ? port : port + " " + vlan;
@@ -472,7 +472,7 @@ std::vector<TitledTable> stream_tables(Database& database, bool /*with_system*/)
     });
     Table table{{"STREAM", "TYPE", "PRI", "QUEUES", "SHAPING", "TOS MAP"}, {}};
     read_streams(database, [&](const Json& stream) {
-        Words map;
+        JoinedWords map;
         for (const Json& entry : stream["tos_map"])
             map.add(text_of(entry["entry"]) + "=" + text_of(entry["value"]) + "/" + text_of(entry["mask"]));
         table.add({stream_text(stream), stream["attached"] ? text_of(stream["qos_type"]) : "detached",
@@ -490,7 +490,7 @@ std::string drop_text(const Json& policy) {
 }
 
 std::vector<TitledTable> queue_tables(Database& database, bool /*with_system*/) {
-    std::map<std::string, Words> drops;
+    std::map<std::string, JoinedWords> drops;
     read_streams(database, [&](const Json& stream) {
         for (const Json& policy : stream["drop_policies"])
             drops[stream_text(stream) + "/" + text_of(policy["class"])].add(drop_text(policy), ", ");
@@ -631,7 +631,7 @@ std::string match_text(const Json& match) {
 }
 
 std::vector<TitledTable> list_tables(Database& database, bool /*with_system*/) {
-    std::map<int64_t, Words> bindings;
+    std::map<int64_t, JoinedWords> bindings;
     read_members(database, [&](const Json& member) {
         if (!member["clslist"].is_null())
             bindings[member["clslist"].get<int64_t>()].add(
@@ -643,7 +643,7 @@ std::vector<TitledTable> list_tables(Database& database, bool /*with_system*/) {
         lists.add({cell_of(list["list"]), cell_of(list["marking"]), list["rules"].size(),
                    bindings[list["list"].get<int64_t>()].text_or_dash()});
         for (const Json& rule : list["rules"]) {
-            Words matches;
+            JoinedWords matches;
             for (const Json& match : rule["match"])
                 matches.add(match_text(match));
             rules.add({cell_of(list["list"]), cell_of(rule["line"]), class_text(rule), cell_of(list["marking"]),
@@ -705,7 +705,7 @@ void read_port_table(Database& database, const Take& take) {
 std::vector<TitledTable> port_table_tables(Database& database, bool /*with_system*/) {
     Table table{{"PORT", "KIND", "ETHER", "STATE", "LINK MODE", "DEPENDS", "VLANS"}, {}};
     read_port_table(database, [&](const Json& entry) {
-        Words vids;
+        JoinedWords vids;
         for (const Json& vid : entry["vids"])
             vids.add(text_of(vid));
         table.add({cell_of(entry["port"]), text_of(entry["kind"]), cell_of(entry["ether"]),

@@ -19,7 +19,7 @@ struct Collection {
 };
 
 struct TitledTable {
-    const char* title; // null: needs none
+    const char* title = nullptr; // null: needs none
     Table table;
 };
 

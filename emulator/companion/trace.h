@@ -7,8 +7,8 @@
 
 // A switch for frames: what the store says, and what it learns meanwhile.
 struct TracedSwitch {
-    // With `learns`, what is learned is written back to the store when `keep` is called.
-    TracedSwitch(Database& database, bool learns, ConfigurationReader::Reading how);
+    // With `is_kept`, what is learned is written back to the store when `keep` is called.
+    TracedSwitch(Database& database, bool is_kept, ConfigurationReader::Reading how);
 
     // The steps and outcome of a frame on the port of that index.
     const dataplane::Outcome& tell(const dataplane::Frame& frame);

@@ -41,7 +41,7 @@ struct Part {
 };
 
 struct StepForm {
-    StepKind kind;
+    StepKind kind{};
     std::array<Part, 3> parts{}; // for its numbers a, b and c
 };
 
@@ -118,8 +118,9 @@ struct WrittenStep {
 constexpr size_t step_kind_count = static_cast<size_t>(StepKind::done) + 1;
 static_assert(std::size(step_forms) == step_kind_count);
 
-std::array<WrittenStep, step_kind_count> make_written_steps() {
-    std::array<WrittenStep, step_kind_count> steps;
+using WrittenSteps = std::array<WrittenStep, step_kind_count>;
+WrittenSteps make_written_steps() {
+    WrittenSteps steps;
     for (const StepForm& form : step_forms) {
         WrittenStep& step = steps.at(number_of(form.kind));
         step.beginning = std::string("{\"step\":\"") + word_of(form.kind) + "\"";
@@ -130,7 +131,6 @@ std::array<WrittenStep, step_kind_count> make_written_steps() {
     }
     return steps;
 }
-const std::array<WrittenStep, step_kind_count> written_steps = make_written_steps();
 
 constexpr size_t longest_step = 160;
 constexpr size_t longest_output = 120; // beside its bytes
@@ -251,8 +251,7 @@ void put_part(LineBuffer& out, const Ports& ports, Form form, const Step& step, 
     }
 }
 
-void put_step(LineBuffer& out, const Ports& ports, const Step& step) {
-    const WrittenStep& written = written_steps[number_of(step.kind)];
+void put_step(LineBuffer& out, const Ports& ports, const WrittenStep& written, const Step& step) {
     out.put(written.beginning);
     const std::array<uint32_t, 3> numbers{step.a, step.b, step.c};
     for (size_t i = 0; i < numbers.size(); ++i) {
@@ -268,11 +267,12 @@ void put_step(LineBuffer& out, const Ports& ports, const Step& step) {
 }
 
 void put_steps(LineBuffer& out, const Ports& ports, const std::vector<Step>& steps) {
+    static const WrittenSteps written = make_written_steps();
     out.make_room(16 + steps.size() * longest_step);
     out.put(",\"steps\":[");
     for (size_t i = 0; i < steps.size(); ++i) {
         if (i > 0) out.put(',');
-        put_step(out, ports, steps[i]);
+        put_step(out, ports, written[number_of(steps[i].kind)], steps[i]);
     }
     out.put(']');
 }

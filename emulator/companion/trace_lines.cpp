@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <charconv>
+#include <cmath>
 #include <cstring>
 #include <string_view>
 
@@ -16,7 +17,7 @@ using dataplane::PortIndex;
 
 namespace {
 
-constexpr size_t chunk = 256 * 1024;                           // bytes that are read at once
+constexpr size_t chunk = size_t{256} * 1024;                   // bytes that are read at once
 constexpr size_t longest_line = 2 * longest_frame_text + 1024; // longer ones are told as bad
 constexpr double longest_time = 9e9;                           // seconds, of which nanoseconds still fit into 64 bits
 
@@ -33,7 +34,7 @@ private:
     void refuse(const std::string& problem);
     void flush();
     void read_time(std::string_view& line);
-    PortIndex read_port(std::string_view& line);
+    PortIndex read_port(std::string_view& line) const;
     std::span<const uint8_t> read_bytes(std::string_view text);
     bool read_digits(std::string_view text);
 
@@ -42,7 +43,7 @@ private:
     LineBuffer out_;
     FrameBytes bytes_;
     std::string in_;
-    size_t at_ = 0; // in `in`: what is not answered yet begins here
+    size_t at_ = 0; // in `in_`: what is not answered yet begins here
     size_t line_number_ = 0;
     bool is_skipping_ = false; // the rest of a line that is too long
     bool has_bad_line_ = false;
@@ -106,14 +107,14 @@ void LineTracer::read_time(std::string_view& line) {
     const auto [behind, problem] = std::from_chars(line.data(), line.data() + line.size(), seconds);
     if (problem != std::errc{} || !(seconds >= 0 && seconds <= longest_time))
         throw NotAFrame("\"at\" needs seconds behind it, such as 2.5");
-    const auto time = static_cast<dataplane::Nanoseconds>(seconds * 1e9 + 0.5);
+    const auto time = dataplane::Nanoseconds{std::llround(seconds * 1e9)};
     if (time < traced_.now) throw NotAFrame("its time lies before that of an earlier line");
     traced_.now = time;
     line.remove_prefix(static_cast<size_t>(behind - line.data()));
     skip_blanks(line);
 }
 
-PortIndex LineTracer::read_port(std::string_view& line) {
+PortIndex LineTracer::read_port(std::string_view& line) const {
     int32_t number = 0;
     const auto [behind, problem] = std::from_chars(line.data(), line.data() + line.size(), number);
     const auto length = static_cast<size_t>(behind - line.data());
@@ -167,7 +168,7 @@ void LineTracer::answer(std::string_view line) {
     }
     out_.make_room(1);
     out_.put('\n');
-    constexpr size_t enough = 1024 * 1024;
+    constexpr size_t enough = size_t{1024} * 1024;
     if (out_.text().size() > enough) flush();
 }
 

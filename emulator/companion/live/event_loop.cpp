@@ -6,10 +6,10 @@
 #include <sys/epoll.h>
 #include <sys/timerfd.h>
 
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <ctime>
+#include <iterator>
 
 namespace live {
 
@@ -65,10 +65,10 @@ void EventLoop::wait(dataplane::Nanoseconds deadline) {
 }
 
 void EventLoop::run(int timeout) {
-    std::array<epoll_event, 64> happened;
-    const int count = epoll_wait(epoll_.get(), happened.data(), happened.size(), timeout);
+    epoll_event happened[64];
+    const int count = epoll_wait(epoll_.get(), happened, std::size(happened), timeout);
     for (int i = 0; i < count; ++i) {
-        const epoll_event& event = happened[static_cast<size_t>(i)];
+        const epoll_event& event = happened[i];
         const Handlers& handler = handlers_[static_cast<size_t>(event.data.fd)];
         const bool is_trouble = (event.events & (EPOLLERR | EPOLLHUP)) != 0 && handler.trouble;
         is_trouble ? handler.trouble() : handler.readable();

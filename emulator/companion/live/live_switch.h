@@ -37,6 +37,7 @@ public:
     LiveSwitch(const LiveOptions& chosen, std::vector<OpenPort> opened);
     LiveSwitch(const LiveSwitch&) = delete;
     LiveSwitch& operator=(const LiveSwitch&) = delete;
+    ~LiveSwitch() = default;
 
     // Forwards until SIGINT, SIGTERM or SIGHUP, which have to be blocked, or until `guard` becomes readable. What was
     // learned is in the store at the end.

@@ -197,7 +197,7 @@ void PacketPort::put(std::span<const uint8_t> head, std::span<const uint8_t> res
     std::copy(head.begin(), head.end(), batch_->heads[batch_size_].begin());
     auto& [first, second] = batch_->parts[batch_size_];
     first.iov_len = head.size();
-    second = {const_cast<uint8_t*>(rest.data()), rest.size()};
+    second = {const_cast<uint8_t*>(rest.data()), rest.size()}; // NOLINT(*-const-cast): the kernel only reads it
     msghdr& header = batch_->messages[batch_size_].msg_hdr;
     header.msg_iov = head.empty() ? &second : &first; // the kernel looks at each part, also at one without bytes
     header.msg_iovlen = head.empty() ? 1 : 2;

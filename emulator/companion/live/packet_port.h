@@ -27,6 +27,8 @@ public:
     // multiple of `ring_unit`.
     PacketPort(const std::string& interface, int index, size_t ring_frames);
     PacketPort(PacketPort&& other) noexcept;
+    PacketPort(const PacketPort&) = delete;
+    PacketPort& operator=(const PacketPort&) = delete;
     PacketPort& operator=(PacketPort&&) = delete;
     ~PacketPort();
 
@@ -72,7 +74,7 @@ private:
     uint8_t* ring_ = nullptr;
     size_t places_ = 0;
     size_t next_place_ = 0;
-    size_t unreleased_ = 0; // frames before `next_place` that are not given back
+    size_t unreleased_ = 0; // frames before `next_place_` that are not given back
     uint64_t missed_frames_ = 0;
     uint64_t unsent_frames_ = 0;
     bool is_giant_seen_ = false;

@@ -21,11 +21,11 @@ StoreWatch::StoreWatch(const std::filesystem::path& store)
 }
 
 void StoreWatch::clear() {
-    alignas(inotify_event) std::array<char, 4096> events;
+    alignas(inotify_event) char events[4096];
     uint32_t seen = 0;
-    for (ssize_t count = 0; (count = read(notifier_.get(), events.data(), events.size())) > 0;)
+    for (ssize_t count = 0; (count = read(notifier_.get(), events, sizeof events)) > 0;)
         for (ssize_t at = 0; at < count;) {
-            const auto* const event = reinterpret_cast<const inotify_event*>(events.data() + at);
+            const auto* const event = reinterpret_cast<const inotify_event*>(events + at);
             seen |= event->mask;
             at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
         }
