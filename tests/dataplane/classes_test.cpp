@@ -1,4 +1,5 @@
 // Classification, marking, policing, and the queue that a frame would join.
+#include "dataplane/stations.h"
 #include "dataplane/test_switch.h"
 
 #include <gtest/gtest.h>
@@ -7,9 +8,6 @@ using namespace dataplane;
 using namespace dataplane_test;
 
 namespace {
-
-constexpr Mac anna = 0x020000000001;
-constexpr Mac berta = 0x020000000002;
 
 // Port 1 receives, ports 2 and 101 send; VLAN 20, tagged.
 class Classes : public testing::Test {

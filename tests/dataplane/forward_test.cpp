@@ -1,4 +1,5 @@
 // What becomes of a frame: each rule of the road, with what it decides on and off.
+#include "dataplane/stations.h"
 #include "dataplane/test_switch.h"
 
 #include <gtest/gtest.h>
@@ -8,10 +9,7 @@ using namespace dataplane_test;
 
 namespace {
 
-constexpr Mac anna = 0x020000000001;
-constexpr Mac berta = 0x020000000002;
 constexpr Mac group = 0x01005e000001;
-constexpr uint16_t arp = 0x0806;
 
 const Bytes untagged = frame_of(berta, anna, {}, arp);
 const Bytes in_vlan_20 = frame_of(berta, anna, tag(0x8100, 20, 5), arp);

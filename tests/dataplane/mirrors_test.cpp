@@ -1,4 +1,5 @@
 // Copies for mirrors: of all five sources, filtered and tagged.
+#include "dataplane/stations.h"
 #include "dataplane/test_switch.h"
 
 #include <gtest/gtest.h>
@@ -7,10 +8,6 @@ using namespace dataplane;
 using namespace dataplane_test;
 
 namespace {
-
-constexpr Mac anna = 0x020000000001;
-constexpr Mac berta = 0x020000000002;
-constexpr uint16_t arp = 0x0806;
 
 // VLANs 20 and 30, tagged on ports 1 to 3; port 4, in no VLAN, has the copies.
 class Mirrors : public testing::Test {
@@ -130,9 +127,9 @@ TEST_F(Mirrors, ATagStandsInFrontOfAllOthers) {
     EXPECT_TRUE(is_copied(1, in_20));
     EXPECT_EQ(copy(in_20), frame_of(berta, anna, tag(0x88a8, 77, 5) + tag(0x8100, 20, 5), arp, Bytes(50, 1)));
     EXPECT_EQ(device.step(StepKind::copy_tagged)->assumption, Assumption::mirror_tag_priority);
-    const Bytes untagged = frame_of(berta, anna, {}, arp, Bytes(50, 1));
-    EXPECT_TRUE(is_copied(1, untagged));
-    EXPECT_EQ(copy(untagged), frame_of(berta, anna, tag(0x88a8, 77), arp, Bytes(50, 1)));
+    const Bytes without_tag = frame_of(berta, anna, {}, arp, Bytes(50, 1));
+    EXPECT_TRUE(is_copied(1, without_tag));
+    EXPECT_EQ(copy(without_tag), frame_of(berta, anna, tag(0x88a8, 77), arp, Bytes(50, 1)));
     // A local id never stands in a tag.
     parts.mirrors.mirrors[0].tag_vid = 4096;
     device.apply();

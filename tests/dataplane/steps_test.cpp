@@ -1,5 +1,6 @@
 // What a told frame says, step by step with all numbers: each kind of step at least once. Ports stand as their index,
 // which is one less than the number, but for port 101, whose is 4; !13 is the assumption that a step leans on.
+#include "dataplane/stations.h"
 #include "dataplane/test_switch.h"
 
 #include <gtest/gtest.h>
@@ -8,11 +9,6 @@ using namespace dataplane;
 using namespace dataplane_test;
 
 namespace {
-
-constexpr Mac anna = 0x020000000001;
-constexpr Mac berta = 0x020000000002;
-constexpr Mac carla = 0x020000000003;
-constexpr uint16_t arp = 0x0806;
 
 std::string text_of(const Step& step) {
     if (step.kind == StepKind::done) return std::string("done ") + word_of(static_cast<Verdict>(step.a));

@@ -4,16 +4,13 @@
 #include "common/qos_address.h"
 #include "common/shaping.h"
 #include "common/vlan_operands.h"
+#include "readers/numbers.h"
 
 #include <gtest/gtest.h>
 
-#include <limits>
 #include <random>
 
 namespace {
-
-constexpr int32_t lowest = std::numeric_limits<int32_t>::min();
-constexpr int32_t highest = std::numeric_limits<int32_t>::max();
 
 // The lowest 32 bits of an exact result.
 int32_t wrapped(int64_t exact) {

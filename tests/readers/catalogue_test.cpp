@@ -3,16 +3,13 @@
 #include "common/usage.h"
 
 #include "readers/in_child.h"
+#include "readers/numbers.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <limits>
 
 namespace {
-
-constexpr int32_t lowest = std::numeric_limits<int32_t>::min();
-constexpr int32_t highest = std::numeric_limits<int32_t>::max();
 
 std::string repeat(char c, size_t count) {
     return std::string(count, c);

@@ -9,20 +9,20 @@
 
 namespace {
 
-struct Row {
+struct CosMapRow {
     const char* text;
     uint32_t given;
     std::array<uint32_t, 8> classes;
 };
 
-void PrintTo(const Row& row, std::ostream* out) {
+void PrintTo(const CosMapRow& row, std::ostream* out) {
     *out << '"' << row.text << '"';
 }
 
-class CosMapText : public testing::TestWithParam<Row> {};
+class CosMapText : public testing::TestWithParam<CosMapRow> {};
 
 TEST_P(CosMapText, IsRead) {
-    const Row& row = GetParam();
+    const CosMapRow& row = GetParam();
     constexpr uint32_t untouched = 0xdeadbeef;
     struct {
         CosMap map;
@@ -35,28 +35,28 @@ TEST_P(CosMapText, IsRead) {
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryEntryGiven, CosMapText,
-                         testing::Values(Row{"0,1,2,3,4,5,6,7", 0xff, {0, 1, 2, 3, 4, 5, 6, 7}},
-                                         Row{"76543210", 0xff, {7, 6, 5, 4, 3, 2, 1, 0}},
-                                         Row{"0,011,22,3,3", 0xff, {0, 0, 1, 1, 2, 2, 3, 3}},
-                                         Row{"00000000", 0xff, {}}));
+                         testing::Values(CosMapRow{"0,1,2,3,4,5,6,7", 0xff, {0, 1, 2, 3, 4, 5, 6, 7}},
+                                         CosMapRow{"76543210", 0xff, {7, 6, 5, 4, 3, 2, 1, 0}},
+                                         CosMapRow{"0,011,22,3,3", 0xff, {0, 0, 1, 1, 2, 2, 3, 3}},
+                                         CosMapRow{"00000000", 0xff, {}}));
 
 INSTANTIATE_TEST_SUITE_P(EmptyEntries, CosMapText,
-                         testing::Values(Row{",1,2,3,4,5,6,7", 0xfe, {0, 1, 2, 3, 4, 5, 6, 7}},
-                                         Row{",1234567", 0xfe, {0, 1, 2, 3, 4, 5, 6, 7}},
-                                         Row{"7,,7,,7,,7,,", 0x55, {7, 0, 7, 0, 7, 0, 7, 0}},
-                                         Row{",,,,,,,7", 0x80, {0, 0, 0, 0, 0, 0, 0, 7}},
-                                         Row{",,,,,,7,7", 0xc0, {0, 0, 0, 0, 0, 0, 7, 7}},
-                                         Row{"77,,,,,,", 0x03, {7, 7}}));
+                         testing::Values(CosMapRow{",1,2,3,4,5,6,7", 0xfe, {0, 1, 2, 3, 4, 5, 6, 7}},
+                                         CosMapRow{",1234567", 0xfe, {0, 1, 2, 3, 4, 5, 6, 7}},
+                                         CosMapRow{"7,,7,,7,,7,,", 0x55, {7, 0, 7, 0, 7, 0, 7, 0}},
+                                         CosMapRow{",,,,,,,7", 0x80, {0, 0, 0, 0, 0, 0, 0, 7}},
+                                         CosMapRow{",,,,,,7,7", 0xc0, {0, 0, 0, 0, 0, 0, 7, 7}},
+                                         CosMapRow{"77,,,,,,", 0x03, {7, 7}}));
 
 // A last comma opens one more entry; a ninth is never stored.
 INSTANTIATE_TEST_SUITE_P(TrailingCommas, CosMapText,
-                         testing::Values(Row{"1,2,3,4,5,6,7,", 0x7f, {1, 2, 3, 4, 5, 6, 7, 0}},
-                                         Row{"1234567,", 0x7f, {1, 2, 3, 4, 5, 6, 7, 0}},
-                                         Row{"1,2,3,4,5,6,,", 0x3f, {1, 2, 3, 4, 5, 6, 0, 0}},
-                                         Row{"1,,,,,,,", 0x01, {1}}, Row{",,,,,,,", 0, {}},
-                                         Row{",,,,,,7,", 0x40, {0, 0, 0, 0, 0, 0, 7, 0}},
-                                         Row{"1,2,3,4,5,6,7,,", 0x7f, {1, 2, 3, 4, 5, 6, 7, 0}},
-                                         Row{",,,,,,,,", 0, {}}));
+                         testing::Values(CosMapRow{"1,2,3,4,5,6,7,", 0x7f, {1, 2, 3, 4, 5, 6, 7, 0}},
+                                         CosMapRow{"1234567,", 0x7f, {1, 2, 3, 4, 5, 6, 7, 0}},
+                                         CosMapRow{"1,2,3,4,5,6,,", 0x3f, {1, 2, 3, 4, 5, 6, 0, 0}},
+                                         CosMapRow{"1,,,,,,,", 0x01, {1}}, CosMapRow{",,,,,,,", 0, {}},
+                                         CosMapRow{",,,,,,7,", 0x40, {0, 0, 0, 0, 0, 0, 7, 0}},
+                                         CosMapRow{"1,2,3,4,5,6,7,,", 0x7f, {1, 2, 3, 4, 5, 6, 7, 0}},
+                                         CosMapRow{",,,,,,,,", 0, {}}));
 
 class BadCosMapText : public testing::TestWithParam<std::string> {};
 

@@ -14,12 +14,12 @@ namespace {
 
 using Bytes = std::array<uint8_t, 6>;
 
-struct Row {
+struct MacRow {
     const char* text;
     Bytes bytes;
 };
 
-class MacText : public testing::TestWithParam<Row> {};
+class MacText : public testing::TestWithParam<MacRow> {};
 
 TEST_P(MacText, IsRead) {
     Bytes bytes{0xaa, 0xaa, 0xaa, 0xaa, 0xaa, 0xaa};
@@ -28,31 +28,31 @@ TEST_P(MacText, IsRead) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Usual, MacText,
-                         testing::Values(Row{"00:11:22:33:44:55", {0, 0x11, 0x22, 0x33, 0x44, 0x55}},
-                                         Row{"01:80:C2:00:00:0F", {0x01, 0x80, 0xc2, 0, 0, 0x0f}},
-                                         Row{"aa:bb:cc:dd:ee:ff", {0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff}},
-                                         Row{"AA:Bb:cC:DD:EE:FF", {0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff}},
-                                         Row{"ff:ff:ff:ff:ff:ff", {255, 255, 255, 255, 255, 255}}));
+                         testing::Values(MacRow{"00:11:22:33:44:55", {0, 0x11, 0x22, 0x33, 0x44, 0x55}},
+                                         MacRow{"01:80:C2:00:00:0F", {0x01, 0x80, 0xc2, 0, 0, 0x0f}},
+                                         MacRow{"aa:bb:cc:dd:ee:ff", {0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff}},
+                                         MacRow{"AA:Bb:cC:DD:EE:FF", {0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff}},
+                                         MacRow{"ff:ff:ff:ff:ff:ff", {255, 255, 255, 255, 255, 255}}));
 
 // Nothing but the length and the colons is checked, deliberately.
 INSTANTIATE_TEST_SUITE_P(Lenient, MacText,
                          testing::Values(
                              // blanks in front of a digit, and a sign
-                             Row{" a:\tb:\n1:\v2:\f3:\r4", {0x0a, 0x0b, 1, 2, 3, 4}},
-                             Row{"-1:-2:-f:+1:+f:-0", {0xff, 0xfe, 0xf1, 1, 15, 0}},
+                             MacRow{" a:\tb:\n1:\v2:\f3:\r4", {0x0a, 0x0b, 1, 2, 3, 4}},
+                             MacRow{"-1:-2:-f:+1:+f:-0", {0xff, 0xfe, 0xf1, 1, 15, 0}},
                              // what follows the first digit is left when it is none
-                             Row{"1g:2 :3-:4::5.:6/", {1, 2, 3, 4, 5, 6}},
+                             MacRow{"1g:2 :3-:4::5.:6/", {1, 2, 3, 4, 5, 6}},
                              // a pair without a digit repeats the byte before it
-                             Row{"12:zz:34:xx:yy:56", {0x12, 0x12, 0x34, 0x34, 0x34, 0x56}},
-                             Row{"ab:  :--:++:-g:g1", {0xab, 0xab, 0xab, 0xab, 0xab, 0xab}},
-                             Row{"7f:x1:::::-:-::+:", {0x7f, 0x7f, 0x7f, 0x7f, 0x7f, 0x7f}},
+                             MacRow{"12:zz:34:xx:yy:56", {0x12, 0x12, 0x34, 0x34, 0x34, 0x56}},
+                             MacRow{"ab:  :--:++:-g:g1", {0xab, 0xab, 0xab, 0xab, 0xab, 0xab}},
+                             MacRow{"7f:x1:::::-:-::+:", {0x7f, 0x7f, 0x7f, 0x7f, 0x7f, 0x7f}},
                              // and the first one is 0
-                             Row{"zz:11:22:33:44:55", {0, 0x11, 0x22, 0x33, 0x44, 0x55}}, Row{"zz:zz:zz:zz:zz:zz", {}},
-                             Row{"  :  :  :  :  :  ", {}},
+                             MacRow{"zz:11:22:33:44:55", {0, 0x11, 0x22, 0x33, 0x44, 0x55}},
+                             MacRow{"zz:zz:zz:zz:zz:zz", {}}, MacRow{"  :  :  :  :  :  ", {}},
                              // the repeated byte is the one stored, and no remainder of what a sign made of it
-                             Row{"-1:zz:01:zz:-f:zz", {0xff, 0xff, 1, 1, 0xf1, 0xf1}},
+                             MacRow{"-1:zz:01:zz:-f:zz", {0xff, 0xff, 1, 1, 0xf1, 0xf1}},
                              // 0x is a prefix without digits, which counts as 0
-                             Row{"11:0x:22:0X:33:x0", {0x11, 0, 0x22, 0, 0x33, 0x33}}));
+                             MacRow{"11:0x:22:0X:33:x0", {0x11, 0, 0x22, 0, 0x33, 0x33}}));
 
 struct BadRow {
     const char* text;

@@ -35,13 +35,13 @@ template <typename Word> void PrintTo(const MatchSlot<Word>& slot, std::ostream*
 
 namespace {
 
-template <typename Word> struct Row {
+template <typename Word> struct SlotRow {
     const char* text;
     MatchSlot<Word> slot;
 };
-using Row8 = Row<uint8_t>;
-using Row16 = Row<uint16_t>;
-using Row32 = Row<uint32_t>;
+using Row8 = SlotRow<uint8_t>;
+using Row16 = SlotRow<uint16_t>;
+using Row32 = SlotRow<uint32_t>;
 
 // A refused operand must leave its slot as it was.
 constexpr MatchSlot<uint8_t> untouched8{1, 2, 3, 4};

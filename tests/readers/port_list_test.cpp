@@ -8,16 +8,16 @@
 
 namespace {
 
-struct Row {
+struct PortListRow {
     const char* text;
     uint32_t mask;
 };
 
-void PrintTo(const Row& row, std::ostream* out) {
+void PrintTo(const PortListRow& row, std::ostream* out) {
     *out << '"' << row.text << '"';
 }
 
-class PortListText : public testing::TestWithParam<Row> {};
+class PortListText : public testing::TestWithParam<PortListRow> {};
 
 TEST_P(PortListText, IsRead) {
     uint32_t mask = 0xffff;
@@ -26,25 +26,30 @@ TEST_P(PortListText, IsRead) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Numbers, PortListText,
-                         testing::Values(Row{"1", 0x1}, Row{"2", 0x2}, Row{"3", 0x4}, Row{"4", 0x8}, Row{"1,4", 0x9},
-                                         Row{"4,1", 0x9}, Row{"1,1,1", 0x1}, Row{"1,2,3,4", 0xf}, Row{"0004", 0x8}));
+                         testing::Values(PortListRow{"1", 0x1}, PortListRow{"2", 0x2}, PortListRow{"3", 0x4},
+                                         PortListRow{"4", 0x8}, PortListRow{"1,4", 0x9}, PortListRow{"4,1", 0x9},
+                                         PortListRow{"1,1,1", 0x1}, PortListRow{"1,2,3,4", 0xf},
+                                         PortListRow{"0004", 0x8}));
 
 INSTANTIATE_TEST_SUITE_P(Ranges, PortListText,
-                         testing::Values(Row{"1-3", 0x7}, Row{"3-1", 0x7}, Row{"1-4", 0xf}, Row{"2-2", 0x2},
-                                         Row{"2-3", 0x6}, Row{"4-3", 0xc}, Row{"1-2,4", 0xb}, Row{"4,2-1", 0xb},
-                                         Row{"1-2,3-4", 0xf}));
+                         testing::Values(PortListRow{"1-3", 0x7}, PortListRow{"3-1", 0x7}, PortListRow{"1-4", 0xf},
+                                         PortListRow{"2-2", 0x2}, PortListRow{"2-3", 0x6}, PortListRow{"4-3", 0xc},
+                                         PortListRow{"1-2,4", 0xb}, PortListRow{"4,2-1", 0xb},
+                                         PortListRow{"1-2,3-4", 0xf}));
 
 // 0 is no port, and a number that is left out is 0.
 INSTANTIATE_TEST_SUITE_P(Nothing, PortListText,
-                         testing::Values(Row{"", 0}, Row{"0", 0}, Row{"-", 0}, Row{"0-0", 0}, Row{",", 0},
-                                         Row{",,,", 0}, Row{"1,", 0x1}, Row{",1", 0x1}, Row{"1,,3", 0x5},
-                                         Row{"0-2", 0x3}, Row{"2-", 0x3}, Row{"-2", 0x3}, Row{"-2,4-", 0xf},
-                                         Row{"-,1", 0x1}));
+                         testing::Values(PortListRow{"", 0}, PortListRow{"0", 0}, PortListRow{"-", 0},
+                                         PortListRow{"0-0", 0}, PortListRow{",", 0}, PortListRow{",,,", 0},
+                                         PortListRow{"1,", 0x1}, PortListRow{",1", 0x1}, PortListRow{"1,,3", 0x5},
+                                         PortListRow{"0-2", 0x3}, PortListRow{"2-", 0x3}, PortListRow{"-2", 0x3},
+                                         PortListRow{"-2,4-", 0xf}, PortListRow{"-,1", 0x1}));
 
 // Numbers wrap at 32 bits.
 INSTANTIATE_TEST_SUITE_P(LongNumbers, PortListText,
-                         testing::Values(Row{"4294967296", 0}, Row{"4294967297", 0x1}, Row{"4294967300", 0x8},
-                                         Row{"18446744073709551618", 0x2}, Row{"1-4294967299", 0x7}));
+                         testing::Values(PortListRow{"4294967296", 0}, PortListRow{"4294967297", 0x1},
+                                         PortListRow{"4294967300", 0x8}, PortListRow{"18446744073709551618", 0x2},
+                                         PortListRow{"1-4294967299", 0x7}));
 
 class BadPortListText : public testing::TestWithParam<std::string> {};
 

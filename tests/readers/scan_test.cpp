@@ -1,5 +1,6 @@
 // Reading numbers and words: tables, and a comparison with the formatted scanning of this machine's C library.
 #include "common/scan.h"
+#include "readers/numbers.h"
 
 #include <gtest/gtest.h>
 
@@ -12,20 +13,18 @@
 
 namespace {
 
-constexpr int32_t lowest = std::numeric_limits<int32_t>::min();
-constexpr int32_t highest = std::numeric_limits<int32_t>::max();
 constexpr uint32_t highest_unsigned = std::numeric_limits<uint32_t>::max();
 
 // What a reader makes of a text: the value and what is left of the text.
-template <typename Value> struct Row {
+template <typename Value> struct ScanRow {
     const char* text;
     Value value;
     const char* rest;
 };
 
 template <typename Value, size_t Size>
-void expect_read(bool (*read)(const char*&, Value&), const Row<Value> (&rows)[Size]) {
-    for (const Row<Value>& row : rows) {
+void expect_read(bool (*read)(const char*&, Value&), const ScanRow<Value> (&rows)[Size]) {
+    for (const ScanRow<Value>& row : rows) {
         const char* at = row.text;
         Value value{};
         EXPECT_TRUE(read(at, value)) << '"' << row.text << '"';

@@ -1,16 +1,13 @@
 // Packed tables and messages: what the compiler makes of them, and what comes out of them again.
 #include "common/keyword.h"
 #include "common/text.h"
+#include "readers/numbers.h"
 
 #include <gtest/gtest.h>
 
-#include <limits>
 #include <string>
 
 namespace {
-
-constexpr int32_t lowest = std::numeric_limits<int32_t>::min();
-constexpr int32_t highest = std::numeric_limits<int32_t>::max();
 
 template <size_t Size> std::string bytes(const char (&text)[Size]) {
     return {text, Size - 1};

@@ -8,21 +8,21 @@
 
 namespace {
 
-struct Row {
+struct TosMapRow {
     const char* text;
     uint32_t present;
     std::array<uint32_t, 8> values;
     std::array<uint32_t, 8> masks;
 };
 
-void PrintTo(const Row& row, std::ostream* out) {
+void PrintTo(const TosMapRow& row, std::ostream* out) {
     *out << '"' << row.text << '"';
 }
 
-class TosMapText : public testing::TestWithParam<Row> {};
+class TosMapText : public testing::TestWithParam<TosMapRow> {};
 
 TEST_P(TosMapText, IsRead) {
-    const Row& row = GetParam();
+    const TosMapRow& row = GetParam();
     TosMap map{0xff, {9, 9, 9, 9, 9, 9, 9, 9}, {9, 9, 9, 9, 9, 9, 9, 9}};
     ASSERT_EQ(0, parse_tosmap(row.text, map)) << row.text;
     EXPECT_EQ(row.present, map.present) << row.text;
@@ -32,23 +32,24 @@ TEST_P(TosMapText, IsRead) {
 
 INSTANTIATE_TEST_SUITE_P(
     Good, TosMapText,
-    testing::Values(Row{"10,20/fc,,B8", 0b1011, {0x10, 0x20, 0, 0xb8}, {0xff, 0xfc, 0, 0xff}},
-                    Row{"0,1,2,3,4,5,6,7", 0xff, {0, 1, 2, 3, 4, 5, 6, 7}, {255, 255, 255, 255, 255, 255, 255, 255}},
-                    Row{",,,,,,,7", 0x80, {0, 0, 0, 0, 0, 0, 0, 7}, {0, 0, 0, 0, 0, 0, 0, 255}}, Row{"", 0, {}, {}},
-                    Row{",", 0, {}, {}}, Row{",,,,,,,,", 0, {}, {}},
-                    // Numbers.
-                    Row{"1fff", 1, {0x1fff}, {255}}, Row{"0AbCdEf9/fEdCbA9", 1, {0xabcdef9}, {0xfedcba9}},
-                    Row{"123456789/987654321", 1, {0x23456789}, {0x87654321}}, Row{"100000000", 1, {0}, {255}},
-                    // Slashes.
-                    Row{"/", 1, {0}, {0}}, Row{"5/", 1, {5}, {0}}, Row{"/6", 1, {0}, {6}}, Row{"1/2/3", 1, {2}, {3}},
-                    Row{"//", 1, {0}, {0}}, Row{"1/2,3", 3, {1, 3}, {2, 255}},
-                    // A comma that ends the text closes its field twice.
-                    Row{"10,", 1, {0}, {255}}, Row{"10/fc,", 1, {0}, {255}}, Row{"/,", 1, {0}, {255}},
-                    Row{"10,,", 1, {0x10}, {255}}, Row{"1,2/3,", 3, {1, 0}, {255, 255}},
-                    Row{"1,2,3,4,5,6,7,8,", 0xff, {1, 2, 3, 4, 5, 6, 7, 0}, {255, 255, 255, 255, 255, 255, 255, 255}},
-                    // A ninth field is not read.
-                    Row{"1,2,3,4,5,6,7,8,zz", 0xff, {1, 2, 3, 4, 5, 6, 7, 8}, {255, 255, 255, 255, 255, 255, 255, 255}},
-                    Row{",,,,,,,,-", 0, {}, {}}));
+    testing::Values(
+        TosMapRow{"10,20/fc,,B8", 0b1011, {0x10, 0x20, 0, 0xb8}, {0xff, 0xfc, 0, 0xff}},
+        TosMapRow{"0,1,2,3,4,5,6,7", 0xff, {0, 1, 2, 3, 4, 5, 6, 7}, {255, 255, 255, 255, 255, 255, 255, 255}},
+        TosMapRow{",,,,,,,7", 0x80, {0, 0, 0, 0, 0, 0, 0, 7}, {0, 0, 0, 0, 0, 0, 0, 255}}, TosMapRow{"", 0, {}, {}},
+        TosMapRow{",", 0, {}, {}}, TosMapRow{",,,,,,,,", 0, {}, {}},
+        // Numbers.
+        TosMapRow{"1fff", 1, {0x1fff}, {255}}, TosMapRow{"0AbCdEf9/fEdCbA9", 1, {0xabcdef9}, {0xfedcba9}},
+        TosMapRow{"123456789/987654321", 1, {0x23456789}, {0x87654321}}, TosMapRow{"100000000", 1, {0}, {255}},
+        // Slashes.
+        TosMapRow{"/", 1, {0}, {0}}, TosMapRow{"5/", 1, {5}, {0}}, TosMapRow{"/6", 1, {0}, {6}},
+        TosMapRow{"1/2/3", 1, {2}, {3}}, TosMapRow{"//", 1, {0}, {0}}, TosMapRow{"1/2,3", 3, {1, 3}, {2, 255}},
+        // A comma that ends the text closes its field twice.
+        TosMapRow{"10,", 1, {0}, {255}}, TosMapRow{"10/fc,", 1, {0}, {255}}, TosMapRow{"/,", 1, {0}, {255}},
+        TosMapRow{"10,,", 1, {0x10}, {255}}, TosMapRow{"1,2/3,", 3, {1, 0}, {255, 255}},
+        TosMapRow{"1,2,3,4,5,6,7,8,", 0xff, {1, 2, 3, 4, 5, 6, 7, 0}, {255, 255, 255, 255, 255, 255, 255, 255}},
+        // A ninth field is not read.
+        TosMapRow{"1,2,3,4,5,6,7,8,zz", 0xff, {1, 2, 3, 4, 5, 6, 7, 8}, {255, 255, 255, 255, 255, 255, 255, 255}},
+        TosMapRow{",,,,,,,,-", 0, {}, {}}));
 
 class BadTosMapText : public testing::TestWithParam<const char*> {};
 
