@@ -59,7 +59,7 @@ int apply(const ApplyWords& words) {
     }
     const PatientInterrupts interrupts;
     const PrivateFolder folder;
-    const std::string copy = folder.path() / "switch.db";
+    const std::string copy = folder.file("switch.db");
     Database(store).copy_to(copy);
     prepare_environment(copy);
     rehearse(copy, said, wanted);

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -90,7 +91,7 @@ std::string tool_path() {
     return "tolvane";
 }
 
-void prepare_environment(const fs::path& store) {
+void prepare_environment(const std::string& store) {
     setenv("EMUSWITCH", store.c_str(), 1);
     put_first("LD_LIBRARY_PATH", library_folder());
     if (const fs::path tool = tool_path(); tool.has_parent_path()) put_first("PATH", tool.parent_path());

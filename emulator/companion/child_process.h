@@ -2,7 +2,6 @@
 #pragma once
 
 #include <csignal>
-#include <filesystem>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -14,10 +13,10 @@ public:
     ~PrivateFolder();
     PrivateFolder(const PrivateFolder&) = delete;
     PrivateFolder& operator=(const PrivateFolder&) = delete;
-    const std::filesystem::path& path() const { return folder_; }
+    std::string file(const std::string& name) const { return folder_ + "/" + name; }
 
 private:
-    std::filesystem::path folder_;
+    std::string folder_;
 };
 
 // This program.
@@ -27,7 +26,7 @@ std::string own_path();
 std::string tool_path();
 
 // Has children find the emulated libraries, this program and the tool, and the switch in this file.
-void prepare_environment(const std::filesystem::path& store);
+void prepare_environment(const std::string& store);
 
 struct Ended {
     int status = 0;     // exit status, or 128 and the signal

@@ -1,7 +1,10 @@
 // Tables and JSON of the counters.
 #include "companion/counters_view.h"
 
+#include "companion/json_text.h"
 #include "companion/table.h"
+
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <numeric>
@@ -107,23 +110,24 @@ void print_counters(std::ostream& out, const Published& published) {
     print_table(out, table_of_queues(published.counts), "");
 }
 
-Json counters_json(const std::optional<Published>& published) {
-    if (!published) return {{"counters", nullptr}};
+std::string counters_as_json(const std::optional<Published>& published) {
+    if (!published) return json_lines({{"counters", nullptr}});
     const SwitchCount& all = published->counts.all;
     Json frames = Json::object();
     for (size_t verdict = 0; verdict < verdict_count; ++verdict)
         frames[dataplane::word_of(static_cast<dataplane::Verdict>(verdict))] = all.verdicts[verdict];
-    return {{"counters",
-             {{"live", published->is_live},
-              {"process", all.process},
-              {"real_time", all.has_priority != 0},
-              {"started_ns", all.started},
-              {"told_ns", all.told},
-              {"frames", frames},
-              {"copies", all.copies},
-              {"no_buffer", all.no_buffer},
-              {"learned", all.learned},
-              {"changes", {{"count", all.changes}, {"last_ns", all.last_change}, {"longest_ns", all.longest_change}}},
-              {"ports", json_of(published->counts.ports)},
-              {"queues", json_of(published->counts.queues)}}}};
+    return json_lines(
+        {{"counters",
+          {{"live", published->is_live},
+           {"process", all.process},
+           {"real_time", all.has_priority != 0},
+           {"started_ns", all.started},
+           {"told_ns", all.told},
+           {"frames", frames},
+           {"copies", all.copies},
+           {"no_buffer", all.no_buffer},
+           {"learned", all.learned},
+           {"changes", {{"count", all.changes}, {"last_ns", all.last_change}, {"longest_ns", all.longest_change}}},
+           {"ports", json_of(published->counts.ports)},
+           {"queues", json_of(published->counts.queues)}}}});
 }

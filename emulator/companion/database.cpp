@@ -9,6 +9,8 @@
 
 #include <sqlite3.h>
 
+#include <filesystem>
+
 namespace {
 
 // What went wrong has been said by the core already.
@@ -42,7 +44,7 @@ bool is_mac(const std::string& text) {
 
 } // namespace
 
-std::filesystem::path store_path() {
+std::string store_path() {
     char path[PATH_MAX];
     if (const char* const problem = emulator::find_store(path); problem != nullptr) throw Failure(problem);
     return path;
@@ -138,10 +140,15 @@ void Query::fail_as_damaged(const char* column) const {
 
 // --- Database ---
 
-Database::Database(const std::filesystem::path& path) : file_(path) {
+Database::Database(const std::string& path) : file_(path) {
     if (emulator::store::begin() != 0 || emulator::store::commit() != 0) throw Failure(already_said);
     open(file_);
     script("PRAGMA journal_mode = PERSIST; PRAGMA synchronous = OFF; PRAGMA foreign_keys = ON");
+}
+
+// A name such as ":memory:" is that of a file here.
+Database::Database(Unjudged /*how*/, std::string of) : file_(std::move(of)) {
+    open(std::filesystem::absolute(file_));
 }
 
 Database Database::snapshot() {
@@ -151,7 +158,7 @@ Database Database::snapshot() {
     return memory;
 }
 
-Database Database::copy_of(const std::filesystem::path& path) {
+Database Database::copy_of(const std::string& path) {
     Database store{Unjudged{}, path};
     Database memory{in_memory, path};
     store.copy(memory.connection_.get());
@@ -164,10 +171,10 @@ void Database::bring_up_to_date() {
     const int64_t application = number("SELECT application_id FROM pragma_application_id");
     const int64_t found = number("SELECT user_version FROM pragma_user_version");
     if (application != emulator::store::application_id || found < 1)
-        throw Failure(file_.string() + ": not the store of an emulated switch");
+        throw Failure(file_ + ": not the store of an emulated switch");
     if (found > emulator::store::version)
-        throw Failure(file_.string() + ": made by a later emuswitch (version " + std::to_string(found) +
-                      ", this one knows " + std::to_string(emulator::store::version) + "); use that one");
+        throw Failure(file_ + ": made by a later emuswitch (version " + std::to_string(found) + ", this one knows " +
+                      std::to_string(emulator::store::version) + "); use that one");
     for (int64_t step = found; step < emulator::store::version; ++step)
         script(store_migrations[step - 1]);
 }
@@ -196,8 +203,8 @@ void Database::fail() {
     const std::string reason = connection_ != nullptr ? sqlite3_errmsg(connection_.get()) : "out of memory";
     // A schema that is not ours does not fit our statements.
     if (result == SQLITE_CORRUPT || result == SQLITE_NOTADB || result == SQLITE_ERROR) fail_as_damaged(reason);
-    if (result == SQLITE_BUSY) throw Locked(file_.string() + ": " + reason);
-    throw Failure(file_.string() + ": " + trouble_of(result, reason));
+    if (result == SQLITE_BUSY) throw Locked(file_ + ": " + reason);
+    throw Failure(file_ + ": " + trouble_of(result, reason));
 }
 
 void Database::fail_as_damaged(sqlite3_stmt* row, int column) {
@@ -208,8 +215,7 @@ void Database::fail_as_damaged(sqlite3_stmt* row, int column) {
 }
 
 void Database::fail_as_damaged(const std::string& what) {
-    throw Failure(file_.string() + ": damaged (" + shown(what) +
-                  "); move it away, the next sentence makes an empty switch");
+    throw Failure(file_ + ": damaged (" + shown(what) + "); move it away, the next sentence makes an empty switch");
 }
 
 int64_t Database::number(const std::string& sql, const std::vector<Parameter>& parameters) {
@@ -234,14 +240,14 @@ void Database::copy(sqlite3* target) {
     if (result == SQLITE_DONE) return;
     const std::string reason = sqlite3_errmsg(target);
     if (result == SQLITE_CORRUPT || result == SQLITE_NOTADB) fail_as_damaged(reason);
-    throw Failure(file_.string() + ": cannot be copied (" + reason + ")");
+    throw Failure(file_ + ": cannot be copied (" + reason + ")");
 }
 
-void Database::copy_to(const std::filesystem::path& path) {
+void Database::copy_to(const std::string& path) {
     sqlite3* opened = nullptr;
     const int result = sqlite3_open(path.c_str(), &opened);
     const std::unique_ptr<sqlite3, int (*)(sqlite3*)> target{opened, sqlite3_close};
-    if (result != SQLITE_OK) throw Failure(path.string() + ": cannot be written (" + sqlite3_errstr(result) + ")");
+    if (result != SQLITE_OK) throw Failure(path + ": cannot be written (" + sqlite3_errstr(result) + ")");
     copy(opened);
 }
 

@@ -5,7 +5,6 @@
 #include "platform/words.h"
 
 #include <cstdint>
-#include <filesystem>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -36,7 +35,7 @@ struct Parameter {
 };
 
 // The file that EMUSWITCH names, or that of the user.
-std::filesystem::path store_path();
+std::string store_path();
 
 class Database;
 
@@ -92,12 +91,12 @@ class Database {
 public:
     // The store, which is made where there is none, for changes. Who reads it all takes a snapshot.
     Database() : Database(store_path()) {}
-    explicit Database(const std::filesystem::path& path);
+    explicit Database(const std::string& path);
     // What the store held at one moment, in memory: whoever reads it may take long, and keeps nobody waiting.
     static Database snapshot();
     // Likewise of any file that holds a store, which is read and no more: of an earlier version, and one that this user
     // may not write, too. Locks of SQLite alone keep writers away meanwhile.
-    static Database copy_of(const std::filesystem::path& path);
+    static Database copy_of(const std::string& path);
     // A connection to an image of the store (companion/store_image.h), whose failures name the store.
     static Database image(const Database& store, const char* file_system);
     // A new switch, in memory.
@@ -111,7 +110,7 @@ public:
     void script(const std::string& sql);
 
     // A copy of the whole store, consistent while others write.
-    void copy_to(const std::filesystem::path& path);
+    void copy_to(const std::string& path);
 
     // For what reads so much that it prepares its statements once (companion/statement.h).
     sqlite3* handle() const { return connection_.get(); }
@@ -124,17 +123,15 @@ private:
     friend class Query;
     struct InMemory {};
     static constexpr InMemory in_memory{};
-    Database(InMemory /*where*/, std::filesystem::path of) : file_(std::move(of)) { open(":memory:"); }
+    Database(InMemory /*where*/, std::string of) : file_(std::move(of)) { open(":memory:"); }
     struct Unjudged {};
-    Database(Unjudged /*how*/, std::filesystem::path of) : file_(std::move(of)) {
-        open(std::filesystem::absolute(file_));
-    }
-    Database(const char* file_system, std::filesystem::path of) : file_(std::move(of)) { open("image", file_system); }
+    Database(Unjudged /*how*/, std::string of);
+    Database(const char* file_system, std::string of) : file_(std::move(of)) { open("image", file_system); }
     void bring_up_to_date();
     void open(const std::string& name, const char* file_system = nullptr);
     void copy(sqlite3* target);
 
-    std::filesystem::path file_;
+    std::string file_;
     std::unique_ptr<sqlite3, int (*)(sqlite3*)> connection_{nullptr, nullptr};
 };
 

@@ -6,6 +6,8 @@
 #include "companion/switch_file.h"
 #include "companion/words.h"
 
+#include <nlohmann/json.hpp>
+
 #include <iostream>
 
 namespace {

@@ -7,6 +7,8 @@
 
 #include "platform/trapevent.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <iostream>
 

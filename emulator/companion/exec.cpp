@@ -5,6 +5,7 @@
 #include "companion/database.h"
 #include "companion/sentence.h"
 
+#include <filesystem>
 #include <iostream>
 
 namespace {
@@ -33,7 +34,7 @@ int say_on_switch(const std::vector<std::string>& command) {
 int run_on_private_switch(const std::vector<std::string>& command) {
     const EndingSignals signals; // before there is anything to remove
     const PrivateFolder folder;
-    prepare_environment(folder.path() / "switch.db");
+    prepare_environment(folder.file("switch.db"));
     return run_in_foreground(command, signals).status;
 }
 

@@ -4,6 +4,7 @@
 #include "companion/command_line.h"
 #include "companion/interrupts.h"
 
+#include <filesystem>
 #include <iostream>
 #include <poll.h>
 #include <sys/inotify.h>
@@ -15,11 +16,11 @@ namespace {
 // Wakes up when the store changes, or another file takes its place. Every call of a library writes it.
 class StoreWatch {
 public:
-    explicit StoreWatch(const std::filesystem::path& path) : descriptor_(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
+    explicit StoreWatch(const std::string& path) : descriptor_(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
         // The folder tells of files that come and go as well, and of the journals beside the store.
         const std::filesystem::path folder = std::filesystem::canonical(path).parent_path();
         if (descriptor_ < 0 || inotify_add_watch(descriptor_, folder.c_str(), IN_MODIFY | IN_CREATE | IN_MOVED_TO) < 0)
-            throw Failure(path.string() + ": cannot be watched for changes");
+            throw Failure(path + ": cannot be watched for changes");
         // A signal counts only while the wait is on, so that none falls between the look at the flag and the wait.
         sigset_t ending;
         sigemptyset(&ending);
@@ -56,7 +57,7 @@ struct FileId {
 };
 
 // None while there is no file with something in it: it is not for a reader to make one.
-std::optional<FileId> file_at(const std::filesystem::path& path) {
+std::optional<FileId> file_at(const std::string& path) {
     struct stat found {};
     if (stat(path.c_str(), &found) != 0 || found.st_size == 0) return std::nullopt;
     return FileId{found.st_dev, found.st_ino};
@@ -114,7 +115,7 @@ private:
 // The store that a path names from time to time.
 class FollowedStore {
 public:
-    explicit FollowedStore(std::filesystem::path followed) : path_(std::move(followed)) {
+    explicit FollowedStore(std::string followed) : path_(std::move(followed)) {
         database_.emplace();
         open_ = file_at(path_);
     }
@@ -139,7 +140,7 @@ private:
         open_ = file_at(path_);
     }
 
-    std::filesystem::path path_;
+    std::string path_;
     std::optional<Database> database_;
     std::optional<FileId> open_;
 };

@@ -3,6 +3,8 @@
 
 #include "companion/names.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <charconv>
 

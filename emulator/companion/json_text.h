@@ -2,11 +2,12 @@
 // alike. docs/json.md tells the convention that all of it follows.
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include <string>
 
-// Texts in it are bytes as they were typed.
+// Texts in it are bytes as they were typed. What it is, <nlohmann/json.hpp> says: whoever makes such values includes
+// it.
 using Json = nlohmann::ordered_json;
 
 // On lines of their own, two blanks a level, without a line feed at the end.

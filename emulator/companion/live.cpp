@@ -63,8 +63,8 @@ std::vector<OpenPort> open_ports(const std::vector<PreparedPort>& prepared) {
     return opened;
 }
 
-void say_ready(std::ostream& out, const std::filesystem::path& store, const std::vector<PreparedPort>& ports) {
-    out << "live on " << store.string() << ":";
+void say_ready(std::ostream& out, const std::string& store, const std::vector<PreparedPort>& ports) {
+    out << "live on " << store << ":";
     for (const PreparedPort& port : ports)
         out << " " << port.port << "=" << port.interface;
     out << std::endl; // whoever waits for it may wait at a pipe

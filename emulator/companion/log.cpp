@@ -5,6 +5,8 @@
 #include "companion/json_text.h"
 #include "companion/names.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <iostream>
 #include <unordered_map>

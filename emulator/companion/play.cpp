@@ -8,6 +8,8 @@
 #include "companion/progress_bar.h"
 #include "companion/sentence.h"
 
+#include <nlohmann/json.hpp>
+
 #include <iostream>
 
 namespace {
@@ -120,9 +122,9 @@ int play(const PlayOptions& options) {
     std::optional<PrivateFolder> copy;
     if (options.dry_run) {
         copy.emplace();
-        Database().copy_to(copy->path() / "switch.db");
+        Database().copy_to(copy->file("switch.db"));
     }
-    prepare_environment(copy ? copy->path() / "switch.db" : store_path());
+    prepare_environment(copy ? copy->file("switch.db") : store_path());
 
     const Tally tally = play_all(sentences, options);
     (options.as_json ? print_tally_as_json : print_tally)(tally, sentences.size(), options.dry_run);

@@ -61,8 +61,8 @@ public:
     explicit ReplayedSwitch(bool on_copy) {
         if (on_copy) {
             copy.emplace();
-            Database().copy_to(copy->path() / "switch.db");
-            prepare_environment(copy->path() / "switch.db");
+            Database().copy_to(copy->file("switch.db"));
+            prepare_environment(copy->file("switch.db"));
         } else {
             prepare_environment(store_path());
         }

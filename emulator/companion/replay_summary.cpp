@@ -4,6 +4,8 @@
 #include "companion/json_text.h"
 #include "companion/table.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <ctime>
 

@@ -24,7 +24,7 @@ constexpr const char* counters = "counters";
 int show_counters(bool as_json) {
     const auto published = live::read_counters(store_path());
     if (as_json)
-        std::cout << json_lines(counters_json(published));
+        std::cout << counters_as_json(published);
     else if (published)
         print_counters(std::cout, *published);
     else
@@ -98,7 +98,7 @@ int show(const ShowOptions& options) {
         // At once: of a damaged store nothing is shown.
         std::cout << topics_as_json(database, topic == nullptr ? "" : topic->name);
     } else if (topic == nullptr) {
-        std::cout << shown(store_path().string()) << "\n\n";
+        std::cout << shown(store_path()) << "\n\n";
         print_overview(database);
     } else {
         print_topic(database, *topic, options.with_system, options.name);

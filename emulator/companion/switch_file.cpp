@@ -9,6 +9,7 @@
 
 #include <array>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <string_view>
@@ -39,7 +40,7 @@ SwitchModel play_on_empty_switch(const std::string& file) {
     }
     const PatientInterrupts interrupts;
     const PrivateFolder folder;
-    const std::string store = folder.path() / "switch.db";
+    const std::string store = folder.file("switch.db");
     prepare_environment(store);
     for (const Sentence& sentence : sentences) {
         const Said said = say(sentence);

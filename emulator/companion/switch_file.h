@@ -7,8 +7,8 @@
 
 // The switch in the file of a store, which begins as SQLite files do, or the one that the sentences of any other file
 // make of an empty switch; "-" are sentences on standard input. Nothing is made and nothing is changed. A sentence that
-// the switch refuses is told on standard error, with its place, and `Failure` says no more. Where sentences were played,
-// EMUSWITCH is another one afterwards.
+// the switch refuses is told on standard error, with its place, and `Failure` says no more. Where sentences were
+// played, EMUSWITCH is another one afterwards.
 SwitchModel read_switch(const std::string& file);
 
 // The switch in the file of a store, which EMUSWITCH names afterwards.

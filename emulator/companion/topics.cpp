@@ -6,6 +6,8 @@
 #include "platform/portshm.h"
 #include "platform/qual.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 
 namespace {

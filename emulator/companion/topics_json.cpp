@@ -1,6 +1,8 @@
 // The kinds of objects of a switch as JSON.
 #include "companion/topics.h"
 
+#include <nlohmann/json.hpp>
+
 namespace {
 
 // Writes an object of arrays, object by object.

@@ -75,17 +75,17 @@ template <typename Record> void append(std::vector<char>& bytes, const Record* r
 
 } // namespace
 
-std::filesystem::path counters_path(const std::filesystem::path& store) {
-    return store.string() + "-live";
+std::string counters_path(const std::string& store) {
+    return store + "-live";
 }
 
-CountersFile::CountersFile(const std::filesystem::path& store)
+CountersFile::CountersFile(const std::string& store)
     : file_(open(counters_path(store).c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0644)) {
-    const std::string name = counters_path(store).string();
+    const std::string name = counters_path(store);
     if (!file_.is_open()) throw Failure(name + ": cannot be written (" + strerror(errno) + ")");
     struct flock lock = whole_file();
     if (fcntl(file_.get(), F_OFD_SETLK, &lock) != 0)
-        throw Failure(store.string() + ": another live switch runs on it; end that one first");
+        throw Failure(store + ": another live switch runs on it; end that one first");
     if (ftruncate(file_.get(), 0) != 0) throw Failure(name + ": cannot be written (" + strerror(errno) + ")");
 }
 
@@ -106,7 +106,7 @@ void CountersFile::publish(const Counts& counts) {
     if (pwrite(file_.get(), &sequence_, sizeof sequence_, sequence_at) < 0) return;
 }
 
-std::optional<Published> read_counters(const std::filesystem::path& store) {
+std::optional<Published> read_counters(const std::string& store) {
     const Descriptor file(open(counters_path(store).c_str(), O_RDONLY | O_CLOEXEC));
     if (!file.is_open()) return std::nullopt;
     constexpr int most_attempts = 10'000;
@@ -114,8 +114,7 @@ std::optional<Published> read_counters(const std::filesystem::path& store) {
         Header header;
         if (!read_exactly(file, &header, sizeof header, 0)) break; // nothing published yet
         if (!is_ours(header))
-            throw Failure(counters_path(store).string() +
-                          ": made by another version of emuswitch; start the live switch again");
+            throw Failure(counters_path(store) + ": made by another version of emuswitch; start the live switch again");
         if (auto counts = read_once(file, header)) return Published{std::move(*counts), is_locked(file)};
         sched_yield();
     }

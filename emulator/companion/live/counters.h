@@ -7,7 +7,6 @@
 
 #include <array>
 #include <cstdint>
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
@@ -65,12 +64,12 @@ struct Counts {
     std::vector<QueueCount> queues;
 };
 
-std::filesystem::path counters_path(const std::filesystem::path& store);
+std::string counters_path(const std::string& store);
 
 // The live switch's side. There is one on a store.
 class CountersFile {
 public:
-    explicit CountersFile(const std::filesystem::path& store); // throws `Failure` where another live switch has it
+    explicit CountersFile(const std::string& store); // throws `Failure` where another live switch has it
 
     // Where the disk is full, or the file is not as we left it, readers see an older state or none.
     void publish(const Counts& counts);
@@ -87,6 +86,6 @@ struct Published {
 };
 
 // The readers' side. None: no switch was live here. Throws `Failure` where the file is none of these.
-std::optional<Published> read_counters(const std::filesystem::path& store);
+std::optional<Published> read_counters(const std::string& store);
 
 } // namespace live

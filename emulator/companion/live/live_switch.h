@@ -14,7 +14,6 @@
 #include "dataplane/egress.h"
 #include "dataplane/forward.h"
 
-#include <filesystem>
 #include <vector>
 
 namespace live {
@@ -26,7 +25,7 @@ struct OpenPort {
 };
 
 struct LiveOptions {
-    std::filesystem::path store;
+    std::string store;
     std::string record;     // a capture of all that comes and goes; empty: none
     uint64_t line_rate = 0; // bit/s of every line; 0: as fast as the machine goes
     bool has_priority = false;

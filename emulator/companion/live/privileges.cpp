@@ -21,6 +21,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <iostream>
 
 namespace live {
@@ -113,9 +114,9 @@ std::string take_priority() {
            std::to_string(priority) + " or more";
 }
 
-void give_up_privileges(const std::filesystem::path& store) {
+void give_up_privileges(const std::string& store) {
     struct stat status {};
-    if (stat(store.c_str(), &status) != 0 && stat(store.parent_path().c_str(), &status) != 0)
+    if (stat(store.c_str(), &status) != 0 && stat(std::filesystem::path(store).parent_path().c_str(), &status) != 0)
         return drop_capabilities();
     if (geteuid() == 0 && status.st_uid != 0) become(status.st_uid, status.st_gid);
     drop_capabilities();

@@ -1,7 +1,6 @@
 // What a live switch may do, and what it gives up.
 #pragma once
 
-#include <filesystem>
 #include <functional>
 #include <string>
 
@@ -13,7 +12,7 @@ std::string take_priority();
 
 // Gives up every right beyond those of the user whose switch it is: the owner of the store (of its folder where it is
 // not there yet); for root's own, root without its rights. For good. Throws `Failure`.
-void give_up_privileges(const std::filesystem::path& store);
+void give_up_privileges(const std::string& store);
 
 // SIGINT, SIGTERM and SIGHUP wait from now on, so that nothing is left half done.
 void block_ending_signals();

@@ -12,11 +12,10 @@
 
 namespace live {
 
-StoreWatch::StoreWatch(const std::filesystem::path& store)
-    : file_(store), notifier_(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
+StoreWatch::StoreWatch(const std::string& store) : file_(store), notifier_(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
     if (!notifier_.is_open() ||
         inotify_add_watch(notifier_.get(), store.c_str(), IN_MODIFY | IN_ATTRIB | IN_MOVE_SELF) < 0)
-        throw Failure(store.string() + ": cannot be watched (" + strerror(errno) +
+        throw Failure(store + ": cannot be watched (" + strerror(errno) +
                       "); raise fs.inotify.max_user_watches and fs.inotify.max_user_instances");
 }
 
@@ -33,7 +32,7 @@ void StoreWatch::clear() {
     const bool is_moved = (seen & IN_MOVE_SELF) != 0;
     const bool is_removed = (seen & IN_ATTRIB) != 0 && stat(file_.c_str(), &status) != 0;
     if (is_moved || is_removed)
-        throw Failure(file_.string() + ": was removed or moved away under the live switch; start it again");
+        throw Failure(file_ + ": was removed or moved away under the live switch; start it again");
 }
 
 } // namespace live

@@ -3,14 +3,14 @@
 
 #include "companion/live/descriptor.h"
 
-#include <filesystem>
+#include <string>
 
 namespace live {
 
 class StoreWatch {
 public:
     // The store has to be there. Throws `Failure`.
-    explicit StoreWatch(const std::filesystem::path& store);
+    explicit StoreWatch(const std::string& store);
 
     int descriptor() const { return notifier_.get(); } // readable when the store was written
 
@@ -18,7 +18,7 @@ public:
     void clear();
 
 private:
-    std::filesystem::path file_;
+    std::string file_;
     Descriptor notifier_;
 };
 
