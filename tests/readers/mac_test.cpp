@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <initializer_list>
 #include <random>
 
 namespace {
@@ -19,69 +20,82 @@ struct MacRow {
     Bytes bytes;
 };
 
-class MacText : public testing::TestWithParam<MacRow> {};
-
-TEST_P(MacText, IsRead) {
-    Bytes bytes{0xaa, 0xaa, 0xaa, 0xaa, 0xaa, 0xaa};
-    EXPECT_EQ(0, parse_mac_address(GetParam().text, bytes.data())) << GetParam().text;
-    EXPECT_EQ(GetParam().bytes, bytes) << GetParam().text;
+void expect_macs(std::initializer_list<MacRow> rows) {
+    for (const MacRow& row : rows) {
+        Bytes bytes{0xaa, 0xaa, 0xaa, 0xaa, 0xaa, 0xaa};
+        EXPECT_EQ(0, parse_mac_address(row.text, bytes.data())) << row.text;
+        EXPECT_EQ(row.bytes, bytes) << row.text;
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(Usual, MacText,
-                         testing::Values(MacRow{"00:11:22:33:44:55", {0, 0x11, 0x22, 0x33, 0x44, 0x55}},
-                                         MacRow{"01:80:C2:00:00:0F", {0x01, 0x80, 0xc2, 0, 0, 0x0f}},
-                                         MacRow{"aa:bb:cc:dd:ee:ff", {0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff}},
-                                         MacRow{"AA:Bb:cC:DD:EE:FF", {0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff}},
-                                         MacRow{"ff:ff:ff:ff:ff:ff", {255, 255, 255, 255, 255, 255}}));
+TEST(MacText, Usual) {
+    expect_macs({{"00:11:22:33:44:55", {0, 0x11, 0x22, 0x33, 0x44, 0x55}},
+                 {"01:80:C2:00:00:0F", {0x01, 0x80, 0xc2, 0, 0, 0x0f}},
+                 {"aa:bb:cc:dd:ee:ff", {0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff}},
+                 {"AA:Bb:cC:DD:EE:FF", {0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff}},
+                 {"ff:ff:ff:ff:ff:ff", {255, 255, 255, 255, 255, 255}}});
+}
 
 // Nothing but the length and the colons is checked, deliberately.
-INSTANTIATE_TEST_SUITE_P(Lenient, MacText,
-                         testing::Values(
-                             // blanks in front of a digit, and a sign
-                             MacRow{" a:\tb:\n1:\v2:\f3:\r4", {0x0a, 0x0b, 1, 2, 3, 4}},
-                             MacRow{"-1:-2:-f:+1:+f:-0", {0xff, 0xfe, 0xf1, 1, 15, 0}},
-                             // what follows the first digit is left when it is none
-                             MacRow{"1g:2 :3-:4::5.:6/", {1, 2, 3, 4, 5, 6}},
-                             // a pair without a digit repeats the byte before it
-                             MacRow{"12:zz:34:xx:yy:56", {0x12, 0x12, 0x34, 0x34, 0x34, 0x56}},
-                             MacRow{"ab:  :--:++:-g:g1", {0xab, 0xab, 0xab, 0xab, 0xab, 0xab}},
-                             MacRow{"7f:x1:::::-:-::+:", {0x7f, 0x7f, 0x7f, 0x7f, 0x7f, 0x7f}},
-                             // and the first one is 0
-                             MacRow{"zz:11:22:33:44:55", {0, 0x11, 0x22, 0x33, 0x44, 0x55}},
-                             MacRow{"zz:zz:zz:zz:zz:zz", {}}, MacRow{"  :  :  :  :  :  ", {}},
-                             // the repeated byte is the one stored, and no remainder of what a sign made of it
-                             MacRow{"-1:zz:01:zz:-f:zz", {0xff, 0xff, 1, 1, 0xf1, 0xf1}},
-                             // 0x is a prefix without digits, which counts as 0
-                             MacRow{"11:0x:22:0X:33:x0", {0x11, 0, 0x22, 0, 0x33, 0x33}}));
+TEST(MacText, Lenient) {
+    expect_macs({// blanks in front of a digit, and a sign
+                 {" a:\tb:\n1:\v2:\f3:\r4", {0x0a, 0x0b, 1, 2, 3, 4}},
+                 {"-1:-2:-f:+1:+f:-0", {0xff, 0xfe, 0xf1, 1, 15, 0}},
+                 // what follows the first digit is left when it is none
+                 {"1g:2 :3-:4::5.:6/", {1, 2, 3, 4, 5, 6}},
+                 // a pair without a digit repeats the byte before it
+                 {"12:zz:34:xx:yy:56", {0x12, 0x12, 0x34, 0x34, 0x34, 0x56}},
+                 {"ab:  :--:++:-g:g1", {0xab, 0xab, 0xab, 0xab, 0xab, 0xab}},
+                 {"7f:x1:::::-:-::+:", {0x7f, 0x7f, 0x7f, 0x7f, 0x7f, 0x7f}},
+                 // and the first one is 0
+                 {"zz:11:22:33:44:55", {0, 0x11, 0x22, 0x33, 0x44, 0x55}},
+                 {"zz:zz:zz:zz:zz:zz", {}},
+                 {"  :  :  :  :  :  ", {}},
+                 // the repeated byte is the one stored, and no remainder of what a sign made of it
+                 {"-1:zz:01:zz:-f:zz", {0xff, 0xff, 1, 1, 0xf1, 0xf1}},
+                 // 0x is a prefix without digits, which counts as 0
+                 {"11:0x:22:0X:33:x0", {0x11, 0, 0x22, 0, 0x33, 0x33}}});
+}
 
-struct BadRow {
+struct BadMacRow {
     const char* text;
     size_t stored; // how many bytes were there before the fault
 };
 
-class BadMacText : public testing::TestWithParam<BadRow> {};
-
-TEST_P(BadMacText, IsRefused) {
-    Bytes bytes{0xaa, 0xaa, 0xaa, 0xaa, 0xaa, 0xaa};
-    EXPECT_EQ(-1, parse_mac_address(GetParam().text, bytes.data())) << GetParam().text;
-    Bytes expected{0x00, 0x11, 0x22, 0x33, 0x44, 0x55};
-    std::fill(expected.begin() + static_cast<ptrdiff_t>(GetParam().stored), expected.end(), uint8_t{0xaa});
-    EXPECT_EQ(expected, bytes) << GetParam().text;
+void expect_no_macs(std::initializer_list<BadMacRow> rows) {
+    for (const BadMacRow& row : rows) {
+        Bytes bytes{0xaa, 0xaa, 0xaa, 0xaa, 0xaa, 0xaa};
+        EXPECT_EQ(-1, parse_mac_address(row.text, bytes.data())) << row.text;
+        Bytes expected{0x00, 0x11, 0x22, 0x33, 0x44, 0x55};
+        std::fill(expected.begin() + static_cast<ptrdiff_t>(row.stored), expected.end(), uint8_t{0xaa});
+        EXPECT_EQ(expected, bytes) << row.text;
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(Length, BadMacText,
-                         testing::Values(BadRow{"", 0}, BadRow{"0", 0}, BadRow{"0:11:22:33:44:55", 0},
-                                         BadRow{"00:11:22:33:44:5", 0}, BadRow{"00:11:22:33:44:555", 0},
-                                         BadRow{"00:11:22:33:44:55 ", 0}, BadRow{" 00:11:22:33:44:55", 0},
-                                         BadRow{"00:11:22:33:44", 0}, BadRow{"00:11:22:33:44:55:66", 0},
-                                         BadRow{"001122334455", 0}));
+TEST(BadMacText, Length) {
+    expect_no_macs({{"", 0},
+                    {"0", 0},
+                    {"0:11:22:33:44:55", 0},
+                    {"00:11:22:33:44:5", 0},
+                    {"00:11:22:33:44:555", 0},
+                    {"00:11:22:33:44:55 ", 0},
+                    {" 00:11:22:33:44:55", 0},
+                    {"00:11:22:33:44", 0},
+                    {"00:11:22:33:44:55:66", 0},
+                    {"001122334455", 0}});
+}
 
-INSTANTIATE_TEST_SUITE_P(Separators, BadMacText,
-                         testing::Values(BadRow{"00-11-22-33-44-55", 0}, BadRow{"00.11:22:33:44:55", 0},
-                                         BadRow{"00:11;22:33:44:55", 1}, BadRow{"00:11:22 33:44:55", 2},
-                                         BadRow{"00:11:22:33-44:55", 3}, BadRow{"00:11:22:33:44-55", 4},
-                                         BadRow{"00:11:22:33:44055", 4}, BadRow{"0:011:22:33:44:55", 0},
-                                         BadRow{"00112233445566778", 0}));
+TEST(BadMacText, Separators) {
+    expect_no_macs({{"00-11-22-33-44-55", 0},
+                    {"00.11:22:33:44:55", 0},
+                    {"00:11;22:33:44:55", 1},
+                    {"00:11:22 33:44:55", 2},
+                    {"00:11:22:33-44:55", 3},
+                    {"00:11:22:33:44-55", 4},
+                    {"00:11:22:33:44055", 4},
+                    {"0:011:22:33:44:55", 0},
+                    {"00112233445566778", 0}});
+}
 
 // Any seventeen characters, as formatted scanning would have them pair by pair.
 TEST(RandomMacText, IsReadAsFormattedScanningDoes) {
