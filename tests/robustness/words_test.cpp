@@ -8,10 +8,17 @@
 
 namespace {
 
-const Setup setup = setup_from_environment();
+// With a start for each sentence: a server takes neither so many words nor such long ones.
+Setup without_server() {
+    Setup setup = setup_from_environment();
+    setup.server.clear();
+    return setup;
+}
+
+const Setup tested = without_server();
 
 Outcome run(const std::vector<std::string>& words) {
-    return run_tool(setup, words, {});
+    return run_tool(tested, words, {});
 }
 
 std::string repeated(const std::string& piece, size_t length) {
@@ -68,7 +75,7 @@ TEST_P(AnyCommand, TakesStrangeWords) {
         for (const std::string& strange : strange_words()) {
             std::vector<std::string> words = sentence().words;
             words[place] = strange;
-            expect_sound(run_tool(setup, words, sentence().calls), words);
+            expect_sound(run_tool(tested, words, sentence().calls), words);
         }
     }
 }
@@ -77,7 +84,7 @@ TEST_P(AnyCommand, TakesLongEndsOfGoodWords) {
     for (size_t place = 2; place < sentence().words.size(); ++place) {
         std::vector<std::string> words = sentence().words;
         words[place] += repeated("z", 100000);
-        expect_sound(run_tool(setup, words, sentence().calls), words);
+        expect_sound(run_tool(tested, words, sentence().calls), words);
     }
 }
 
@@ -85,11 +92,11 @@ TEST_P(AnyCommand, TakesAnyNumberOfWords) {
     std::vector<std::string> words = sentence().words;
     while (!words.empty()) {
         words.pop_back();
-        expect_sound(run_tool(setup, words, sentence().calls), words);
+        expect_sound(run_tool(tested, words, sentence().calls), words);
     }
     words = sentence().words;
     words.insert(words.end(), 5000, "surplus");
-    expect_sound(run_tool(setup, words, sentence().calls), words);
+    expect_sound(run_tool(tested, words, sentence().calls), words);
 }
 
 INSTANTIATE_TEST_SUITE_P(Robust, AnyCommand, testing::Range<size_t>(0, accepted_sentences().size()),
@@ -117,7 +124,7 @@ TEST(Words, AllCommandsAreTried) {
 TEST(Words, OfEveryByteReachTheLibraryAsTyped) {
     for (int byte = 1; byte < 256; ++byte) {
         const std::string name{'a', static_cast<char>(byte), 'z'};
-        const Outcome outcome = run({"create", "vlan", name});
+        const Outcome outcome = play({"create", "vlan", name}, {});
         EXPECT_EQ(ok_document(), outcome.output) << byte;
         ASSERT_EQ(2U, outcome.recording.size()) << byte;
     }
@@ -126,7 +133,7 @@ TEST(Words, OfEveryByteReachTheLibraryAsTyped) {
 TEST(Words, OfEveryByteBehindANumberAreLeft) {
     for (int byte = 1; byte < 256; ++byte) {
         if (isdigit(byte) != 0) continue;
-        const Outcome outcome = run({"enable", "port", {'7', static_cast<char>(byte)}});
+        const Outcome outcome = play({"enable", "port", {'7', static_cast<char>(byte)}}, {});
         EXPECT_EQ(ok_document(), outcome.output) << byte;
         EXPECT_EQ((std::vector<std::string>{"brgfdb_enable_port(7)", "portshm_enable_port(7, 1)"}), outcome.recording)
             << byte;
@@ -136,7 +143,7 @@ TEST(Words, OfEveryByteBehindANumberAreLeft) {
 TEST(Words, LongerThanTheMessageAreCut) {
     for (const size_t length : {0U, 1U, 110U, 111U, 112U, 113U, 127U, 128U, 129U, 4096U, 100000U}) {
         const std::string name(length, 'n');
-        const Outcome outcome = run_tool(setup, {"delete", "vlan", name}, {{"", "-1", "103", "", ""}});
+        const Outcome outcome = run_tool(tested, {"delete", "vlan", name}, {{"", "-1", "103", "", ""}});
         const std::string message = "VLAN \"" + name + "\" does not exist.";
         EXPECT_EQ(ng_document("103", message.substr(0, 127)), outcome.output) << length;
         EXPECT_EQ(std::vector<std::string>{"brgfdb_get_vid(\"" + name + "\")"}, outcome.recording) << length;
@@ -162,7 +169,7 @@ TEST(WordsDeathTest, MayBeLessThanNone) {
 // Words that a number or a list ends in are read no further than their end: valgrind would tell.
 TEST(Words, AreReadToTheirEndOnly) {
     if (system("command -v valgrind >/dev/null 2>&1") != 0) GTEST_SKIP() << "there is no valgrind";
-    auto watched = setup;
+    auto watched = tested;
     watched.launcher = {"valgrind", "-q", "--error-exitcode=9", "--exit-on-first-error=yes"};
     for (size_t i = 0; i < accepted_sentences().size(); i += 4) {
         const Case& item = accepted_sentences()[i];

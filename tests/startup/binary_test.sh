@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # What is in the binary of the tool: binary_test.sh TOOL {lazy|now} [MOST-BYTES]
 #
-# The libraries it asks for, its hardening, when its imports are bound, and how large it is, text and data as `size`
-# counts them.
+# The libraries it asks for, that it has no heap, its hardening, when its imports are bound, and how large it is, text
+# and data as `size` counts them.
 set -euo pipefail
 tool=$1 binding=$2 most_bytes=${3:-}
 failures=0
@@ -21,6 +21,7 @@ expected="libbrgfdb.so libc.so.6 libportshm.so libqual.so libtrapevent.so "
 [ "$needed" = "$expected" ] || fail "asks the loader for $needed, not for $expected"
 grep -qE 'RPATH|RUNPATH' <<<"$dynamic" && fail "has a search path for libraries"
 grep -qE '_Z|__cxa_(throw|guard|begin)|GLIBCXX' <<<"$symbols" && fail "needs the C++ runtime library"
+grep -qE ' ((m|c|re|aligned_)alloc|strn?dup|asprintf|mmap|sbrk)@' <<<"$symbols" && fail "uses the heap"
 
 grep -q 'Flags:.*PIE' <<<"$dynamic" || fail "is no position-independent program"
 grep -q GNU_RELRO <<<"$segments" || fail "leaves relocated data writable"

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Builds, installs and runs the tool as docs/porting.md says:
-# porting_test.sh SOURCE STUB-LIBRARIES TOOLCHAIN-FILE QEMU CONTRACT-RUNNER RECORDING-LIBRARIES
+# porting_test.sh SOURCE STUB-LIBRARIES TOOLCHAIN-FILE QEMU CONTRACT-RUNNER RECORDING-LIBRARIES SERVER
 set -euo pipefail
-source=$1 stubs=$2 toolchain=$3 qemu=$4 runner=$5 recording=$6
+source=$1 stubs=$2 toolchain=$3 qemu=$4 runner=$5 recording=$6 server=$7
 here=$(dirname "${BASH_SOURCE[0]}")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -31,4 +31,5 @@ expected='<response>
   exit 1
 }
 CONTRACT_TOOL=$tool CONTRACT_LAUNCHER=$launcher CONTRACT_LIBRARIES=$recording \
+  CONTRACT_SERVER=$server \
   "$runner" --gtest_brief=1 '--gtest_filter=vlan_lifecycle.*:stream_shaping.*'
