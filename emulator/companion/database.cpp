@@ -22,8 +22,8 @@ constexpr int longest_wait = 20000; // ms
 // What is wrong with a file, and what to do about it, as the core says it.
 std::string trouble_of(int result, const std::string& reason) {
     switch (result) {
-    case SQLITE_FULL:
-    case SQLITE_IOERR: return "cannot be written (" + reason + "); make room on its disk";
+    case SQLITE_FULL: return "cannot be written (" + reason + "); make room on its disk";
+    case SQLITE_IOERR: return "cannot be read or written (" + reason + "); see to its disk";
     case SQLITE_READONLY:
     case SQLITE_CANTOPEN:
     case SQLITE_PERM: return "cannot be written (" + reason + "); let this user write the file and its folder";

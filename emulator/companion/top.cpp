@@ -3,6 +3,7 @@
 #include "companion/commands.h"
 #include "companion/counters_view.h"
 #include "companion/database.h"
+#include "companion/names.h"
 #include "companion/table.h"
 
 #include <sys/ioctl.h>
@@ -125,6 +126,16 @@ void print_rates(std::ostream& out, const Published& published, const Span& span
     print_table(out, table_of_queue_rates(span), "");
 }
 
+// The beginning of a line, as much as so many columns have room for.
+std::string cut_to(const std::string& line, size_t columns) {
+    size_t end = line.size();
+    while (columns_of(line.substr(0, end)) > columns)
+        do
+            --end;
+        while (end > 0 && (static_cast<unsigned char>(line[end]) & 0xc0) == 0x80); // within a character
+    return line.substr(0, end);
+}
+
 // As much of it as the window has room for, with a row left for the cursor; a terminal without a size gets all of it.
 std::vector<std::string> fit_to_window(const std::string& screen) {
     winsize window{};
@@ -132,7 +143,7 @@ std::vector<std::string> fit_to_window(const std::string& screen) {
     std::vector<std::string> lines;
     std::istringstream all(screen);
     for (std::string line; std::getline(all, line);)
-        lines.push_back(window.ws_col > 0 ? line.substr(0, window.ws_col) : line);
+        lines.push_back(window.ws_col > 0 ? cut_to(line, window.ws_col) : line);
     while (!lines.empty() && lines.back().empty())
         lines.pop_back();
     const size_t room = window.ws_row > 1 ? window.ws_row - size_t{1} : lines.size();

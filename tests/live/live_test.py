@@ -277,8 +277,11 @@ class Watching(Wires):
         self.assertIn("not live any more", self.emuswitch("top").stdout)
 
     def test_top_fits_its_window(self):
-        self.start()
-        for rows, columns in ((30, 120), (12, 60), (4, 30), (1, 1)):
+        name = "größe–€"  # more bytes than columns
+        ip("link", "set", "sw2", "name", name)
+        self.addCleanup(subprocess.run, ["ip", "link", "del", name], capture_output=True, check=False)
+        self.start("1=sw1", f"2={name}", "3=sw3")
+        for rows, columns in ((30, 120), (12, 60), (4, 30), (12, 9), (12, 12), (1, 1)):
             with self.subTest(rows=rows, columns=columns):
                 reading, writing = os.openpty()
                 fcntl.ioctl(writing, termios.TIOCSWINSZ, struct.pack("4H", rows, columns, 0, 0))

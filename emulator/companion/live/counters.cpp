@@ -50,6 +50,8 @@ std::optional<Counts> read_once(const Descriptor& file, Header header) {
         return std::nullopt;
     const uint32_t sequence = header.sequence;
     if (!read_exactly(file, &header, sizeof header, 0) || header.sequence != sequence) return std::nullopt;
+    for (PortCount& port : counts.ports)
+        port.interface.back() = '\0'; // whatever the file says
     return counts;
 }
 
