@@ -56,9 +56,7 @@ def own_model(number):
 
 def tables(switch):
     """All that is in the store, but what tells who and when."""
-    names = [row[0] for row in switch.query("SELECT name FROM sqlite_schema WHERE type = 'table'")]
-    contents = {name: sorted(switch.query(f"SELECT * FROM {name}"), key=str)
-                for name in names if name not in ("call_log", "trap_event")}
+    contents = {name: sorted(rows, key=str) for name, rows in switch.tables("call_log", "trap_event").items()}
     contents["calls"] = [row[0] for row in switch.query(
         "SELECT call FROM call_log WHERE call NOT LIKE 'getprotobyname%' ORDER BY id")]
     contents["events"] = switch.query(

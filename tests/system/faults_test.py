@@ -28,9 +28,8 @@ def library_functions():
 
 def rows(switch):
     """What there is on the switch and in the side tables."""
-    names = [row[0] for row in switch.query("SELECT name FROM sqlite_schema WHERE type = 'table'")]
-    return {(name, row) for name in names if name not in ("call_log", "trap_event", "limits", "fault")
-            for row in switch.query(f"SELECT * FROM {name}")}
+    tables = switch.tables("call_log", "trap_event", "limits", "fault")
+    return {(name, row) for name, found in tables.items() for row in found}
 
 
 class Faults(unittest.TestCase):

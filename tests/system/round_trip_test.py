@@ -93,9 +93,7 @@ class Life:
 
 def contents(switch):
     """Everything but the history, and the numbers that faults have among themselves."""
-    tables = [row[0] for row in switch.query("SELECT name FROM sqlite_schema WHERE type = 'table'")]
-    rows = {name: sorted(switch.query(f"SELECT * FROM {name}"), key=str)
-            for name in tables if name not in ("call_log", "trap_event", "fault")}
+    rows = {name: sorted(found, key=str) for name, found in switch.tables("call_log", "trap_event", "fault").items()}
     rows["fault"] = switch.query("SELECT function, status, skip, times FROM fault ORDER BY id")
     return rows
 

@@ -1,5 +1,6 @@
 """A private emulated switch for a test: the real tool on the emulated libraries, and emuswitch beside it."""
 
+import contextlib
 import os
 import pathlib
 import re
@@ -126,45 +127,44 @@ class Switch:
         """The state as Python values, held to the schema."""
         return checked("show", self.state())
 
+    def connected(self):
+        """The store, for many questions: each connection reads the schema anew."""
+        return contextlib.closing(sqlite3.connect(self.store, timeout=3600))
+
     def query(self, sql, *values):
-        connection = sqlite3.connect(self.store, timeout=3600)
-        try:
-            return connection.execute(sql, values).fetchall()
-        finally:
-            connection.close()
+        with self.connected() as store:
+            return store.execute(sql, values).fetchall()
 
     def change(self, sql, *values):
-        connection = sqlite3.connect(self.store, timeout=3600)
-        try:
-            with connection:
-                connection.execute(sql, values)
-        finally:
-            connection.close()
+        with self.connected() as store, store:
+            store.execute(sql, values)
+
+    def tables(self, *others):
+        """The rows of all tables but those, by the table's name."""
+        with self.connected() as store:
+            names = [name for (name,) in store.execute("SELECT name FROM sqlite_schema WHERE type = 'table'")]
+            return {name: store.execute(f"SELECT * FROM {name}").fetchall() for name in names if name not in others}
 
     def damage(self):
         """What SQLite finds wrong with the store; the pools are counted against what is in them."""
-        problems = [row[0] for row in self.query("PRAGMA integrity_check") if row[0] != "ok"]
-        problems += [f"foreign key: {row}" for row in self.query("PRAGMA foreign_key_check")]
         pools = {
             "fdb_entries": "SELECT (SELECT count(*) FROM static_entry) + (SELECT count(*) FROM learned_entry)"
                            " + (SELECT count(*) FROM local_entry)",
             "frame_buffers": "SELECT 64 * (SELECT count(*) FROM stream) + (SELECT coalesce(sum(blocks), 0) FROM queue)",
         }
-        for name, count in pools.items():
-            in_use = self.query("SELECT in_use FROM limits WHERE name = ?", name)[0][0]
-            counted = self.query(count)[0][0]
-            if in_use != counted:
-                problems.append(f"{name}: {in_use} are said to be in use, {counted} are")
+        with self.connected() as store:
+            problems = [row[0] for row in store.execute("PRAGMA integrity_check") if row[0] != "ok"]
+            problems += [f"foreign key: {row}" for row in store.execute("PRAGMA foreign_key_check")]
+            for name, count in pools.items():
+                in_use = store.execute("SELECT in_use FROM limits WHERE name = ?", (name,)).fetchone()[0]
+                counted = store.execute(count).fetchone()[0]
+                if in_use != counted:
+                    problems.append(f"{name}: {in_use} are said to be in use, {counted} are")
         return problems
 
     def is_empty(self):
         """Whether no object is left, and nothing of one in the side tables."""
-        left = {}
-        for (table,) in self.query("SELECT name FROM sqlite_schema WHERE type = 'table'"):
-            if table not in ("limits", "call_log", "trap_event", "fault"):
-                if count := self.query(f"SELECT count(*) FROM {table}")[0][0]:
-                    left[table] = count
-        return not left and not self.damage()
+        return not any(self.tables("limits", "call_log", "trap_event", "fault").values()) and not self.damage()
 
 
 def words_of(sentence):
