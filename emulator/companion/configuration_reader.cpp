@@ -424,8 +424,12 @@ void ConfigurationReader::read_learned(State& state, Nanoseconds now) {
     state.learned.take_changes(); // they came from the store
 }
 
+bool ConfigurationReader::has_unwritten(const State& state) const {
+    return !pending_.empty() || state.learned.has_changes();
+}
+
 bool ConfigurationReader::write_learned(State& state, Nanoseconds now, size_t limit) {
-    if (pending_.empty() && !state.learned.has_changes()) return false;
+    if (!has_unwritten(state)) return false;
     refresh(state, now); // before anybody waits for it
     Transaction transaction(database_);
     refresh(state, now); // what came in between

@@ -71,6 +71,9 @@ public:
     // the VLAN or that has a static entry by now, or where the forwarding database is full. Faults that are set for the
     // library do not concern it, and nothing is logged. Returns whether some are left for another call.
     bool write_learned(dataplane::State& state, dataplane::Nanoseconds now, size_t limit = SIZE_MAX);
+    // Whether there is something to write: what `state` has noted, and what is left of earlier calls, those included
+    // that failed.
+    bool has_unwritten(const dataplane::State& state) const;
 
 private:
     struct Effect;

@@ -432,6 +432,23 @@ TEST_F(LearnedTest, at_most_so_many_at_once) {
     EXPECT_EQ(ask("SELECT count(*) FROM learned_entry"), "10");
 }
 
+// Such as a reader that has lost its processor: it keeps the writer from its end.
+TEST_F(LearnedTest, is_written_when_the_store_is_free_again) {
+    state.learned.put(10, some_host, 0, 5);
+    sqlite3_busy_timeout(database->handle(), 0);
+    {
+        Database reading(store);
+        reading.script("BEGIN; SELECT * FROM limits");
+        EXPECT_THROW(reader->write_learned(state, 5), Locked);
+        EXPECT_TRUE(reader->has_unwritten(state));
+    }
+    EXPECT_EQ(stored(), "");
+    EXPECT_FALSE(reader->write_learned(state, 6));
+    EXPECT_EQ(stored(), "10|00:11:22:33:44:55|1");
+    EXPECT_FALSE(reader->has_unwritten(state));
+    EXPECT_FALSE(reader->has_changed()) << "its own writing is no change to it";
+}
+
 TEST_F(LearnedTest, the_store_keeps_its_rules) {
     set_limit("fdb_entries", 4); // three memberships have an entry of their own each
     for (Mac host = 1; host <= 3; ++host)
@@ -494,6 +511,9 @@ TEST_F(LearnedTest, the_stores_entries_count_where_somebody_else_wrote_them) {
     ASSERT_NE(state.learned.peek(20, 3), nullptr);
     EXPECT_EQ(state.learned.peek(20, 3)->port, 1);
     EXPECT_EQ(state.learned.peek(20, 3)->seen, 5);
+    EXPECT_TRUE(reader->has_unwritten(state));
+    reader->write_learned(state, 6);
+    EXPECT_EQ(stored(), "10|00:00:00:00:00:02|1\n20|00:00:00:00:00:03|2");
 }
 
 TEST_F(LearnedTest, is_there_from_the_start) {

@@ -384,23 +384,23 @@ void LiveSwitch::set_carrier(BoundPort& port, bool has_carrier, bool is_gone) {
 
 void LiveSwitch::keep_house() {
     state_.learned.age(*taken_.ports, now_, aged_a_turn);
-    if (is_to_be_written() && now_ >= write_learned_at_) write_learned();
+    if (now_ >= write_learned_at_ && reader_.has_unwritten(state_)) write_learned();
     if (now_ >= publish_at_) publish();
 }
 
 void LiveSwitch::write_learned() {
     try {
+        bool is_more_left = false;
         const bool is_done =
-            unless_locked([this] { has_unwritten_ = reader_.write_learned(state_, now_, entries_a_write); });
+            unless_locked([&] { is_more_left = reader_.write_learned(state_, now_, entries_a_write); });
         has_complained_ = has_complained_ && !is_done;
-        write_learned_at_ = now_ + (!is_done ? between_tries : has_unwritten_ ? between_parts : between_writes);
+        write_learned_at_ = now_ + (!is_done ? between_tries : is_more_left ? between_parts : between_writes);
     } catch (const Failure& problem) {
         // A full disk is no reason to stop forwarding. A damaged store is found when it is read next.
         if (!has_complained_)
             std::cerr << "emuswitch: " << problem.what()
                       << "; frames go on, what was learned is written when that is possible\n";
         has_complained_ = true;
-        has_unwritten_ = true;
         write_learned_at_ = now_ + second;
     }
     take_configuration(); // writing looks at the store first, and that may have gone well where it did not
@@ -409,8 +409,7 @@ void LiveSwitch::write_learned() {
 void LiveSwitch::write_all_learned() {
     constexpr int longest_wait = 20'000; // ms
     sqlite3_busy_timeout(database_.handle(), longest_wait);
-    while (is_to_be_written())
-        has_unwritten_ = reader_.write_learned(state_, now_);
+    reader_.write_learned(state_, now_);
 }
 
 void LiveSwitch::publish() {
@@ -433,7 +432,7 @@ void LiveSwitch::publish() {
 Nanoseconds LiveSwitch::next_deadline() const {
     Nanoseconds deadline = std::min(egress_.next_time(), publish_at_);
     if (follow_store_at_ != 0) deadline = std::min(deadline, follow_store_at_);
-    if (is_to_be_written()) deadline = std::min(deadline, write_learned_at_);
+    if (reader_.has_unwritten(state_)) deadline = std::min(deadline, write_learned_at_);
     return deadline;
 }
 

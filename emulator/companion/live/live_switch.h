@@ -76,7 +76,6 @@ private:
     void set_carrier(BoundPort& port, bool has_carrier, bool is_gone);
 
     void keep_house();
-    bool is_to_be_written() const { return has_unwritten_ || state_.learned.has_changes(); }
     void write_learned();
     void write_all_learned();
     void publish();
@@ -115,7 +114,6 @@ private:
     SwitchCount count_;
 
     bool is_ending_ = false;
-    bool has_unwritten_ = false;                  // learned entries, beside those that `state` has noted
     bool has_complained_ = false;                 // that they cannot be written
     dataplane::Nanoseconds look_at_events_ = 0;   // at the latest, whatever the traffic
     dataplane::Nanoseconds follow_store_at_ = 0;  // again, where it was locked; 0: it was not
