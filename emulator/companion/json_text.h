@@ -6,8 +6,7 @@
 
 #include <string>
 
-// Texts in it are bytes as they were typed. What it is, <nlohmann/json.hpp> says: whoever makes such values includes
-// it.
+// Texts in it are bytes as they were typed. Whoever makes such values includes <nlohmann/json.hpp>, which takes long.
 using Json = nlohmann::ordered_json;
 
 // On lines of their own, two blanks a level, without a line feed at the end.

@@ -30,6 +30,5 @@ expected='<response>
   echo "FAILED: $tool printed: $output"
   exit 1
 }
-CONTRACT_TOOL=$tool CONTRACT_LAUNCHER=$launcher CONTRACT_LIBRARIES=$recording \
-  CONTRACT_SERVER=$server \
+CONTRACT_TOOL=$tool CONTRACT_LAUNCHER=$launcher CONTRACT_LIBRARIES=$recording CONTRACT_SERVER=$server \
   "$runner" --gtest_brief=1 '--gtest_filter=vlan_lifecycle.*:stream_shaping.*'
