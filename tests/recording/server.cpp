@@ -4,15 +4,20 @@
 // each child calls the `main` of the program, which is as it always is, on the words of that sentence. So each has the
 // memory of a program that has just been started, and ends by itself.
 //
+// Under an emulator most of what is left is the translation of what a sentence runs, which is lost with the child. So
+// there the sentence is rehearsed before the child is forked, which then finds everything translated.
+//
 // It is linked with the recording libbrgfdb.so into a folder of its own, for runners that ask for it.
 #include "recorder.h"
 
 #include <dlfcn.h>
+#include <link.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -25,29 +30,87 @@ constexpr int most_words = 4096;
 Main program_main;
 char* program_words[most_words + 2];
 
-// The words of a sentence, each ended by NUL, from the file that the runner has written them to; returns their number.
-// The file is mapped for good: it is only called in the process that plays the sentence.
-int read_words() {
+struct Bytes {
+    void* start = nullptr;
+    size_t size = 0;
+};
+
+// The file that the runner has written a sentence's words to, each ended by NUL, in memory of its own.
+Bytes map_words() {
     struct stat status {};
     if (fstat(recorder::words_fd, &status) != 0) _exit(1);
+    if (status.st_size == 0) return {};
+    const auto size = static_cast<size_t>(status.st_size);
+    void* const mapped = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE, recorder::words_fd, 0);
+    if (mapped == MAP_FAILED) _exit(1);
+    return {mapped, size};
+}
+
+int run_main(const Bytes& words) {
     int count = 1; // the name of the program is there
-    if (status.st_size > 0) {
-        const auto size = static_cast<size_t>(status.st_size);
-        void* const mapped = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE, recorder::words_fd, 0);
-        if (mapped == MAP_FAILED) _exit(1);
-        char* word = static_cast<char*>(mapped);
-        for (const char* const end = word + size; word < end && count <= most_words; word += strlen(word) + 1)
-            program_words[count++] = word;
-    }
+    char* word = static_cast<char*>(words.start);
+    for (const char* const end = word + words.size; word < end && count <= most_words; word += strlen(word) + 1)
+        program_words[count++] = word;
     program_words[count] = nullptr;
-    return count;
+    return program_main(count, program_words, environ);
 }
 
 [[noreturn]] void play() {
-    const int count = read_words();
+    const Bytes words = map_words();
     close(recorder::words_fd);
     close(recorder::server_fd);
-    exit(program_main(count, program_words, environ));
+    exit(run_main(words));
+}
+
+#if defined(__powerpc__)
+constexpr bool is_emulated = true;
+#else
+constexpr bool is_emulated = false;
+#endif
+
+sigjmp_buf end_of_rehearsal;
+bool is_rehearsing = false;
+
+// All of the program that a sentence can change: its data, but for what the loader has made read-only. Neither it nor
+// its libraries here have a heap, and what the libraries keep is written anew before it is read.
+int find_data(dl_phdr_info* program, size_t, void* found) {
+    Bytes data;
+    uintptr_t read_only_end = 0;
+    for (const ElfW(Phdr)* part = program->dlpi_phdr; part < program->dlpi_phdr + program->dlpi_phnum; ++part) {
+        const uintptr_t start = program->dlpi_addr + part->p_vaddr;
+        if (part->p_type == PT_LOAD && (part->p_flags & PF_W) != 0)
+            data = {reinterpret_cast<void*>(start), part->p_memsz};
+        if (part->p_type == PT_GNU_RELRO) read_only_end = start + part->p_memsz;
+    }
+    const uintptr_t start = reinterpret_cast<uintptr_t>(data.start);
+    if (read_only_end > start) data = {reinterpret_cast<void*>(read_only_end), start + data.size - read_only_end};
+    *static_cast<Bytes*>(found) = data;
+    return 1; // the program is the first
+}
+
+// Plays the sentence that is asked for, and has nothing left of it.
+void rehearse() {
+    static Bytes data;
+    static char first[4096];
+    if (data.start == nullptr) {
+        dl_iterate_phdr(find_data, &data);
+        if (data.size > sizeof first) _exit(1);
+        memcpy(first, data.start, data.size);
+    }
+
+    const Bytes words = map_words();
+    is_rehearsing = true;
+    if (sigsetjmp(end_of_rehearsal, 1) == 0) run_main(words);
+    is_rehearsing = false;
+    fflush(nullptr);
+    if (words.size > 0) munmap(words.start, words.size);
+
+    memcpy(data.start, first, data.size);
+    const int written[] = {STDOUT_FILENO, STDERR_FILENO, recorder::recording_fd};
+    for (const int file : written) {
+        if (lseek(file, 0, SEEK_SET) != 0 || ftruncate(file, 0) != 0) _exit(1);
+    }
+    if (lseek(recorder::answers_fd, 0, SEEK_SET) != 0) _exit(1);
 }
 
 // Until the runner hangs up. What became of a sentence is its wait status in digits.
@@ -55,6 +118,7 @@ int serve(int, char** arguments, char**) {
     program_words[0] = arguments[0];
     char request = 0;
     while (read(recorder::server_fd, &request, 1) == 1) {
+        if (is_emulated) rehearse();
         const pid_t child = fork();
         if (child < 0) return 1;
         if (child == 0) play();
@@ -73,6 +137,18 @@ template <typename Function> Function* next_of(const char* name) {
 }
 
 } // namespace
+
+// The end of a rehearsal is not that of the server. The C library has nothing to do at the end of the program, which
+// registers nothing there: that each child has this translated once more is spared. A start of its own goes through it.
+extern "C" [[noreturn]] void exit(int status) {
+    if (is_rehearsing) siglongjmp(end_of_rehearsal, 1);
+    if (is_emulated) {
+        fflush(nullptr);
+        _exit(status);
+    }
+    next_of<void(int)>("exit")(status);
+    __builtin_unreachable();
+}
 
 #if defined(__powerpc__) && !defined(__powerpc64__)
 
