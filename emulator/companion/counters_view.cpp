@@ -33,10 +33,6 @@ Table table_of_queues(const Counts& counts) {
     return table;
 }
 
-Json json_of(const dataplane::Count& count) {
-    return {{"frames", count.frames}, {"bytes", count.bytes}};
-}
-
 Json json_of(const PortCount& port) {
     Json dropped = Json::object();
     for (size_t reason = 0; reason < reason_count; ++reason)
@@ -44,8 +40,8 @@ Json json_of(const PortCount& port) {
     return {{"port", port.port},
             {"interface", port.interface.data()},
             {"carrier", port.has_carrier != 0},
-            {"received", json_of(port.received)},
-            {"sent", json_of(port.sent)},
+            {"received", count_json(port.received)},
+            {"sent", count_json(port.sent)},
             {"dropped", dropped},
             {"missed", port.missed},
             {"unsent", port.unsent}};
@@ -57,10 +53,10 @@ Json json_of(const QueueCount& queue) {
             {"length_bytes", queue.length},
             {"waiting", {{"frames", queue.frames}, {"bytes", queue.fill}}},
             {"highest_fill_bytes", queue.highest_fill},
-            {"sent", json_of(queue.sent)},
-            {"full", json_of(queue.full)},
-            {"early", json_of(queue.early)},
-            {"removed", json_of(queue.removed)}};
+            {"sent", count_json(queue.sent)},
+            {"full", count_json(queue.full)},
+            {"early", count_json(queue.early)},
+            {"removed", count_json(queue.removed)}};
 }
 
 template <typename Record> Json json_of(const std::vector<Record>& records) {

@@ -37,12 +37,8 @@ std::string event_text(const Query& row) {
            (is_added ? " created" : " deleted");
 }
 
-Json or_null(std::optional<int64_t> number) {
-    return number ? Json(*number) : Json(nullptr);
-}
-
 // What was raised is kept, right or wrong: a number without a word stays one.
-Json json_of(const Query& row) {
+Json event_json(const Query& row) {
     static constexpr struct {
         const char* name;
         const char* object;
@@ -73,7 +69,7 @@ Json json_of(const Query& row) {
 int print_events(const FollowOptions& options) {
     const GrowingTable table{"trap_event", "object, port, type, vlan, stream, traffic_class, event", options.last};
     if (options.as_json)
-        return print_rows(table, options.keeps_on, [](const Query& row) { return json_line(json_of(row)); });
+        return print_rows(table, options.keeps_on, [](const Query& row) { return json_line(event_json(row)); });
     std::vector<std::string> lines;
     return read_rows(
         table, options.keeps_on,

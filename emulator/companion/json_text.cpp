@@ -2,6 +2,7 @@
 #include "companion/json_text.h"
 
 #include "companion/names.h"
+#include "dataplane/egress.h"
 
 #include <nlohmann/json.hpp>
 
@@ -63,6 +64,18 @@ private:
 };
 
 } // namespace
+
+Json or_null(std::optional<int64_t> number) {
+    return number ? Json(*number) : Json(nullptr);
+}
+
+Json or_null(const std::optional<std::string>& text) {
+    return text ? Json(*text) : Json(nullptr);
+}
+
+Json count_json(const dataplane::Count& count) {
+    return {{"frames", count.frames}, {"bytes", count.bytes}};
+}
 
 void append_json_text(std::string& out, const std::string& bytes) {
     static constexpr char digits[] = "0123456789abcdef";

@@ -4,10 +4,20 @@
 
 #include <nlohmann/json_fwd.hpp>
 
+#include <cstdint>
+#include <optional>
 #include <string>
+
+namespace dataplane {
+struct Count;
+}
 
 // Texts in it are bytes as they were typed. Whoever makes such values includes <nlohmann/json.hpp>, which takes long.
 using Json = nlohmann::ordered_json;
+
+Json or_null(std::optional<int64_t> number);
+Json or_null(const std::optional<std::string>& text);
+Json count_json(const dataplane::Count& count); // its frames and bytes
 
 // On lines of their own, two blanks a level, without a line feed at the end.
 void append_json(std::string& out, const Json& value, size_t indent);

@@ -102,7 +102,7 @@ Json answered(const std::string& answer, const std::string& word) {
     return std::strtoll(answer.c_str() + at + word.size(), nullptr, 10);
 }
 
-Json json_of(const Query& row) {
+Json call_json(const Query& row) {
     const std::string sentence = row.text("sentence");
     const std::string call = row.text("call");
     std::string answer = call.substr(end_of_operands(call));
@@ -123,7 +123,7 @@ Json json_of(const Query& row) {
 int print_log(const FollowOptions& options) {
     const GrowingTable table{"call_log", "pid, run, sentence, call", options.last, "run"};
     if (options.as_json)
-        return print_rows(table, options.keeps_on, [](const Query& row) { return json_line(json_of(row)); });
+        return print_rows(table, options.keeps_on, [](const Query& row) { return json_line(call_json(row)); });
     Log log(options.with_times);
     const int status = read_rows(
         table, options.keeps_on, [&](const Query& row) { log.take(row); }, [&] { log.print(); });

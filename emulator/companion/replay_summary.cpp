@@ -157,27 +157,23 @@ void print_remarks(std::ostream& out, const ReplaySummary& summary) {
 
 // --- For programs ---
 
-Json json_of(const Count& count) {
-    return {{"frames", count.frames}, {"bytes", count.bytes}};
-}
-
 Json json_of(const SentenceTally& sentences) {
     return {{"accepted", sentences.accepted}, {"ignored", sentences.ignored}, {"refused", sentences.refused}};
 }
 
 Json json_of_colors(const std::array<Count, color_count>& counts) {
-    return {{"green", json_of(counts[0])}, {"yellow", json_of(counts[1])}, {"red", json_of(counts[2])}};
+    return {{"green", count_json(counts[0])}, {"yellow", count_json(counts[1])}, {"red", count_json(counts[2])}};
 }
 
 Json json_of_ports(const ReplaySummary& summary) {
     Json list = Json::array();
     for (const auto& [number, port] : summary.totals.ports)
         list.push_back({{"port", number},
-                        {"received", json_of(port.received)},
-                        {"dropped", json_of(port.dropped)},
-                        {"sent", json_of(port.sent)},
-                        {"lost", json_of(port.lost)},
-                        {"delivered", json_of(port.delivered)}});
+                        {"received", count_json(port.received)},
+                        {"dropped", count_json(port.dropped)},
+                        {"sent", count_json(port.sent)},
+                        {"lost", count_json(port.lost)},
+                        {"delivered", count_json(port.delivered)}});
     return list;
 }
 
@@ -186,8 +182,8 @@ Json json_of_vlans(const ReplaySummary& summary) {
     for (const auto& [vid, vlan] : summary.totals.vlans)
         list.push_back({{"vid", vid},
                         {"name", vlan_name(summary, vid)},
-                        {"received", json_of(vlan.received)},
-                        {"dropped", json_of(vlan.dropped)}});
+                        {"received", count_json(vlan.received)},
+                        {"dropped", count_json(vlan.dropped)}});
     return list;
 }
 
@@ -201,10 +197,10 @@ Json json_of_queues(const ReplaySummary& summary) {
                         {"queue", name},
                         {"length_bytes", view.length},
                         {"highest_fill_bytes", view.highest_fill},
-                        {"sent", json_of(view.sent)},
+                        {"sent", count_json(view.sent)},
                         {"queue_full", json_of_colors(view.full)},
                         {"red", json_of_colors(view.early)},
-                        {"queue_removed", json_of(view.removed)},
+                        {"queue_removed", count_json(view.removed)},
                         {"waiting", view.frames},
                         {"mean_wait_ns", mean_wait(waits, view.sent)},
                         {"longest_wait_ns", waits.longest}});
@@ -216,7 +212,7 @@ Json json_of_reasons(const ReplaySummary& summary) {
     Json reasons = Json::object();
     for (size_t reason = 0; reason < drop_reason_count; ++reason)
         if (summary.totals.dropped[reason].frames != 0)
-            reasons[word_of(static_cast<DropReason>(reason))] = json_of(summary.totals.dropped[reason]);
+            reasons[word_of(static_cast<DropReason>(reason))] = count_json(summary.totals.dropped[reason]);
     return reasons;
 }
 
@@ -252,10 +248,10 @@ void print_summary(std::ostream& out, const ReplaySummary& summary) {
 
 void print_summary_as_json(std::ostream& out, const ReplaySummary& summary) {
     const ReplayTotals& totals = summary.totals;
-    const Json object{{"received", json_of(totals.received)},
-                      {"sent", json_of(totals.sent)},
-                      {"delivered", json_of(totals.delivered)},
-                      {"dropped", json_of(dropped_in_all(totals))},
+    const Json object{{"received", count_json(totals.received)},
+                      {"sent", count_json(totals.sent)},
+                      {"delivered", count_json(totals.delivered)},
+                      {"dropped", count_json(dropped_in_all(totals))},
                       {"copies", totals.copies},
                       {"waiting", summary.egress.waiting()},
                       {"begin_ns", totals.begin},

@@ -16,14 +16,6 @@ using Take = std::function<void(const Json&)>;
 
 // --- Values ---
 
-Json or_null(const std::optional<std::string>& text) {
-    return text ? Json(*text) : Json(nullptr);
-}
-
-Json or_null(std::optional<int64_t> number) {
-    return number ? Json(*number) : Json(nullptr);
-}
-
 std::string hex(int64_t value, int digits = 1) {
     char text[20];
     snprintf(text, sizeof text, "%0*llx", digits, static_cast<unsigned long long>(value));
