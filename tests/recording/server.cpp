@@ -140,7 +140,7 @@ template <typename Function> Function* next_of(const char* name) {
 
 // The end of a rehearsal is not that of the server. The C library has nothing to do at the end of the program, which
 // registers nothing there: that each child has this translated once more is spared. A start of its own goes through it.
-extern "C" [[noreturn]] void exit(int status) {
+extern "C" void exit(int status) noexcept {
     if (is_rehearsing) siglongjmp(end_of_rehearsal, 1);
     if (is_emulated) {
         fflush(nullptr);
