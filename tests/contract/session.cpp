@@ -16,8 +16,6 @@
 #include <stdexcept>
 #include <utility>
 
-namespace {
-
 // A file in memory that a child process can inherit.
 class MemoryFile {
 public:
@@ -59,6 +57,8 @@ struct Files {
     MemoryFile recording{"recording"};
     MemoryFile answers{"answers"};
 };
+
+namespace {
 
 template <size_t Size> void copy_text(char (&to)[Size], const std::string& from) {
     if (from.size() >= Size) throw std::runtime_error("an answer is too long: " + from);
@@ -134,48 +134,45 @@ void collect(const Files& files, Outcome& outcome) {
         outcome.recording.push_back(line);
 }
 
-// The tool, started once for many sentences.
-class Server {
-public:
-    explicit Server(const Setup& setup) {
-        int ends[2];
-        if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
-            throw std::runtime_error("socketpair failed");
-        end = ends[0];
-        child = start(setup, {}, files, {{ends[1], recorder::server_fd}, {words.fd(), recorder::words_fd}});
-        close(ends[1]);
-    }
-    Server(const Server&) = delete;
-    Server& operator=(const Server&) = delete;
-    ~Server() {
-        close(end);
-        waitpid(child, nullptr, 0);
-    }
+} // namespace
 
-    Outcome play(const std::vector<std::string>& sentence, const std::vector<Call>& answers) {
-        for (const MemoryFile* file : {&files.output, &files.errors, &files.recording, &files.answers, &words})
-            file->clear();
-        write_answers(files.answers, answers);
-        for (const std::string& word : sentence)
-            words.write(word.c_str(), word.size() + 1);
-
-        Outcome outcome;
-        char text[16]{};
-        if (write(end, "", 1) != 1 || read(end, text, sizeof text - 1) <= 0 ||
-            sscanf(text, "%d %d", &outcome.exit_status, &outcome.signal) != 2)
-            throw std::runtime_error("the tool does not serve: " + files.errors.contents());
-        collect(files, outcome);
-        return outcome;
-    }
-
-private:
+struct Server::Started {
     Files files;
     MemoryFile words{"words"};
-    int end;
-    pid_t child;
+    int end = -1;
+    pid_t child = -1;
 };
 
-} // namespace
+Server::Server(const Setup& setup) : started(std::make_unique<Started>()) {
+    int ends[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) throw std::runtime_error("socketpair failed");
+    started->end = ends[0];
+    started->child =
+        start(setup, {}, started->files, {{ends[1], recorder::server_fd}, {started->words.fd(), recorder::words_fd}});
+    close(ends[1]);
+}
+
+Server::~Server() {
+    close(started->end);
+    waitpid(started->child, nullptr, 0);
+}
+
+Outcome Server::play(const std::vector<std::string>& sentence, const std::vector<Call>& answers) {
+    const auto& [files, words, end, child] = *started;
+    for (const MemoryFile* file : {&files.output, &files.errors, &files.recording, &files.answers, &words})
+        file->clear();
+    write_answers(files.answers, answers);
+    for (const std::string& word : sentence)
+        words.write(word.c_str(), word.size() + 1);
+
+    Outcome outcome;
+    char text[16]{};
+    if (write(end, "", 1) != 1 || read(end, text, sizeof text - 1) <= 0 ||
+        sscanf(text, "%d %d", &outcome.exit_status, &outcome.signal) != 2)
+        throw std::runtime_error("the tool does not serve: " + files.errors.contents());
+    collect(files, outcome);
+    return outcome;
+}
 
 Setup setup_from_environment() {
     Setup setup{from_environment("CONTRACT_TOOL", DEFAULT_TOOL),

@@ -3,6 +3,7 @@
 
 #include "contract/transcript.h"
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,22 @@ struct Outcome {
 
 // Starts the tool with these words and answers its library calls in order. Throws when it cannot be started.
 Outcome run_tool(const Setup& setup, const std::vector<std::string>& words, const std::vector<Call>& answers);
+
+// The tool, started once for many sentences: with the server of the setup, in whose folder it must have one. Throws
+// when it cannot be started, or does not answer.
+class Server {
+public:
+    explicit Server(const Setup& setup);
+    ~Server();
+    Server(const Server&) = delete;
+    Server& operator=(const Server&) = delete;
+
+    Outcome play(const std::vector<std::string>& words, const std::vector<Call>& answers);
+
+private:
+    struct Started;
+    std::unique_ptr<Started> started;
+};
 
 // The same as the environment says: by the server, where there is one. Throws also when that does not answer.
 Outcome play(const std::vector<std::string>& words, const std::vector<Call>& answers);

@@ -171,9 +171,11 @@ TEST(Words, AreReadToTheirEndOnly) {
     if (system("command -v valgrind >/dev/null 2>&1") != 0) GTEST_SKIP() << "there is no valgrind";
     auto watched = tested;
     watched.launcher = {"valgrind", "-q", "--error-exitcode=9", "--exit-on-first-error=yes"};
+    watched.server = RECORDING_SERVER;
+    Server server(watched);
     for (size_t i = 0; i < accepted_sentences().size(); i += 4) {
         const Case& item = accepted_sentences()[i];
-        const Outcome outcome = run_tool(watched, item.words, item.calls);
+        const Outcome outcome = server.play(item.words, item.calls);
         EXPECT_EQ(0, outcome.exit_status) << item.sentence << "\n" << outcome.errors;
         EXPECT_EQ(item.output, outcome.output) << item.sentence;
     }
