@@ -167,7 +167,7 @@ Outcome Server::play(const std::vector<std::string>& sentence, const std::vector
 
     Outcome outcome;
     char text[16]{};
-    if (write(end, "", 1) != 1 || read(end, text, sizeof text - 1) <= 0 ||
+    if (send(end, "", 1, MSG_NOSIGNAL) != 1 || read(end, text, sizeof text - 1) <= 0 ||
         sscanf(text, "%d %d", &outcome.exit_status, &outcome.signal) != 2)
         throw std::runtime_error("the tool does not serve: " + files.errors.contents());
     collect(files, outcome);
@@ -201,6 +201,12 @@ Outcome run_tool(const Setup& setup, const std::vector<std::string>& words, cons
 Outcome play(const std::vector<std::string>& words, const std::vector<Call>& answers) {
     static const Setup setup = setup_from_environment();
     if (setup.server.empty()) return run_tool(setup, words, answers);
-    static Server server(setup);
-    return server.play(words, answers);
+    static std::unique_ptr<Server> server;
+    if (server == nullptr) server = std::make_unique<Server>(setup);
+    try {
+        return server->play(words, answers);
+    } catch (...) {
+        server.reset(); // the next sentence has another one
+        throw;
+    }
 }
