@@ -31,24 +31,35 @@ Main program_main;
 char* program_words[most_words + 2];
 
 struct Bytes {
-    void* start = nullptr;
+    char* start = nullptr;
     size_t size = 0;
 };
 
-// The file that the runner has written a sentence's words to, each ended by NUL, in memory of its own.
-Bytes map_words() {
+// The words of a sentence, each ended by NUL, and the memory that they have for themselves: it ends with the last of
+// them, so that to read on ends the process.
+struct Words {
+    Bytes mapped;
+    Bytes text;
+};
+
+// From the file that the runner has written them to.
+Words read_words() {
     struct stat status {};
     if (fstat(recorder::words_fd, &status) != 0) _exit(1);
-    if (status.st_size == 0) return {};
     const auto size = static_cast<size_t>(status.st_size);
-    void* const mapped = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE, recorder::words_fd, 0);
+    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    const size_t room = (size + page - 1) / page * page;
+    void* const mapped = mmap(nullptr, room + page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (mapped == MAP_FAILED) _exit(1);
-    return {mapped, size};
+    char* const end = static_cast<char*>(mapped) + room;
+    if (mprotect(end, page, PROT_NONE) != 0) _exit(1);
+    if (pread(recorder::words_fd, end - size, size, 0) != static_cast<ssize_t>(size)) _exit(1);
+    return {{static_cast<char*>(mapped), room + page}, {end - size, size}};
 }
 
 int run_main(const Bytes& words) {
     int count = 1; // the name of the program is there
-    char* word = static_cast<char*>(words.start);
+    char* word = words.start;
     for (const char* const end = word + words.size; word < end && count <= most_words; word += strlen(word) + 1)
         program_words[count++] = word;
     program_words[count] = nullptr;
@@ -56,10 +67,10 @@ int run_main(const Bytes& words) {
 }
 
 [[noreturn]] void play() {
-    const Bytes words = map_words();
+    const Words words = read_words();
     close(recorder::words_fd);
     close(recorder::server_fd);
-    exit(run_main(words));
+    exit(run_main(words.text));
 }
 
 #if defined(__powerpc__)
@@ -79,11 +90,11 @@ int find_data(dl_phdr_info* program, size_t, void* found) {
     for (const ElfW(Phdr)* part = program->dlpi_phdr; part < program->dlpi_phdr + program->dlpi_phnum; ++part) {
         const uintptr_t start = program->dlpi_addr + part->p_vaddr;
         if (part->p_type == PT_LOAD && (part->p_flags & PF_W) != 0)
-            data = {reinterpret_cast<void*>(start), part->p_memsz};
+            data = {reinterpret_cast<char*>(start), part->p_memsz};
         if (part->p_type == PT_GNU_RELRO) read_only_end = start + part->p_memsz;
     }
     const uintptr_t start = reinterpret_cast<uintptr_t>(data.start);
-    if (read_only_end > start) data = {reinterpret_cast<void*>(read_only_end), start + data.size - read_only_end};
+    if (read_only_end > start) data = {reinterpret_cast<char*>(read_only_end), start + data.size - read_only_end};
     *static_cast<Bytes*>(found) = data;
     return 1; // the program is the first
 }
@@ -91,21 +102,21 @@ int find_data(dl_phdr_info* program, size_t, void* found) {
 // Plays the sentence that is asked for, and has nothing left of it.
 void rehearse() {
     static Bytes data;
-    static char first[4096];
+    static char as_loaded[4096];
     if (data.start == nullptr) {
         dl_iterate_phdr(find_data, &data);
-        if (data.size > sizeof first) _exit(1);
-        memcpy(first, data.start, data.size);
+        if (data.size > sizeof as_loaded) _exit(1);
+        memcpy(as_loaded, data.start, data.size);
     }
 
-    const Bytes words = map_words();
+    const Words words = read_words();
     is_rehearsing = true;
-    if (sigsetjmp(end_of_rehearsal, 1) == 0) run_main(words);
+    if (sigsetjmp(end_of_rehearsal, 1) == 0) run_main(words.text);
     is_rehearsing = false;
     fflush(nullptr);
-    if (words.size > 0) munmap(words.start, words.size);
+    munmap(words.mapped.start, words.mapped.size);
 
-    memcpy(data.start, first, data.size);
+    memcpy(data.start, as_loaded, data.size);
     const int written[] = {STDOUT_FILENO, STDERR_FILENO, recorder::recording_fd};
     for (const int file : written) {
         if (lseek(file, 0, SEEK_SET) != 0 || ftruncate(file, 0) != 0) _exit(1);

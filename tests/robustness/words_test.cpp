@@ -166,7 +166,8 @@ TEST(WordsDeathTest, MayBeLessThanNone) {
     EXPECT_EXIT(dispatch(-1, nullptr), testing::ExitedWithCode(0), "");
 }
 
-// Words that a number or a list ends in are read no further than their end: valgrind would tell.
+// Words that a number or a list ends in are read no further than their end: where the server has put them, memory ends
+// with the last. Valgrind would tell of bytes that nothing has set.
 TEST(Words, AreReadToTheirEndOnly) {
     if (system("command -v valgrind >/dev/null 2>&1") != 0) GTEST_SKIP() << "there is no valgrind";
     auto watched = tested;
